@@ -1,0 +1,53 @@
+#include "net/ClientServerPipe.h"
+
+void ClientServerPipe::PushToClient(unsigned channel, Packet* packet) {
+    std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
+    m_ToClient[channel].Append(packet);
+}
+
+Packet* ClientServerPipe::TakeToServer(unsigned channel) {
+    std::lock_guard<std::mutex> lock(m_ToServerLocks[channel]);
+    if (m_ToServer[channel].Empty()) return nullptr;
+    return m_ToServer[channel].RemoveFront();
+}
+
+void ClientServerPipe::PushToServer(unsigned channel, Packet* packet) {
+    std::lock_guard<std::mutex> lock(m_ToServerLocks[channel]);
+    m_ToServer[channel].Append(packet);
+}
+
+Packet* ClientServerPipe::TakeToClient(unsigned channel) {
+    std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
+    if (m_ToClient[channel].Empty()) return nullptr;
+    return m_ToClient[channel].RemoveFront();
+}
+
+void ClientServerPipe::SetUnackedCount(unsigned channel, uint32_t count) {
+    std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
+    m_uiUnackedCount[channel] = count;
+}
+
+bool ClientServerPipe::IsConnected() {
+    std::lock_guard<std::mutex> lock(m_PipeLock);
+    return m_bConnected;
+}
+
+void ClientServerPipe::SetDisconnected() {
+    std::lock_guard<std::mutex> lock(m_PipeLock);
+    m_bConnected = false;
+}
+
+bool ClientServerPipe::IsStopSending() {
+    std::lock_guard<std::mutex> lock(m_PipeLock);
+    return m_bStopSending;
+}
+
+void ClientServerPipe::SetStopSending() {
+    std::lock_guard<std::mutex> lock(m_PipeLock);
+    m_bStopSending = true;
+}
+
+uint32_t ClientServerPipe::Backlog() {
+    std::lock_guard<std::mutex> lock(m_ToClientLocks[0]);
+    return m_uiUnackedCount[0] + uint32_t(m_ToClient[0].Length());
+}
