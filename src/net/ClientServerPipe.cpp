@@ -1,30 +1,50 @@
 #include "net/ClientServerPipe.h"
 
+// A channel number out of range is a caller's mistake; the message is dropped rather than
+// written past the sixteen queues.
+
 void ClientServerPipe::PushToClient(unsigned channel, Packet* packet) {
+    if (channel >= kChannelCount) {
+        delete packet;
+        return;
+    }
     std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
     m_ToClient[channel].Append(packet);
 }
 
 Packet* ClientServerPipe::TakeToServer(unsigned channel) {
+    if (channel >= kChannelCount) return nullptr;
     std::lock_guard<std::mutex> lock(m_ToServerLocks[channel]);
     if (m_ToServer[channel].Empty()) return nullptr;
     return m_ToServer[channel].RemoveFront();
 }
 
 void ClientServerPipe::PushToServer(unsigned channel, Packet* packet) {
+    if (channel >= kChannelCount) {
+        delete packet;
+        return;
+    }
     std::lock_guard<std::mutex> lock(m_ToServerLocks[channel]);
     m_ToServer[channel].Append(packet);
 }
 
 Packet* ClientServerPipe::TakeToClient(unsigned channel) {
+    if (channel >= kChannelCount) return nullptr;
     std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
     if (m_ToClient[channel].Empty()) return nullptr;
     return m_ToClient[channel].RemoveFront();
 }
 
 void ClientServerPipe::SetUnackedCount(unsigned channel, uint32_t count) {
+    if (channel >= kChannelCount) return;
     std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
     m_uiUnackedCount[channel] = count;
+}
+
+uint32_t ClientServerPipe::UnackedCount(unsigned channel) {
+    if (channel >= kChannelCount) return 0;
+    std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
+    return m_uiUnackedCount[channel];
 }
 
 bool ClientServerPipe::IsConnected() {

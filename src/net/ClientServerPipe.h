@@ -1,15 +1,52 @@
 // The only meeting place of the UDP thread and the server thread for one client: sixteen
 // queues of whole messages each way, each with its own lock, and the connection flags.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <vector>
 
 #include "net/Packet.h"
-#include "world/PointerStringList.h"
 
-class PacketList : public PointerStringList<Packet> {
+// An owning queue of messages. A pipe has 32 of them and most stay empty for the client's whole
+// life, so an empty queue allocates nothing; taken slots at the front are reclaimed once they
+// make up half of the storage, which keeps both ends amortised constant time.
+class PacketList {
 public:
-    ~PacketList() override = default;
+    PacketList() = default;
+    PacketList(const PacketList&) = delete;
+    PacketList& operator=(const PacketList&) = delete;
+    virtual ~PacketList() { DeleteAll(); }
+
+    size_t Length() const { return m_Items.size() - m_uiHead; }
+    bool Empty() const { return Length() == 0; }
+    Packet* Front() const { return m_Items[m_uiHead]; }
+    Packet* operator[](size_t i) const { return m_Items[m_uiHead + i]; }
+    auto begin() const { return m_Items.begin() + std::ptrdiff_t(m_uiHead); }
+    auto end() const { return m_Items.end(); }
+
+    void Append(Packet* packet) { m_Items.push_back(packet); }
+    // Ownership passes to the caller.
+    Packet* RemoveFront() {
+        Packet* packet = m_Items[m_uiHead++];
+        if (m_uiHead == m_Items.size()) {
+            m_Items.clear();
+            m_uiHead = 0;
+        } else if (m_uiHead >= 32 && m_uiHead * 2 >= m_Items.size()) {
+            m_Items.erase(m_Items.begin(), m_Items.begin() + std::ptrdiff_t(m_uiHead));
+            m_uiHead = 0;
+        }
+        return packet;
+    }
+    void DeleteAll() {
+        for (size_t i = m_uiHead; i < m_Items.size(); ++i) delete m_Items[i];
+        m_Items.clear();
+        m_uiHead = 0;
+    }
+
+private:
+    std::vector<Packet*> m_Items;
+    size_t m_uiHead = 0;
 };
 
 inline constexpr unsigned kChannelCount = 16;
@@ -29,6 +66,7 @@ public:
     void PushToServer(unsigned channel, Packet* packet);
     Packet* TakeToClient(unsigned channel);
     void SetUnackedCount(unsigned channel, uint32_t count);
+    uint32_t UnackedCount(unsigned channel);
 
     bool IsConnected();
     void SetDisconnected();

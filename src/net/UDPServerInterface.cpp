@@ -1,0 +1,224 @@
+#include "net/UDPServerInterface.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <system_error>
+
+#include "core/Timer.h"
+#include "core/Tunables.h"
+#include "net/UDPClient.h"
+#include "platform/Console.h"
+#include "platform/Process.h"
+#include "platform/Signals.h"
+
+namespace {
+
+constexpr size_t kReceiveBufferSize = 65536;
+// Datagrams taken from the socket per system call.
+constexpr unsigned kReceiveBatch = 32;
+// A pass stops receiving after this many datagrams so that a flood cannot starve the serve
+// half (resends, keep-alives, held messages); the next pass follows without waiting.
+constexpr uint64_t kReceiveBudgetPerPass = 16384;
+// Room for the datagrams of many clients that arrive while the thread waits between passes.
+constexpr int kSocketReceiveBytes = 4 << 20;
+
+uint64_t PeerKey(const sockaddr_in& address) {
+    return (uint64_t(address.sin_addr.s_addr) << 16) | address.sin_port;
+}
+
+bool BindPort(int socket) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    address.sin_port = htons(uint16_t(g_uiCurrentPort));
+    return bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+}
+
+void EnlargeReceiveBuffer(int socket) {
+    int bytes = kSocketReceiveBytes;
+    // The forced variant passes the system's cap when the server may; otherwise take what the
+    // cap allows.
+    if (setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0)
+        setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+}
+
+void WaitTwoSecondsUnlessShutdown() {
+    Timer wait(2.0f);
+    while (!wait.HasElapsed() && !platform::ShutdownRequested())
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+}
+
+} // namespace
+
+UDPServerInterface::UDPServerInterface(CreatePipe createPipe) : m_CreatePipe(std::move(createPipe)) {
+    m_Receive.m_Socket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (m_Receive.m_Socket < 0) {
+        platform::ConsolePrintf("socket() failed: %s\n", strerror(errno));
+        platform::TerminateProcess(1);
+    }
+    EnlargeReceiveBuffer(m_Receive.m_Socket);
+
+    // Nothing ends the retries but a shutdown request, so that a server restarted while its
+    // predecessor still holds the port comes up as soon as the port is free.
+    int attemptsLeft = 5;
+    while (!BindPort(m_Receive.m_Socket) && !platform::ShutdownRequested()) {
+        --attemptsLeft;
+        platform::ConsolePrintf("bind() did not work... trying again in 2 seconds.  (%d attempts left)\n",
+                                attemptsLeft);
+        WaitTwoSecondsUnlessShutdown();
+    }
+    fcntl(m_Receive.m_Socket, F_SETFL, fcntl(m_Receive.m_Socket, F_GETFL) | O_NONBLOCK);
+    m_Receive.m_pReceiveBuffer = new uint8_t[kReceiveBufferSize * kReceiveBatch];
+    m_pSender = std::make_unique<Socket2>(m_Receive.m_Socket, true);
+    m_Receive.m_pSocket2 = m_pSender.get();
+
+    try {
+        m_hThread = std::thread([this] { ThreadRun(); });
+    } catch (const std::system_error&) {
+        platform::ConsolePrintf("Could not start the UDP thread.\n");
+        platform::TerminateProcess(1);
+    }
+    // Lets the operator tell the thread apart in top and perf.
+    pthread_setname_np(m_hThread.native_handle(), "qv-udp");
+}
+
+UDPServerInterface::~UDPServerInterface() {
+    m_hStopEvent.Set();
+    m_hTickEvent.Set();
+    if (m_hThread.joinable()) m_hThread.join();
+    m_pSender->Flush();
+    // Each peer's destructor marks its pipe disconnected, so the server drops the clients of a
+    // transport that is gone instead of keeping them forever.
+    m_Peers.DeleteAll();
+    m_PeerIndex.clear();
+    delete[] m_Receive.m_pReceiveBuffer;
+    close(m_Receive.m_Socket);
+}
+
+void UDPServerInterface::ThreadRun() {
+    for (;;) {
+        if (m_hStopEvent.IsSet()) return;
+        if (g_bUDPThreadMode) {
+            if (m_hTickEvent.Wait(m_bReceiveBudgetHit ? 0 : 33)) {
+                m_hTickEvent.Reset();
+                Tick();
+                m_hDoneEvent.Set();
+            } else {
+                Tick();
+            }
+        } else {
+            m_hTickEvent.Wait(-1);
+            if (m_hStopEvent.IsSet()) return;
+            m_hTickEvent.Reset();
+            Tick();
+            m_hDoneEvent.Set();
+        }
+    }
+}
+
+void UDPServerInterface::Tick() {
+    m_bReceiveBudgetHit = !ReceiveAll();
+    ServeAll();
+}
+
+bool UDPServerInterface::ReceiveAll() {
+    mmsghdr messages[kReceiveBatch];
+    iovec vectors[kReceiveBatch];
+    sockaddr_in sources[kReceiveBatch];
+    for (unsigned i = 0; i < kReceiveBatch; ++i) {
+        vectors[i].iov_base = m_Receive.m_pReceiveBuffer + i * kReceiveBufferSize;
+        vectors[i].iov_len = kReceiveBufferSize;
+    }
+    uint64_t received = 0;
+    while (received < kReceiveBudgetPerPass) {
+        for (unsigned i = 0; i < kReceiveBatch; ++i) {
+            std::memset(&messages[i].msg_hdr, 0, sizeof messages[i].msg_hdr);
+            messages[i].msg_hdr.msg_name = &sources[i];
+            messages[i].msg_hdr.msg_namelen = sizeof sources[i];
+            messages[i].msg_hdr.msg_iov = &vectors[i];
+            messages[i].msg_hdr.msg_iovlen = 1;
+        }
+        // An empty queue and every error alike end the receiving of this pass.
+        int count = recvmmsg(m_Receive.m_Socket, messages, kReceiveBatch, MSG_DONTWAIT, nullptr);
+        if (count <= 0) return true;
+        for (int i = 0; i < count; ++i) {
+            // An empty datagram carries nothing, not even a sign of life.
+            if (messages[i].msg_len == 0 || messages[i].msg_hdr.msg_namelen != sizeof(sockaddr_in) ||
+                sources[i].sin_family != AF_INET)
+                continue;
+            HandleDatagram(sources[i], static_cast<uint8_t*>(vectors[i].iov_base), int32_t(messages[i].msg_len));
+        }
+        m_pSender->Flush();
+        received += uint64_t(count);
+    }
+    return false;
+}
+
+void UDPServerInterface::HandleDatagram(const sockaddr_in& from, uint8_t* data, int32_t length) {
+    UDPClient* peer = PeerKey(from) == m_uiLastKey && m_pLastPeer ? m_pLastPeer : FindOrCreatePeer(from);
+    if (!peer) return;
+    m_uiDatagramsReceived.fetch_add(1, std::memory_order_relaxed);
+    UDPC_PID_Struct record;
+    record.m_Socket = m_Receive.m_Socket;
+    record.m_pReceiveBuffer = data;
+    record.m_iReceivedLength = length;
+    record.m_pSocket2 = m_pSender.get();
+    m_Receive.m_iReceivedLength = length;
+    peer->ProcessIncomingData(&record);
+}
+
+UDPClient* UDPServerInterface::FindOrCreatePeer(const sockaddr_in& from) {
+    const uint64_t key = PeerKey(from);
+    auto found = m_PeerIndex.find(key);
+    UDPClient* peer = nullptr;
+    if (found != m_PeerIndex.end()) {
+        peer = found->second;
+    } else {
+        ClientServerPipe* pipe = m_CreatePipe();
+        if (!pipe) return nullptr;
+        peer = new UDPClient(&from, pipe);
+        m_Peers.Append(peer);
+        m_PeerIndex.emplace(key, peer);
+    }
+    m_pLastPeer = peer;
+    m_uiLastKey = key;
+    return peer;
+}
+
+void UDPServerInterface::ServeAll() {
+    bool anyFinished = false;
+    m_Finished.assign(m_Peers.Length(), 0);
+    size_t index = 0;
+    for (UDPClient* peer : m_Peers) {
+        if (peer->IsFinished()) {
+            m_Finished[index] = 1;
+            anyFinished = true;
+        } else {
+            peer->Serve(m_pSender.get());
+        }
+        ++index;
+    }
+    m_pSender->Flush();
+    if (!anyFinished) return;
+
+    m_pLastPeer = nullptr;
+    UDPClientList kept;
+    index = 0;
+    for (UDPClient* peer : m_Peers) {
+        if (m_Finished[index++]) {
+            m_PeerIndex.erase(PeerKey(peer->m_Address));
+            delete peer;
+        } else {
+            kept.Append(peer);
+        }
+    }
+    m_Peers.ReleaseAll();
+    for (UDPClient* peer : kept) m_Peers.Append(peer);
+    kept.ReleaseAll();
+}

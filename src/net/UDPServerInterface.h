@@ -1,0 +1,81 @@
+// Owns the server's UDP socket and the UDP thread. Every datagram is matched to its peer by
+// address and port; a new source address becomes a new peer and, through the factory the server
+// hands in, a new client record on the server side.
+#pragma once
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/Event.h"
+#include "world/PointerStringList.h"
+
+class ClientServerPipe;
+class Socket2;
+class UDPClient;
+
+class UDPClientList : public PointerStringList<UDPClient> {
+public:
+    ~UDPClientList() override = default;
+};
+
+// Everything a peer's processing functions need from the interface.
+struct UDPC_PID_Struct {
+    int m_Socket = -1;
+    uint8_t* m_pReceiveBuffer = nullptr;
+    int32_t m_iReceivedLength = 0;
+    // Where acknowledgements go out; null sends them straight on m_Socket.
+    Socket2* m_pSocket2 = nullptr;
+};
+
+class UDPServerInterface {
+public:
+    // Creates the server-side client for a new peer and returns its pipe (null refuses the
+    // peer). Called on the UDP thread; it takes the server lock itself.
+    using CreatePipe = std::function<ClientServerPipe*()>;
+
+    // Opens the socket, binds g_uiCurrentPort (retrying every 2 s), starts the thread.
+    explicit UDPServerInterface(CreatePipe createPipe);
+    // Stops the thread and closes the socket; the pipes of the peers still alive are marked
+    // disconnected so that the server drops their clients.
+    virtual ~UDPServerInterface();
+    UDPServerInterface(const UDPServerInterface&) = delete;
+    UDPServerInterface& operator=(const UDPServerInterface&) = delete;
+
+    void ThreadRun();
+    // One pass: receive everything, then serve every peer.
+    void Tick();
+
+    // Datagrams of length >= 1 handled since start (read by benchmarks and tests).
+    uint64_t DatagramsReceived() const { return m_uiDatagramsReceived.load(std::memory_order_relaxed); }
+
+    UDPC_PID_Struct m_Receive;
+    CreatePipe m_CreatePipe;
+    UDPClientList m_Peers;
+    std::thread m_hThread;
+    platform::Event m_hStopEvent;
+    platform::Event m_hTickEvent;
+    platform::Event m_hDoneEvent;
+
+private:
+    // Returns false when the pass's receive budget ran out with datagrams still waiting.
+    bool ReceiveAll();
+    void HandleDatagram(const sockaddr_in& from, uint8_t* data, int32_t length);
+    UDPClient* FindOrCreatePeer(const sockaddr_in& from);
+    void ServeAll();
+
+    std::unique_ptr<Socket2> m_pSender;
+    // Peers by address and port; m_Peers keeps the creation order the serve pass walks.
+    std::unordered_map<uint64_t, UDPClient*> m_PeerIndex;
+    UDPClient* m_pLastPeer = nullptr;
+    uint64_t m_uiLastKey = 0;
+    std::vector<uint8_t> m_Finished; // per peer of the serve pass, reused
+    bool m_bReceiveBudgetHit = false;
+    std::atomic<uint64_t> m_uiDatagramsReceived{0};
+};
