@@ -1,0 +1,114 @@
+// Fixed-size-element pools. A pool reserves one range of address space when it is built and
+// commits a 4 KiB page only while at least one live element touches it, so a large world costs
+// memory only for what exists and freeing a region returns whole pages. A full pool chains a
+// second pool of the same shape behind itself; the chained pool goes again when it empties.
+//
+// Pools are used from the server thread only and take no locks.
+//
+// Besides pointers, a pool hands out 32-bit handles for its elements (HandleOf / FromHandle):
+// the entity's per-client-slot storage keeps those instead of 64-bit pointers.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "world/VukHeap_FreeElementStack.h"
+
+inline constexpr uint32_t kVukPageSize = 4096;
+
+class VukHeap {
+public:
+    // The eleven global pools live for the whole process. At exit such a pool releases its
+    // range when it is empty and otherwise only reports the leftovers: an exception cannot
+    // usefully leave a static destructor, and the operating system reclaims the range anyway.
+    enum class Lifetime { Scoped, Process };
+
+    // Reserves elementSize × elementCount bytes. Out of address space: the error is printed,
+    // logged under "VukHeap" and raised as a WorldFatalError.
+    VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name,
+            Lifetime lifetime = Lifetime::Scoped);
+    // Destroys the chained pool first. With live elements left this reports
+    // "Heap Deletion Error: Objects Left Over in <name>.." and throws a WorldFatalError.
+    virtual ~VukHeap() noexcept(false);
+    VukHeap(const VukHeap&) = delete;
+    VukHeap& operator=(const VukHeap&) = delete;
+
+    // Uninitialised storage for one element; never fails (a full pool chains another).
+    uint8_t* AllocateOne();
+    // Returns storage whose destructor has already run. p must come from this pool's chain.
+    void FreeOne(void* p);
+    // Absorbs free single slots just below the high-water mark, sorts the free runs so the
+    // lowest are handed out first and merges neighbouring runs; then the same on the chain.
+    void L2_OptimizeFreeElementStack();
+
+    bool IsIn(const void* p) const;
+    bool CanBeFreed() const;
+    // Entries of the free stacks over the whole chain.
+    uint32_t GetHolesInHeap() const;
+    void MarkPagesUsed(uint8_t* p, size_t n);
+    void MarkPagesUnused(uint8_t* p, size_t n);
+
+    // 0 stands for null; otherwise (chain position × element count + slot) + 1. A pointer that
+    // lies in no pool of the chain raises a WorldFatalError.
+    uint32_t HandleOf(const void* p) const;
+    uint8_t* FromHandle(uint32_t handle) const;
+
+    const std::string& Name() const { return m_strName; }
+    uint8_t* Base() const { return m_pBase; }
+    uint8_t* Top() const { return m_pTop; }
+    uint8_t* End() const { return m_pEnd; }
+    VukHeap* Next() const { return m_pNext.get(); }
+    uint32_t ElementSize() const { return m_uiElementSize; }
+    uint32_t ElementCount() const { return m_uiElementCount; }
+    uint32_t PageCount() const { return m_uiPageCount; }
+    uint32_t PageUse(uint32_t page) const { return m_puiPageUse[page]; }
+    // Live elements of this pool alone, and of the whole chain.
+    uint32_t LiveCount() const { return m_uiLiveCount; }
+    uint64_t ChainLiveCount() const;
+    // Committed pages of the element ranges over the whole chain.
+    uint64_t ChainCommittedPages() const;
+    VukHeap_FreeElementStack& FreeStack() { return *m_pFreeStack; }
+
+private:
+    void CommitPage(uint32_t page);
+    void DecommitPage(uint32_t page);
+
+    std::string m_strName;
+    uint8_t* m_pBase = nullptr;
+    std::unique_ptr<VukHeap> m_pNext;
+    uint32_t m_uiElementSize = 0;
+    uint32_t m_uiElementCount = 0;
+    std::unique_ptr<VukHeap_FreeElementStack> m_pFreeStack;
+    uint8_t* m_pTop = nullptr;
+    uint8_t* m_pEnd = nullptr;
+    std::unique_ptr<uint32_t[]> m_puiPageUse;
+    uint32_t m_uiPageCount = 0;
+    uint32_t m_uiLiveCount = 0;
+    uint64_t m_uiCommittedPages = 0;
+    size_t m_uiReservedBytes = 0;
+    Lifetime m_Lifetime = Lifetime::Scoped;
+};
+
+// The global pools, in the order the server tick tidies them. g_VukHeap_ServerClient is
+// defined by the replication layer, which owns the client record; nothing in the world library
+// refers to it.
+extern VukHeap g_VukHeap_ServerEntity;       // Server_Entity (normal pads), 65,536
+extern VukHeap g_VukHeap_ServerZorbinCube;   // Server_ZorbinCube, 65,536
+extern VukHeap g_VukHeap_ServerPalaceCube;   // Server_PalaceCube, 65,536
+extern VukHeap g_VukHeap_ServerClientEntity; // Server_Client_Entity, 1,048,576
+extern VukHeap g_VukHeap_Links;              // Link<T>, 2,097,152
+extern VukHeap g_VukHeap_PFA_LinkBacks;      // link-back cells (u32), 2,097,152
+extern VukHeap g_VukHeap_ServerClient;       // Server_Client, 128
+extern VukHeap g_VukHeap_SCEPlayer;          // SCE_Player, 16,384
+extern VukHeap g_VukHeap_PFAE_Info;          // PFAE_Info, 4,194,304
+extern VukHeap g_VukHeap_VukZone;            // VUK_Zone, 131,072
+extern VukHeap g_VukHeap_VukZoneLine;        // VUK_ZoneLine, 16,384
+
+// Tidies the ten pools the world defines, in the tick's order; the caller tidies
+// g_VukHeap_ServerClient between g_VukHeap_PFA_LinkBacks and g_VukHeap_SCEPlayer itself:
+//   OptimizeWorldHeaps(WorldHeapGroup::BeforeServerClient);
+//   g_VukHeap_ServerClient.L2_OptimizeFreeElementStack();
+//   OptimizeWorldHeaps(WorldHeapGroup::AfterServerClient);
+enum class WorldHeapGroup { BeforeServerClient, AfterServerClient };
+void OptimizeWorldHeaps(WorldHeapGroup group);

@@ -1,0 +1,61 @@
+// The free slots of a pool below its high-water mark, kept as runs of neighbouring slots.
+// An entry {a, n} stands for the n free slots a, a - size, ..., a - (n - 1)·size: a run grows
+// downward from its address. The top of the stack is the last entry; an entry whose run length
+// is 0 is dead and is skipped. The entries live in a reserved range whose 4 KiB pages are
+// committed as the stack grows and decommitted as it shrinks.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+class VukHeap_FreeElementStack {
+public:
+    struct Entry {
+        uint8_t* m_pAddress;
+        uint32_t m_uiRunLength;
+    };
+
+    // Reserves room for elementCount entries. A failure is reported to the console and the log
+    // and raised as a WorldFatalError.
+    VukHeap_FreeElementStack(uint32_t elementSize, uint32_t elementCount);
+    virtual ~VukHeap_FreeElementStack();
+    VukHeap_FreeElementStack(const VukHeap_FreeElementStack&) = delete;
+    VukHeap_FreeElementStack& operator=(const VukHeap_FreeElementStack&) = delete;
+
+    void Push(uint8_t* p);
+    // Hands out a free slot: the whole entry when its run is shorter than 2, otherwise the
+    // lowest slot of the run. False when the stack is empty.
+    bool Pop(uint8_t** out);
+    // What Pop would hand out, without removing it.
+    bool Peek(uint8_t** out);
+    // The removal of Pop without handing anything out.
+    void Pop();
+    void ClearZerosAtTopOfStack();
+    // Descending addresses, so that allocation takes the lowest free slots first.
+    void RearrangeElementsIntoOrder();
+    // Ascending addresses, so that the highest free run is on top.
+    void RearrangeElementsIntoReverseOrder();
+    void CombineNeighbors();
+
+    uint32_t Count() const { return m_uiCount; }
+    const Entry& EntryAt(uint32_t i) const { return m_pEntries[i]; }
+    bool InOrder() const { return m_bInOrder; }
+    uint8_t* FirstAddress() const { return m_pFirstAddress; }
+    uint8_t* LastAddress() const { return m_pLastAddress; }
+    // Pages of the entry range that are committed now.
+    uint32_t CommittedPages() const { return m_uiCommittedPages; }
+
+private:
+    void DropTopEntry();
+    void CommitEntryPage(uint32_t entryIndex);
+    void DecommitEntryPage(uint32_t entryIndex);
+
+    Entry* m_pEntries = nullptr;
+    uint32_t m_uiCount = 0;
+    uint32_t m_uiElementSize = 0;
+    uint32_t m_uiCapacity = 0;
+    bool m_bInOrder = true;
+    uint8_t* m_pFirstAddress = nullptr;
+    uint8_t* m_pLastAddress = nullptr;
+    size_t m_uiReservedBytes = 0;
+    uint32_t m_uiCommittedPages = 0;
+};
