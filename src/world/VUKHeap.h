@@ -88,6 +88,8 @@ private:
     uint64_t m_uiCommittedPages = 0;
     size_t m_uiReservedBytes = 0;
     Lifetime m_Lifetime = Lifetime::Scoped;
+    uint32_t m_uiShift = 0;       // log2 of the element size when it is a power of two
+    bool m_bPowerOfTwo = false;
 };
 
 // The global pools, in the order the server tick tidies them. g_VukHeap_ServerClient is

@@ -7,6 +7,24 @@
 #include <cstddef>
 #include <cstdint>
 
+// Address-space reservation for the pools: reserve (no access), commit and decommit whole
+// 4 KiB pages, release. Commit and decommit report failure by returning false.
+namespace vukmem {
+uint8_t* Reserve(size_t bytes);
+bool Commit(uint8_t* page, size_t bytes);
+bool Decommit(uint8_t* page, size_t bytes);
+void Release(uint8_t* base, size_t bytes);
+// Reports a fatal pool error: console line, log entry under "VukHeap", WorldFatalError.
+[[noreturn]] void ReportAndThrow(const char* text);
+// Under AddressSanitizer, free pool slots are poisoned so that a use after free is reported.
+void PoisonSlot(const void* p, size_t bytes);
+void UnpoisonSlot(const void* p, size_t bytes);
+// Under LeakSanitizer, live pool elements hold the only pointers to their heap members, so the
+// committed parts of a pool range are scanned for references.
+void RegisterRoot(const void* base, size_t bytes);
+void UnregisterRoot(const void* base, size_t bytes);
+} // namespace vukmem
+
 class VukHeap_FreeElementStack {
 public:
     struct Entry {

@@ -1,0 +1,100 @@
+// Entity: label cache, rotation record and extended attributes.
+#include <algorithm>
+
+#include "world/Entity.h"
+
+EntityStringCacheEntry Entity::m_sESCE;
+
+EntityStringCacheEntry* EntityStringCacheEntry::FindChild(uint8_t c) const {
+    auto it = std::lower_bound(m_Children.begin(), m_Children.end(), c,
+                               [](const auto& child, uint8_t key) { return child.first < key; });
+    return it != m_Children.end() && it->first == c ? it->second : nullptr;
+}
+
+EntityStringCacheEntry* EntityStringCacheEntry::FindOrAddChild(uint8_t c) {
+    auto it = std::lower_bound(m_Children.begin(), m_Children.end(), c,
+                               [](const auto& child, uint8_t key) { return child.first < key; });
+    if (it != m_Children.end() && it->first == c) return it->second;
+    // Nodes live until the program ends, like the strings they hold.
+    return m_Children.insert(it, {c, new EntityStringCacheEntry()})->second;
+}
+
+Entity::~Entity() {
+    delete m_pRotation;
+    delete m_pEEAList;
+}
+
+const std::string* Entity::CacheLabel(std::string_view text) {
+    if (text.empty()) return nullptr;
+    EntityStringCacheEntry* node = &m_sESCE;
+    for (char c : text) node = node->FindOrAddChild(static_cast<uint8_t>(c));
+    if (!node->m_pString) node->m_pString = new std::string(text);
+    return node->m_pString;
+}
+
+void Entity::SetLabel(std::string_view text) { m_pLabel = CacheLabel(text); }
+
+const std::string& Entity::GetLabel() const {
+    static const std::string kNone;
+    return m_pLabel ? *m_pLabel : kNone;
+}
+
+void Entity::SetRotationComponent(int component, float angle) {
+    if (!m_pRotation) m_pRotation = new Rotation();
+    m_pRotation->Set(component, angle);
+    m_pRotation->RecomputeNonZero();
+    TryDeallocRotation();
+}
+
+void Entity::SetRotation(float yaw, float pitch, float roll) {
+    if (!m_pRotation) m_pRotation = new Rotation();
+    m_pRotation->m_fYaw = yaw;
+    m_pRotation->m_fPitch = pitch;
+    m_pRotation->m_fRoll = roll;
+    m_pRotation->RecomputeNonZero();
+    TryDeallocRotation();
+}
+
+void Entity::ClearRotation() {
+    delete m_pRotation;
+    m_pRotation = nullptr;
+}
+
+void Entity::TryDeallocRotation() {
+    if (m_pRotation && !m_pRotation->m_bNonZero) {
+        delete m_pRotation;
+        m_pRotation = nullptr;
+    }
+}
+
+void Entity::SetEEA(uint8_t id, uint32_t value) {
+    if (value != 0) {
+        if (!m_pEEAList) m_pEEAList = new ExtendedEntityAttributeList();
+        for (ExtendedEntityAttribute* a : *m_pEEAList) {
+            if (a->m_ucId == id) {
+                a->m_uiValue = value;
+                return;
+            }
+        }
+        m_pEEAList->Append(new ExtendedEntityAttribute{id, value});
+        return;
+    }
+    if (!m_pEEAList) return;
+    for (size_t i = 0; i < m_pEEAList->Length(); ++i) {
+        if ((*m_pEEAList)[i]->m_ucId == id) {
+            m_pEEAList->DeleteAt(i);
+            break;
+        }
+    }
+    if (m_pEEAList->Empty()) {
+        delete m_pEEAList;
+        m_pEEAList = nullptr;
+    }
+}
+
+uint32_t Entity::GetEEA(uint8_t id) const {
+    if (!m_pEEAList) return 0;
+    for (const ExtendedEntityAttribute* a : *m_pEEAList)
+        if (a->m_ucId == id) return a->m_uiValue;
+    return 0;
+}

@@ -1,0 +1,354 @@
+#include "world/Server_Entity.h"
+
+#include <cstring>
+#include <vector>
+
+#include "core/Tunables.h"
+#include "world/Server_Client_Entity.h"
+#include "world/VUK_Grid.h"
+#include "world/WorldFatalError.h"
+
+namespace {
+
+// The five values of one client slot, in the order they are stored.
+enum SlotField : uint32_t { kSlotView, kSlotPending, kSlotZoneWait, kSlotAttached, kSlotZoneInfo, kSlotFields };
+// Block header: the slots the block reaches, then how many of its values are set.
+constexpr uint32_t kHeaderWords = 2;
+
+// Zone records are the replication layer's own allocations, not pool elements, so they are
+// registered here to get a 32-bit handle. Handle 0 is never handed out.
+struct ZoneInfoTable {
+    std::vector<VUKFastArray<PFAE_Info*>*> entries{nullptr};
+    std::vector<uint32_t> freeHandles;
+
+    uint32_t Add(VUKFastArray<PFAE_Info*>* info) {
+        if (!freeHandles.empty()) {
+            uint32_t h = freeHandles.back();
+            freeHandles.pop_back();
+            entries[h] = info;
+            return h;
+        }
+        entries.push_back(info);
+        return uint32_t(entries.size() - 1);
+    }
+    void Remove(uint32_t h) {
+        entries[h] = nullptr;
+        freeHandles.push_back(h);
+    }
+};
+
+ZoneInfoTable& ZoneInfos() {
+    static ZoneInfoTable* table = new ZoneInfoTable();  // outlives every static entity
+    return *table;
+}
+
+uint32_t RoundUpToPowerOfTwo(uint32_t n) {
+    uint32_t p = 1;
+    while (p < n) p <<= 1;
+    return p;
+}
+
+} // namespace
+
+// ---- Server_Entity ------------------------------------------------------------------------------
+
+void* Server_Entity::operator new(std::size_t size) {
+    if (size > g_VukHeap_ServerEntity.ElementSize()) throw WorldFatalError("Server_Entity pool: object too large");
+    return g_VukHeap_ServerEntity.AllocateOne();
+}
+
+void Server_Entity::operator delete(void* p) { g_VukHeap_ServerEntity.FreeOne(p); }
+
+Server_Entity::Server_Entity() {
+    SetKind(kKindNormalPad);
+    m_usTexture = 42;
+    m_vTextureScale.Set(128.0f, 128.0f, 128.0f);
+    SetTextureMode(2);
+}
+
+Server_Entity::~Server_Entity() {
+    // Normally the world has removed the entity already; this keeps arrays from holding a
+    // dangling entry when an entity is deleted while still filed.
+    for (uint32_t i = 0; i < m_GroupLinks.Count(); ++i) {
+        PFAE_Info* info = m_GroupLinks.Get(i);
+        if (VUKFastArray_Entity* array = info->GetArray()) array->RawRemoveItem(info->m_uiIndex);
+    }
+    m_GroupLinks.Clear();
+    if (m_ZoneLinks.Count() != 0) ZL_RemoveEntityFromZonesOnly(this, &m_ZoneLinks);
+    for (Server_Player* player : m_ReferringPlayers) player->m_pPlatform = nullptr;
+    m_ReferringPlayers.ReleaseAll();
+    delete m_pGoalPad;
+    delete m_pLift;
+    FreeClientSlots();
+}
+
+GoalPadStuff* Server_Entity::GetOrCreateGoalPad() {
+    if (!m_pGoalPad) m_pGoalPad = new GoalPadStuff();
+    return m_pGoalPad;
+}
+
+void Server_Entity::DeleteGoalPad() {
+    delete m_pGoalPad;
+    m_pGoalPad = nullptr;
+}
+
+LiftStuff* Server_Entity::GetOrCreateLift() {
+    if (!m_pLift) m_pLift = new LiftStuff();
+    return m_pLift;
+}
+
+void Server_Entity::DeleteLift() {
+    delete m_pLift;
+    m_pLift = nullptr;
+}
+
+bool Server_Entity::IsExcessiveSizeForMovement(float x, float y, float z) {
+    if (x > 2000.0f && y > 2000.0f && z > 2000.0f) return true;
+    int above3000 = (x > 3000.0f) + (y > 3000.0f) + (z > 3000.0f);
+    if (above3000 >= 2) return true;
+    return x > 5000.0f || y > 5000.0f || z > 5000.0f;
+}
+
+bool Server_Entity::ShouldSizeBeRejected(float x, float y, float z) const {
+    uint8_t kind = GetKind();
+    bool mustStayMovable = (kind >= kKindTalvyCube && kind <= kKindPalaceCube) || m_pLift || IsPlayerBuilt();
+    return mustStayMovable && IsExcessiveSizeForMovement(x, y, z);
+}
+
+void Server_Entity::ClipToOuterInvisibleBoundaries() {
+    if (m_vPosition.y > 10'000.0f) {
+        m_vPosition.y = 10'000.0f;
+        SetDirty();
+    }
+    if (m_vPosition.x < -100'000.0f) {
+        m_vPosition.x = -100'000.0f;
+        SetDirty();
+    } else if (m_vPosition.x > 100'000.0f) {
+        m_vPosition.x = 100'000.0f;
+        SetDirty();
+    }
+    if (m_vPosition.z < -100'000.0f) {
+        m_vPosition.z = -100'000.0f;
+        SetDirty();
+    } else if (m_vPosition.z > 100'000.0f) {
+        m_vPosition.z = 100'000.0f;
+        SetDirty();
+    }
+}
+
+// ---- per-client-slot storage ------------------------------------------------------------------
+
+uint32_t Server_Entity::GetClientSlotCapacity() const { return m_puiClientSlots ? m_puiClientSlots[0] : 0; }
+
+size_t Server_Entity::GetClientSlotBytes() const {
+    return m_puiClientSlots ? (kHeaderWords + size_t(m_puiClientSlots[0]) * kSlotFields) * sizeof(uint32_t) : 0;
+}
+
+uint32_t Server_Entity::GetSlotValue(uint32_t slot, uint32_t field) const {
+    if (!m_puiClientSlots || slot >= m_puiClientSlots[0]) return 0;
+    return m_puiClientSlots[kHeaderWords + slot * kSlotFields + field];
+}
+
+void Server_Entity::SetSlotValue(uint32_t slot, uint32_t field, uint32_t value) {
+    if (slot >= g_uiAllocatedClientUINs) throw WorldFatalError("Server_Entity: client slot beyond the allocated slots");
+    uint32_t capacity = m_puiClientSlots ? m_puiClientSlots[0] : 0;
+    if (slot >= capacity) {
+        if (value == 0) return;
+        uint32_t grown = RoundUpToPowerOfTwo(slot + 1);
+        uint32_t* block = new uint32_t[kHeaderWords + size_t(grown) * kSlotFields]();
+        if (m_puiClientSlots) {
+            std::memcpy(block + kHeaderWords, m_puiClientSlots + kHeaderWords, sizeof(uint32_t) * capacity * kSlotFields);
+            block[1] = m_puiClientSlots[1];
+            delete[] m_puiClientSlots;
+        }
+        block[0] = grown;
+        m_puiClientSlots = block;
+    }
+    uint32_t& cell = m_puiClientSlots[kHeaderWords + slot * kSlotFields + field];
+    if ((cell != 0) != (value != 0)) m_puiClientSlots[1] += value != 0 ? 1 : uint32_t(-1);
+    cell = value;
+    if (m_puiClientSlots[1] == 0) {
+        delete[] m_puiClientSlots;
+        m_puiClientSlots = nullptr;
+    }
+}
+
+void Server_Entity::FreeClientSlots() {
+    if (!m_puiClientSlots) return;
+    for (uint32_t slot = 0; slot < m_puiClientSlots[0]; ++slot) {
+        uint32_t h = m_puiClientSlots[kHeaderWords + slot * kSlotFields + kSlotZoneInfo];
+        if (h) ZoneInfos().Remove(h);
+    }
+    delete[] m_puiClientSlots;
+    m_puiClientSlots = nullptr;
+}
+
+Server_Client_Entity* Server_Entity::GetClientView(uint32_t slot) const {
+    return reinterpret_cast<Server_Client_Entity*>(g_VukHeap_ServerClientEntity.FromHandle(GetSlotValue(slot, kSlotView)));
+}
+
+void Server_Entity::SetClientView(uint32_t slot, Server_Client_Entity* view) {
+    SetSlotValue(slot, kSlotView, g_VukHeap_ServerClientEntity.HandleOf(view));
+}
+
+uint32_t* Server_Entity::GetClientPendingLink(uint32_t slot) const {
+    return reinterpret_cast<uint32_t*>(g_VukHeap_PFA_LinkBacks.FromHandle(GetSlotValue(slot, kSlotPending)));
+}
+
+void Server_Entity::SetClientPendingLink(uint32_t slot, uint32_t* cell) {
+    SetSlotValue(slot, kSlotPending, g_VukHeap_PFA_LinkBacks.HandleOf(cell));
+}
+
+uint32_t* Server_Entity::GetClientZoneWaitLink(uint32_t slot) const {
+    return reinterpret_cast<uint32_t*>(g_VukHeap_PFA_LinkBacks.FromHandle(GetSlotValue(slot, kSlotZoneWait)));
+}
+
+void Server_Entity::SetClientZoneWaitLink(uint32_t slot, uint32_t* cell) {
+    SetSlotValue(slot, kSlotZoneWait, g_VukHeap_PFA_LinkBacks.HandleOf(cell));
+}
+
+uint32_t* Server_Entity::GetClientAttachedLink(uint32_t slot) const {
+    return reinterpret_cast<uint32_t*>(g_VukHeap_PFA_LinkBacks.FromHandle(GetSlotValue(slot, kSlotAttached)));
+}
+
+void Server_Entity::SetClientAttachedLink(uint32_t slot, uint32_t* cell) {
+    SetSlotValue(slot, kSlotAttached, g_VukHeap_PFA_LinkBacks.HandleOf(cell));
+}
+
+VUKFastArray<PFAE_Info*>* Server_Entity::GetClientZoneInfo(uint32_t slot) const {
+    uint32_t h = GetSlotValue(slot, kSlotZoneInfo);
+    return h ? ZoneInfos().entries[h] : nullptr;
+}
+
+void Server_Entity::SetClientZoneInfo(uint32_t slot, VUKFastArray<PFAE_Info*>* info) {
+    uint32_t old = GetSlotValue(slot, kSlotZoneInfo);
+    if (old && ZoneInfos().entries[old] == info) return;
+    if (!old && !info) return;
+    uint32_t h = info ? ZoneInfos().Add(info) : 0;
+    try {
+        SetSlotValue(slot, kSlotZoneInfo, h);
+    } catch (...) {
+        if (h) ZoneInfos().Remove(h);
+        throw;
+    }
+    if (old) ZoneInfos().Remove(old);
+}
+
+// ---- the kinds ---------------------------------------------------------------------------------
+
+Server_FireBlock::Server_FireBlock() {
+    SetKind(kKindFireBlock);
+    m_usTexture = 3;
+    m_vTextureScale.Set(32.0f, 32.0f, 32.0f);
+    SetTextureMode(1);
+    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+}
+
+Server_TalvyCube::Server_TalvyCube() {
+    SetKind(kKindTalvyCube);
+    m_usTexture = 9;
+    SetTextureMode(1);
+    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    m_ucRuleFlags &= uint8_t(~kRuleBit4);
+}
+
+Server_OrisetCube::Server_OrisetCube() {
+    SetKind(kKindOrisetCube);
+    m_usTexture = 19;
+    SetTextureMode(1);
+    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+}
+
+void* Server_ZorbinCube::operator new(std::size_t size) {
+    if (size > g_VukHeap_ServerZorbinCube.ElementSize()) throw WorldFatalError("Zorbin pool: object too large");
+    return g_VukHeap_ServerZorbinCube.AllocateOne();
+}
+
+void Server_ZorbinCube::operator delete(void* p) { g_VukHeap_ServerZorbinCube.FreeOne(p); }
+
+Server_ZorbinCube::Server_ZorbinCube() {
+    SetKind(kKindZorbinCube);
+    m_usTexture = 44;
+    m_vTextureScale.Set(64.0f, 64.0f, 64.0f);
+    SetTextureMode(1);
+    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    SetMoving(true);
+    m_uiStoredCoins = 25'000;
+}
+
+Server_ZorbinCube::~Server_ZorbinCube() {
+    for (Link<Server_Player*>* link = m_NearPlayers.Head(); link; link = link->m_pNext)
+        link->m_Value->m_NearZorbins.RemoveValue(this);
+    m_NearPlayers.RemoveAll();
+}
+
+void* Server_PalaceCube::operator new(std::size_t size) {
+    if (size > g_VukHeap_ServerPalaceCube.ElementSize()) throw WorldFatalError("palace pool: object too large");
+    return g_VukHeap_ServerPalaceCube.AllocateOne();
+}
+
+void Server_PalaceCube::operator delete(void* p) { g_VukHeap_ServerPalaceCube.FreeOne(p); }
+
+Server_PalaceCube::Server_PalaceCube() {
+    SetKind(kKindPalaceCube);
+    m_usTexture = 60;
+    SetTextureMode(1);
+    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+}
+
+Server_QuillhobCube::Server_QuillhobCube() {
+    SetKind(kKindQuillhobCube);
+    m_usTexture = uint16_t(g_uiQuillhobTexture);
+    SetTextureMode(1);
+    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+}
+
+// ---- players -----------------------------------------------------------------------------------
+
+Server_Player::Server_Player() {
+    SetKind(kKindPlayer);
+    m_usTexture = 1;
+    m_vTextureScale.Set(32.0f, 32.0f, 32.0f);
+    SetTextureMode(3);
+    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    m_vSize.Set(16.0f, 16.0f, 16.0f);
+    m_ucPlayerFlags[5] = 0x20;  // byte 6: bit 5 set
+    m_ucPlayerFlags[7] = 0x0E;  // byte 8: bits 1 to 3 set
+    m_ucPlayerFlags[8] = 64;    // byte 9
+    AllKeysFalse();
+    ClearEffects();
+}
+
+Server_Player::~Server_Player() {
+    for (Link<Server_ZorbinCube*>* link = m_NearZorbins.Head(); link; link = link->m_pNext)
+        link->m_Value->m_NearPlayers.RemoveValue(this);
+    m_NearZorbins.RemoveAll();
+    SetPlatform(nullptr);
+}
+
+void Server_Player::AllKeysFalse() {
+    m_uiKeyFlags = 0;
+    for (PlayerFlag request : {kPlayerMenuButton1, kPlayerMenuButton2, kPlayerMenuButton4, kPlayerMenuLocateEnemy,
+                               kPlayerMenuLocateTopEnemy, kPlayerMenuButton7, kPlayerMenuToggleAFK, kPlayerMenuLocateOwn})
+        SetFlag(request, false);
+    m_fThrottle = 0.0f;
+}
+
+void Server_Player::ClearEffects() {
+    for (int i = 0; i < kPlayerEffectSlots; ++i) {
+        m_strEffectNames[i].clear();
+        m_fEffectTimes[i] = 0.0f;
+        m_uiEffectIds[i] = 0;
+    }
+}
+
+bool Server_Player::IsOnSameTeam(const Server_Player* other) const {
+    return !m_strTeamName.empty() && !other->m_strTeamName.empty() && m_strTeamName == other->m_strTeamName;
+}
+
+void Server_Player::SetPlatform(Server_Entity* e) {
+    if (m_pPlatform == e) return;
+    if (m_pPlatform) m_pPlatform->m_ReferringPlayers.RemoveItem(this);
+    m_pPlatform = e;
+    if (e) e->m_ReferringPlayers.Append(this);
+}

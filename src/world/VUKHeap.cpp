@@ -1,0 +1,249 @@
+#include "world/VUKHeap.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "core/LogChat.h"
+#include "platform/Console.h"
+#include "world/LinkedList.h"
+#include "world/Server_Client_Entity.h"
+#include "world/Server_Entity.h"
+#include "world/VUKFastArray_Entity.h"
+#include "world/VUK_Zone.h"
+#include "world/WorldFatalError.h"
+#include "world/ZoneGridHolder.h"
+
+namespace {
+
+uint32_t ShiftFor(uint32_t size) {
+    if (size == 0 || (size & (size - 1)) != 0) return 0;
+    uint32_t shift = 0;
+    while ((1u << shift) != size) ++shift;
+    return shift;
+}
+
+} // namespace
+
+VukHeap::VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name, Lifetime lifetime)
+    : m_strName(name), m_uiElementSize(elementSize), m_uiElementCount(elementCount), m_Lifetime(lifetime) {
+    size_t bytes = size_t(elementSize) * elementCount;
+    if (bytes / kVukPageSize >= UINT32_MAX) {
+        char text[512];
+        snprintf(text, sizeof text, "Heap Creation Error: Out of virtual (reserved) addressing space %s..", name);
+        vukmem::ReportAndThrow(text);
+    }
+    m_uiPageCount = uint32_t(std::ceil(float(bytes) * 0.00024414062f));
+    // Above 2^24 bytes the single-precision count can round below the pages really needed.
+    uint32_t exact = uint32_t((bytes + kVukPageSize - 1) / kVukPageSize);
+    if (m_uiPageCount < exact) m_uiPageCount = exact;
+    m_uiReservedBytes = size_t(m_uiPageCount) * kVukPageSize;
+    if (m_uiReservedBytes == 0) m_uiReservedBytes = kVukPageSize;
+    m_pBase = vukmem::Reserve(m_uiReservedBytes);
+    if (!m_pBase) {
+        char text[512];
+        snprintf(text, sizeof text, "Heap Creation Error: Out of virtual (reserved) addressing space %s..", name);
+        vukmem::ReportAndThrow(text);
+    }
+    vukmem::RegisterRoot(m_pBase, m_uiReservedBytes);
+    m_pTop = m_pBase;
+    m_pEnd = m_pBase + bytes;
+    m_puiPageUse.reset(new uint32_t[m_uiPageCount ? m_uiPageCount : 1]());
+    try {
+        m_pFreeStack = std::make_unique<VukHeap_FreeElementStack>(elementSize, elementCount);
+    } catch (...) {
+        vukmem::UnregisterRoot(m_pBase, m_uiReservedBytes);
+        vukmem::Release(m_pBase, m_uiReservedBytes);
+        throw;
+    }
+    m_uiShift = ShiftFor(elementSize);
+    m_bPowerOfTwo = elementSize != 0 && (elementSize & (elementSize - 1)) == 0;
+}
+
+VukHeap::~VukHeap() noexcept(false) {
+    if (m_Lifetime == Lifetime::Process) {
+        if (!CanBeFreed()) {
+            // At exit: say so, and leave the ranges to the operating system.
+            platform::ConsolePrintf("Heap Deletion Error: Objects Left Over in %s..\n", m_strName.c_str());
+            (void)m_pNext.release();
+            return;
+        }
+        m_pNext.reset();
+        vukmem::UnregisterRoot(m_pBase, m_uiReservedBytes);
+        vukmem::Release(m_pBase, m_uiReservedBytes);
+        return;
+    }
+    m_pNext.reset();
+    char text[512];
+    snprintf(text, sizeof text, "DEBUG INFO: Deleted extra heap for %s objects", m_strName.c_str());
+    LogChat("VukHeap", text);
+    if (m_uiLiveCount != 0) {
+        snprintf(text, sizeof text, "Heap Deletion Error: Objects Left Over in %s..", m_strName.c_str());
+        vukmem::ReportAndThrow(text);
+    }
+    vukmem::UnregisterRoot(m_pBase, m_uiReservedBytes);
+    vukmem::Release(m_pBase, m_uiReservedBytes);
+}
+
+uint8_t* VukHeap::AllocateOne() {
+    uint8_t* p;
+    if (m_pFreeStack->Pop(&p)) {
+        MarkPagesUsed(p, m_uiElementSize);
+        ++m_uiLiveCount;
+        vukmem::UnpoisonSlot(p, m_uiElementSize);
+        return p;
+    }
+    if (m_pTop < m_pEnd) {
+        p = m_pTop;
+        m_pTop += m_uiElementSize;
+        MarkPagesUsed(p, m_uiElementSize);
+        ++m_uiLiveCount;
+        vukmem::UnpoisonSlot(p, m_uiElementSize);
+        return p;
+    }
+    if (!m_pNext) {
+        m_pNext = std::make_unique<VukHeap>(m_uiElementSize, m_uiElementCount, m_strName.c_str());
+        char text[512];
+        snprintf(text, sizeof text, "DEBUG INFO: Additional heap created for %s objects.", m_strName.c_str());
+        LogChat("VukHeap", text);
+    }
+    return m_pNext->AllocateOne();
+}
+
+void VukHeap::FreeOne(void* pointer) {
+    uint8_t* p = static_cast<uint8_t*>(pointer);
+    if (p < m_pBase || p >= m_pEnd) {
+        if (!m_pNext) throw WorldFatalError("VukHeap::FreeOne: pointer from no pool of " + m_strName);
+        m_pNext->FreeOne(p);
+        if (m_pNext->m_uiLiveCount == 0 && (!m_pNext->m_pNext || m_pNext->m_pNext->CanBeFreed())) m_pNext.reset();
+        return;
+    }
+    if (p == m_pTop - m_uiElementSize) m_pTop = p;
+    else m_pFreeStack->Push(p);
+    --m_uiLiveCount;
+    MarkPagesUnused(p, m_uiElementSize);
+    vukmem::PoisonSlot(p, m_uiElementSize);
+}
+
+void VukHeap::L2_OptimizeFreeElementStack() {
+    VukHeap_FreeElementStack& stack = *m_pFreeStack;
+    stack.RearrangeElementsIntoReverseOrder();
+    while (m_pTop != m_pBase) {
+        uint8_t* next;
+        if (!stack.Peek(&next) || next != m_pTop - m_uiElementSize) break;
+        stack.Pop();
+        m_pTop -= m_uiElementSize;
+    }
+    stack.RearrangeElementsIntoOrder();
+    stack.CombineNeighbors();
+    if (m_pNext) m_pNext->L2_OptimizeFreeElementStack();
+}
+
+bool VukHeap::IsIn(const void* pointer) const {
+    const uint8_t* p = static_cast<const uint8_t*>(pointer);
+    if (p >= m_pBase && p < m_pEnd) return true;
+    return m_pNext && m_pNext->IsIn(p);
+}
+
+bool VukHeap::CanBeFreed() const { return m_uiLiveCount == 0 && (!m_pNext || m_pNext->CanBeFreed()); }
+
+uint32_t VukHeap::GetHolesInHeap() const {
+    return m_pFreeStack->Count() + (m_pNext ? m_pNext->GetHolesInHeap() : 0);
+}
+
+uint64_t VukHeap::ChainLiveCount() const { return m_uiLiveCount + (m_pNext ? m_pNext->ChainLiveCount() : 0); }
+
+uint64_t VukHeap::ChainCommittedPages() const {
+    return m_uiCommittedPages + (m_pNext ? m_pNext->ChainCommittedPages() : 0);
+}
+
+void VukHeap::CommitPage(uint32_t page) {
+    if (!vukmem::Commit(m_pBase + size_t(page) * kVukPageSize, kVukPageSize)) {
+        char text[512];
+        snprintf(text, sizeof text, "Heap Error: Could not commit a page of %s..", m_strName.c_str());
+        vukmem::ReportAndThrow(text);
+    }
+    ++m_uiCommittedPages;
+}
+
+void VukHeap::DecommitPage(uint32_t page) {
+    vukmem::Decommit(m_pBase + size_t(page) * kVukPageSize, kVukPageSize);
+    --m_uiCommittedPages;
+}
+
+void VukHeap::MarkPagesUsed(uint8_t* p, size_t n) {
+    size_t first = size_t(p - m_pBase) / kVukPageSize;
+    size_t last = (size_t(p - m_pBase) + n - 1) / kVukPageSize;
+    for (size_t page = first; page <= last; ++page) {
+        if (m_puiPageUse[page] == 0) CommitPage(uint32_t(page));
+        ++m_puiPageUse[page];
+    }
+}
+
+void VukHeap::MarkPagesUnused(uint8_t* p, size_t n) {
+    size_t first = size_t(p - m_pBase) / kVukPageSize;
+    size_t last = (size_t(p - m_pBase) + n - 1) / kVukPageSize;
+    for (size_t page = first; page <= last; ++page) {
+        if (--m_puiPageUse[page] == 0) DecommitPage(uint32_t(page));
+    }
+}
+
+uint32_t VukHeap::HandleOf(const void* pointer) const {
+    if (!pointer) return 0;
+    const uint8_t* p = static_cast<const uint8_t*>(pointer);
+    uint64_t depth = 0;
+    for (const VukHeap* heap = this; heap; heap = heap->m_pNext.get(), ++depth) {
+        if (p < heap->m_pBase || p >= heap->m_pEnd) continue;
+        size_t offset = size_t(p - heap->m_pBase);
+        size_t slot = m_bPowerOfTwo ? offset >> m_uiShift : offset / m_uiElementSize;
+        uint64_t handle = depth * m_uiElementCount + slot + 1;
+        if (slot * m_uiElementSize != offset || handle > UINT32_MAX)
+            throw WorldFatalError("VukHeap::HandleOf: no element handle in " + m_strName);
+        return uint32_t(handle);
+    }
+    throw WorldFatalError("VukHeap::HandleOf: pointer from no pool of " + m_strName);
+}
+
+uint8_t* VukHeap::FromHandle(uint32_t handle) const {
+    if (handle == 0) return nullptr;
+    uint32_t value = handle - 1;
+    if (value < m_uiElementCount) return m_pBase + size_t(value) * m_uiElementSize;
+    const VukHeap* heap = this;
+    while (value >= m_uiElementCount) {
+        heap = heap->m_pNext.get();
+        if (!heap) throw WorldFatalError("VukHeap::FromHandle: stale handle in " + m_strName);
+        value -= m_uiElementCount;
+    }
+    return heap->m_pBase + size_t(value) * m_uiElementSize;
+}
+
+// ---- the global pools ------------------------------------------------------------------------
+
+VukHeap g_VukHeap_ServerEntity(sizeof(Server_Entity), 65'536, "g_VukHeap_ServerEntity", VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_ServerZorbinCube(sizeof(Server_ZorbinCube), 65'536, "g_VukHeap_ServerZorbinCube",
+                                   VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_ServerPalaceCube(sizeof(Server_PalaceCube), 65'536, "g_VukHeap_ServerPalaceCube",
+                                   VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_ServerClientEntity(sizeof(Server_Client_Entity), 1'048'576, "g_VukHeap_ServerClientEntity",
+                                     VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_Links(kLinkElementSize, 2'097'152, "g_VukHeap_Links", VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_PFA_LinkBacks(sizeof(uint32_t), 2'097'152, "g_VukHeap_PFA_LinkBacks", VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_SCEPlayer(sizeof(SCE_Player), 16'384, "g_VukHeap_SCEPlayer", VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_PFAE_Info(sizeof(PFAE_Info), 4'194'304, "g_VukHeap_PFAE_Info", VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_VukZone(sizeof(VUK_Zone), 131'072, "g_VukHeap_VukZone", VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_VukZoneLine(sizeof(VUK_ZoneLine), 16'384, "g_VukHeap_VukZoneLine", VukHeap::Lifetime::Process);
+
+void OptimizeWorldHeaps(WorldHeapGroup group) {
+    if (group == WorldHeapGroup::BeforeServerClient) {
+        g_VukHeap_ServerEntity.L2_OptimizeFreeElementStack();
+        g_VukHeap_ServerZorbinCube.L2_OptimizeFreeElementStack();
+        g_VukHeap_ServerPalaceCube.L2_OptimizeFreeElementStack();
+        g_VukHeap_ServerClientEntity.L2_OptimizeFreeElementStack();
+        g_VukHeap_Links.L2_OptimizeFreeElementStack();
+        g_VukHeap_PFA_LinkBacks.L2_OptimizeFreeElementStack();
+    } else {
+        g_VukHeap_SCEPlayer.L2_OptimizeFreeElementStack();
+        g_VukHeap_PFAE_Info.L2_OptimizeFreeElementStack();
+        g_VukHeap_VukZone.L2_OptimizeFreeElementStack();
+        g_VukHeap_VukZoneLine.L2_OptimizeFreeElementStack();
+    }
+}

@@ -1,0 +1,130 @@
+#include "world/VUKHeap_FileMapped.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "core/LogChat.h"
+#include "platform/Files.h"
+#include "world/WorldFatalError.h"
+
+namespace {
+constexpr const char* kFolder = "temp_VukEntityDatabase";
+}
+
+VukHeap_FileMapped::VukHeap_FileMapped(uint32_t elementSize, uint32_t elementCount, const char* baseName, int sequence)
+    : m_strBaseName(baseName), m_iSequence(sequence), m_uiElementSize(elementSize), m_uiElementCount(elementCount) {
+    platform::MakeDirectory(kFolder);
+    char path[512];
+    snprintf(path, sizeof path, "%s/%s_%d", kFolder, baseName, sequence);
+    m_strFilePath = path;
+    unlink(path);
+    m_iFile = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    char text[768];
+    if (m_iFile < 0) {
+        snprintf(text, sizeof text, "File Mapped Heap Creation Error: Could not create file to map from. (%s)", path);
+        vukmem::ReportAndThrow(text);
+    }
+    m_uiMappedBytes = size_t(elementSize) * elementCount;
+    void* view = MAP_FAILED;
+    if (m_uiMappedBytes > 0 && ftruncate(m_iFile, off_t(m_uiMappedBytes)) == 0)
+        view = mmap(nullptr, m_uiMappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED, m_iFile, 0);
+    // The name goes at once, so the file vanishes with the mapping whatever ends the process.
+    unlink(path);
+    if (view == MAP_FAILED) {
+        close(m_iFile);
+        snprintf(text, sizeof text, "File Mapped Heap Creation Error: MapViewOfFile() didn't work for %s..", baseName);
+        vukmem::ReportAndThrow(text);
+    }
+    m_pView = static_cast<uint8_t*>(view);
+    vukmem::RegisterRoot(m_pView, m_uiMappedBytes);
+    m_pTop = m_pView;
+    m_pEnd = m_pView + m_uiMappedBytes;
+    try {
+        m_pFreeStack = std::make_unique<VukHeap_FreeElementStack>(elementSize, elementCount);
+    } catch (...) {
+        vukmem::UnregisterRoot(m_pView, m_uiMappedBytes);
+        munmap(m_pView, m_uiMappedBytes);
+        close(m_iFile);
+        throw;
+    }
+}
+
+VukHeap_FileMapped::~VukHeap_FileMapped() noexcept(false) {
+    m_pNext.reset();
+    char text[768];
+    snprintf(text, sizeof text, "DEBUG INFO: Deleted a file mapped heap for %s objects", m_strBaseName.c_str());
+    LogChat("VukHeap", text);
+    if (m_uiLiveCount != 0) {
+        snprintf(text, sizeof text, "File Mapped Heap Deletion Error: Objects Left Over in %s..", m_strBaseName.c_str());
+        vukmem::ReportAndThrow(text);
+    }
+    vukmem::UnregisterRoot(m_pView, m_uiMappedBytes);
+    munmap(m_pView, m_uiMappedBytes);
+    close(m_iFile);
+}
+
+uint8_t* VukHeap_FileMapped::AllocateOne() {
+    uint8_t* p;
+    if (m_pFreeStack->Pop(&p)) {
+        ++m_uiLiveCount;
+        vukmem::UnpoisonSlot(p, m_uiElementSize);
+        return p;
+    }
+    if (m_pTop < m_pEnd) {
+        p = m_pTop;
+        m_pTop += m_uiElementSize;
+        ++m_uiLiveCount;
+        return p;
+    }
+    if (!m_pNext) {
+        m_pNext = std::make_unique<VukHeap_FileMapped>(m_uiElementSize, m_uiElementCount, m_strBaseName.c_str(),
+                                                       m_iSequence + 1);
+        char text[768];
+        snprintf(text, sizeof text, "DEBUG INFO: Additional file mapped heap created for %s objects.",
+                 m_pNext->m_strFilePath.c_str());
+        LogChat("VukHeap", text);
+    }
+    return m_pNext->AllocateOne();
+}
+
+void VukHeap_FileMapped::FreeOne(void* pointer) {
+    uint8_t* p = static_cast<uint8_t*>(pointer);
+    if (p < m_pView || p >= m_pEnd) {
+        if (!m_pNext) throw WorldFatalError("VukHeap_FileMapped::FreeOne: pointer from no pool of " + m_strBaseName);
+        m_pNext->FreeOne(p);
+        if (m_pNext->m_uiLiveCount == 0 && (!m_pNext->m_pNext || m_pNext->m_pNext->CanBeFreed())) m_pNext.reset();
+        return;
+    }
+    if (p == m_pTop - m_uiElementSize) m_pTop = p;
+    else m_pFreeStack->Push(p);
+    --m_uiLiveCount;
+    vukmem::PoisonSlot(p, m_uiElementSize);
+}
+
+void VukHeap_FileMapped::L2_OptimizeFreeElementStack() {
+    VukHeap_FreeElementStack& stack = *m_pFreeStack;
+    stack.RearrangeElementsIntoReverseOrder();
+    while (m_pTop != m_pView) {
+        uint8_t* next;
+        if (!stack.Peek(&next) || next != m_pTop - m_uiElementSize) break;
+        stack.Pop();
+        m_pTop -= m_uiElementSize;
+    }
+    stack.RearrangeElementsIntoOrder();
+    stack.CombineNeighbors();
+    if (m_pNext) m_pNext->L2_OptimizeFreeElementStack();
+}
+
+bool VukHeap_FileMapped::IsIn(const void* pointer) const {
+    const uint8_t* p = static_cast<const uint8_t*>(pointer);
+    if (p >= m_pView && p < m_pEnd) return true;
+    return m_pNext && m_pNext->IsIn(p);
+}
+
+bool VukHeap_FileMapped::CanBeFreed() const { return m_uiLiveCount == 0 && (!m_pNext || m_pNext->CanBeFreed()); }
+
+uint32_t VukHeap_FileMapped::GetHolesInHeap() const {
+    return m_pFreeStack->Count() + (m_pNext ? m_pNext->GetHolesInHeap() : 0);
+}

@@ -1,0 +1,189 @@
+#include "world/VUK_Grid.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "world/Server_Entity.h"
+#include "world/VUK_Zone.h"
+#include "world/WorldFatalError.h"
+#include "world/ZoneGridHolder.h"
+
+namespace {
+
+// The first value of the sequence start + k·size (k ≥ 0) that is at least min. Far below the
+// grid, float steps could not advance, so the walk is moved up at once.
+float SkipToGrid(float start, float min, float size) {
+    if (start >= min) return start;
+    float k = std::ceil((min - start) / size);
+    float v = start + k * size;
+    return v >= min ? v : min;
+}
+
+} // namespace
+
+VUK_Grid::VUK_Grid()
+    : VUK_Grid(VUKVector(-150'000.0f, -6'000.0f, -150'000.0f), VUKVector(150'000.0f, 30'000.0f, 150'000.0f),
+               VUKVector(2'000.0f, 2'000.0f, 2'000.0f), 18, 150, 150) {}
+
+VUK_Grid::VUK_Grid(const VUKVector& min, const VUKVector& max, const VUKVector& zoneSize, uint32_t layerCount,
+                   uint32_t rowCount, uint32_t zoneCount)
+    : m_fMinX(min.x), m_fMinY(min.y), m_fMinZ(min.z),
+      m_fMaxX(max.x), m_fMaxY(max.y), m_fMaxZ(max.z),
+      m_fZoneSizeX(zoneSize.x), m_fZoneSizeY(zoneSize.y), m_fZoneSizeZ(zoneSize.z),
+      m_uiLayerCount(layerCount), m_uiRowCount(rowCount), m_uiZoneCount(zoneCount) {}
+
+VUK_Grid::~VUK_Grid() noexcept(false) {
+    if (m_pMapStack) throw WorldFatalError("VUK_Grid destroyed while entities are still filed in it");
+}
+
+int VUK_Grid::AxisIndex(float c, float min, float size, uint32_t count) {
+    if (!(c >= min)) return -1;  // below the grid (or not a number)
+    float index = (c - min) / size;
+    if (!(index < float(count))) return -1;
+    int i = int(index);
+    return i < int(count) ? i : -1;
+}
+
+void VUK_Grid::GetEntityBounds(const Server_Entity* e, bool rotated, VUKVector* low, VUKVector* high) {
+    const VUKVector h = e->m_vSize * 0.5f;
+    if (rotated && !e->HasUnrotatedBounds() && e->HasRotation()) {
+        VUKMatrix M;
+        e->GetObjectMatrix(&M);
+        for (int i = 0; i < 8; ++i) {
+            VUKVector corner((i & 1) ? h.x : -h.x, (i & 2) ? h.y : -h.y, (i & 4) ? h.z : -h.z);
+            VUKVector p = M.TransformPoint(corner);
+            if (i == 0) {
+                *low = p;
+                *high = p;
+                continue;
+            }
+            low->x = std::min(low->x, p.x);
+            low->y = std::min(low->y, p.y);
+            low->z = std::min(low->z, p.z);
+            high->x = std::max(high->x, p.x);
+            high->y = std::max(high->y, p.y);
+            high->z = std::max(high->z, p.z);
+        }
+        return;
+    }
+    *low = e->m_vPosition - h;
+    *high = e->m_vPosition + h;
+}
+
+void VUK_Grid::AddEntity(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly) {
+    VUKVector low, high;
+    GetEntityBounds(e, true, &low, &high);
+    FileInBox(e, links, masterListOnly, low, high);
+}
+
+void VUK_Grid::AddEntity_NonRotated(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly) {
+    VUKVector low, high;
+    GetEntityBounds(e, false, &low, &high);
+    FileInBox(e, links, masterListOnly, low, high);
+}
+
+// Each loop runs one zone size past the high edge, so the zone holding the high edge is always
+// visited; parts outside the grid are not filed.
+void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly, const VUKVector& low,
+                         const VUKVector& high) {
+    if (!m_pMapStack) m_pMapStack = new VUK_MapStack(this);
+    for (float y = SkipToGrid(low.y, m_fMinY, m_fZoneSizeY); y <= high.y + m_fZoneSizeY && y < m_fMaxY; y += m_fZoneSizeY) {
+        int layer = IndexY(y);
+        if (layer < 0) continue;
+        VUK_Map*& map = m_pMapStack->m_ppMaps[layer];
+        if (!map) {
+            map = new VUK_Map(m_pMapStack, uint32_t(layer));
+            ++m_pMapStack->m_uiLiveCount;
+        }
+        for (float z = SkipToGrid(low.z, m_fMinZ, m_fZoneSizeZ); z <= high.z + m_fZoneSizeZ && z < m_fMaxZ; z += m_fZoneSizeZ) {
+            int row = IndexZ(z);
+            if (row < 0) continue;
+            VUK_ZoneLine*& line = map->m_ppLines[row];
+            if (!line) {
+                line = new VUK_ZoneLine(map, uint32_t(row));
+                ++map->m_uiLiveCount;
+            }
+            for (float x = SkipToGrid(low.x, m_fMinX, m_fZoneSizeX); x <= high.x + m_fZoneSizeX && x < m_fMaxX; x += m_fZoneSizeX) {
+                int index = IndexX(x);
+                if (index < 0) continue;
+                VUK_Zone*& zone = line->m_ppZones[index];
+                if (!zone) {
+                    zone = new VUK_Zone(line, uint32_t(index));
+                    ++line->m_uiLiveCount;
+                }
+                zone->AddEntityToEntityLinks(e, links, masterListOnly);
+            }
+            // A row made for a box that lies outside the grid along x holds no zone: drop it.
+            if (line->m_uiLiveCount == 0) {
+                delete line;
+                line = nullptr;
+                --map->m_uiLiveCount;
+            }
+        }
+        if (map->m_uiLiveCount == 0) {
+            delete map;
+            map = nullptr;
+            --m_pMapStack->m_uiLiveCount;
+        }
+    }
+    if (m_pMapStack->m_uiLiveCount == 0) {
+        delete m_pMapStack;
+        m_pMapStack = nullptr;
+    }
+}
+
+VUK_Zone* VUK_Grid::GetZone(uint32_t layer, uint32_t row, uint32_t zone) const {
+    if (!m_pMapStack || layer >= m_uiLayerCount || row >= m_uiRowCount || zone >= m_uiZoneCount) return nullptr;
+    VUK_Map* map = m_pMapStack->m_ppMaps[layer];
+    if (!map) return nullptr;
+    VUK_ZoneLine* line = map->m_ppLines[row];
+    return line ? line->m_ppZones[zone] : nullptr;
+}
+
+uint32_t VUK_Grid::CountZones() const {
+    if (!m_pMapStack) return 0;
+    uint32_t n = 0;
+    for (uint32_t l = 0; l < m_uiLayerCount; ++l) {
+        VUK_Map* map = m_pMapStack->m_ppMaps[l];
+        if (!map) continue;
+        for (uint32_t r = 0; r < m_uiRowCount; ++r)
+            if (map->m_ppLines[r]) n += map->m_ppLines[r]->GetZoneCount();
+    }
+    return n;
+}
+
+void ZL_RemoveEntityFromZonesOnly(Entity*, PFAE_InfoList* links) {
+    for (uint32_t i = 0; i < links->Count(); ++i) {
+        PFAE_Info* info = links->Get(i);
+        VUKFastArray_Entity* array = info->GetArray();
+        if (!array) throw WorldFatalError("ZL_RemoveEntityFromZonesOnly: link record of a vanished array");
+        VUK_Zone* zone = array->GetOwner();
+        array->RawRemoveItem(info->m_uiIndex);
+        if (zone && --zone->m_uiLinkCount == 0) ZL_RemoveZoneFromZoneLists(zone);
+    }
+    links->Clear();
+}
+
+void ZL_RemoveZoneFromZoneLists(VUK_Zone* z) {
+    VUK_ZoneLine* line = z->m_pZoneLine;
+    VUK_Map* map = line->m_pMap;
+    VUK_MapStack* stack = map->m_pStack;
+    VUK_Grid* grid = line->m_pGrid;
+    line->m_ppZones[z->m_uiIndex] = nullptr;
+    --line->m_uiLiveCount;
+    if (line->m_uiLiveCount == 0) {
+        map->m_ppLines[line->m_uiIndex] = nullptr;
+        --map->m_uiLiveCount;
+        if (map->m_uiLiveCount == 0) {
+            stack->m_ppMaps[map->m_uiIndex] = nullptr;
+            --stack->m_uiLiveCount;
+            if (stack->m_uiLiveCount == 0) {
+                delete stack;
+                grid->m_pMapStack = nullptr;
+            }
+            delete map;
+        }
+        delete line;
+    }
+    delete z;
+}
