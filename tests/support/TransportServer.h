@@ -1,0 +1,39 @@
+// The real server on a free port for transport tests, with headless clients aimed at it.
+#pragma once
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "headless/HeadlessClient.h"
+#include "support/ServerProcess.h"
+#include "support/TempDir.h"
+
+class TransportServer {
+public:
+    // extraEnvironment: "NAME=value" entries, e.g. a short peer idle period.
+    explicit TransportServer(std::vector<std::string> extraEnvironment = {});
+    ~TransportServer();
+
+    // False when the server did not start or never answered on its port.
+    bool Ready() const { return m_bReady; }
+    int Port() const { return m_Port; }
+    ServerProcess& Process() { return *m_pProcess; }
+
+    // A client with raw datagram recording on and keep-alives off, connected from a new port.
+    std::unique_ptr<headless::HeadlessClient> NewClient();
+
+private:
+    TempDir m_Dir;
+    int m_Port = 0;
+    bool m_bReady = false;
+    std::unique_ptr<ServerProcess> m_pProcess;
+};
+
+using Bytes = std::vector<uint8_t>;
+
+// Record 12 as one raw data datagram of channel 0 with the given number.
+Bytes QueryDatagram(uint8_t seq, const std::string& name);
+// The server's answer to a query as the whole data datagram: 5, seq, 76, u32 length, name, value.
+Bytes AnswerDatagram(uint8_t seq, const std::string& name, uint8_t value);
+bool IsDataOf(const headless::Datagram& d, unsigned channel);
