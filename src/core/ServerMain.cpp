@@ -1,0 +1,262 @@
+#include "core/ServerMain.h"
+
+#include <cctype>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include "core/LogChat.h"
+#include "core/Server.h"
+#include "core/Timer.h"
+#include "core/Tunables.h"
+#include "mod/VukServer_Mod_Interface.h"
+#include "net/UDPServerInterface.h"
+#include "platform/Clock.h"
+#include "platform/Console.h"
+#include "platform/Files.h"
+#include "platform/Process.h"
+#include "platform/Signals.h"
+
+using platform::ConsolePrintf;
+
+namespace {
+
+const char kActiveLines[] = "Server active...\nType Q to save, stop the server, and quit.\n"
+                            "Type S to save the game state to KRV1_DATA.KRV and VUK_PLAYERS.KRV.\n"
+                            "Type V to view time until next save.\n";
+
+std::unique_ptr<UDPServerInterface> MakeUDPInterface(Server& server) {
+    return std::make_unique<UDPServerInterface>([&server]() {
+        ServerLockGuard lock(server.m_ServerLock);
+        return server.CreateClientServerPipe();
+    });
+}
+
+void ReadAdminName() {
+    std::string contents;
+    if (!platform::ReadWholeFile("krv_admin.ini", &contents)) {
+        ConsolePrintf("WARNING!  NO krv_admin.ini FILE PRESENT!\nAdmin powers granted to ADMIN.\n");
+        g_strAdminName = "ADMIN";
+        return;
+    }
+    g_strAdminName = ParseAdminName(contents);
+    ConsolePrintf("krv_admin.ini says the master admin is: %s\n", g_strAdminName.c_str());
+}
+
+// Every save of the main loop holds the server lock so that the UDP thread cannot add a client
+// halfway through.
+void SaveLocked(Server& server) {
+    ServerLockGuard lock(server.m_ServerLock);
+    server.SaveAll();
+}
+
+void PrintSecondsToAutosave(Timer& autosave) {
+    autosave.m_iNow = platform::QueryCounter();
+    int64_t s = (autosave.m_iStart + autosave.m_iPeriod - autosave.m_iNow) / Timer::ms_frequency;
+    ConsolePrintf("%2dh:%2dm:%2ds until next autosave. \r", int(s / 3600), int((s / 60) % 60), int(s % 60));
+    ConsolePrintf("\n(S) - Save     (Q) - Save and Quit\n");
+}
+
+// Hands the process over to the executable named in "vuk_exe_switch.txt". Returns only when the
+// new executable could not be started.
+void SwitchExecutable(Server& server, std::unique_ptr<UDPServerInterface>& udp, std::string text) {
+    ConsolePrintf("GOING INTO SWITCH MODE...\n");
+    ConsolePrintf("SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n");
+    SaveLocked(server);
+    ConsolePrintf("SAVE COMPLETE!\n");
+    size_t lineEnd = text.find_first_of("\r\n");
+    if (lineEnd != std::string::npos) text.resize(lineEnd);
+    text = text.c_str(); // the path ends at its first NUL as well
+    platform::DeleteFile("vuk_exe_switch.txt");
+    udp.reset();
+    int pid = platform::SpawnProcess(text);
+    if (pid > 0) {
+        g_pi.pid = pid;
+        snprintf(g_szBuffer, sizeof g_szBuffer, "VUK Server Switching To: %s", text.c_str());
+        LogChat("LOG", g_szBuffer);
+        platform::TerminateProcess(0);
+    }
+    ConsolePrintf("NEW EXE COULD NOT START!!!\n");
+    ConsolePrintf("THIS SERVER WILL STAY RUNNING.\n");
+    udp = MakeUDPInterface(server);
+}
+
+void HandToUDPThread(UDPServerInterface& udp) {
+    udp.m_hTickEvent.Set();
+    if (g_bUDPThreadMode) {
+        if (udp.m_hDoneEvent.Wait(33)) udp.m_hDoneEvent.Reset();
+    } else {
+        udp.m_hDoneEvent.Wait(-1);
+        udp.m_hDoneEvent.Reset();
+    }
+}
+
+void RunMainLoop(Server& server, std::unique_ptr<UDPServerInterface>& udp, bool bSaveEnabled, Timer& autosave,
+                 Timer& switchCheck) {
+    bool running = true;
+    while (running) {
+        {
+            ServerLockGuard lock(server.m_ServerLock);
+            server.Tick();
+        }
+        HandToUDPThread(*udp);
+
+        bool idle;
+        {
+            ServerLockGuard lock(server.m_ServerLock);
+            idle = server.IsIdle();
+        }
+        if (idle) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+
+        if (platform::ConsoleKeyWaiting()) {
+            int key = platform::ConsoleReadKeyWithEcho();
+            if (key >= 0) {
+                key = std::tolower(key);
+                ConsolePrintf("\n");
+                if (key == 'q') {
+                    ServerLockGuard lock(server.m_ServerLock);
+                    if (!server.AnyPlayerLoggedIn())
+                        running = false;
+                    else
+                        ConsolePrintf("Cannot quit: Players are logged in.\n");
+                } else if (key == 's' && bSaveEnabled) {
+                    ConsolePrintf("SAVING TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n");
+                    SaveLocked(server);
+                    ConsolePrintf("SAVE COMPLETE!\n%s", kActiveLines);
+                    autosave.Restart();
+                } else if (key == 'v' && bSaveEnabled) {
+                    PrintSecondsToAutosave(autosave);
+                } else if (key == '!' && g_TestHooks.crashKey) {
+                    throw std::runtime_error("crash requested from the console");
+                }
+            }
+        }
+
+        // A shutdown signal stops the server like the quit key, players or not.
+        if (platform::ShutdownRequested()) running = false;
+
+        if (bSaveEnabled) {
+            ServerLockGuard lock(server.m_ServerLock);
+            if (autosave.Check()) {
+                ConsolePrintf("AUTOSAVING TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n");
+                server.SaveAll();
+                ConsolePrintf("AUTOSAVE COMPLETE!\n%s", kActiveLines);
+                LogChat("LOG", "AutoSave Complete.");
+            }
+        }
+
+        if (running && switchCheck.HasElapsed()) {
+            bool anyoneOnline;
+            {
+                ServerLockGuard lock(server.m_ServerLock);
+                anyoneOnline = server.AnyPlayerLoggedIn();
+            }
+            if (!anyoneOnline) {
+                switchCheck.Restart();
+                std::string text;
+                if (platform::ReadWholeFile("vuk_exe_switch.txt", &text) && !text.empty())
+                    SwitchExecutable(server, udp, std::move(text));
+            }
+        }
+    }
+}
+
+} // namespace
+
+std::string ParseAdminName(const std::string& fileContents) {
+    std::string name;
+    for (char c : fileContents) {
+        if (c == '\0' || c == '\r' || c == '\n') break;
+        name += char(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return name;
+}
+
+int ServerMain(bool bLoad, bool bSaveEnabled) {
+    Server* server = new Server;
+    g_pServer = server;
+    g_bException = false;
+    g_myStartUpInfo = StartUpInfo();
+    g_pi = ProcessInformation();
+    g_myStartUpInfo.cb = 68;
+
+    ConsolePrintf("\n\n");
+    LogChat("LOG", "Starting Server");
+
+    if (TryToLoadVukMod()) {
+        ConsolePrintf("Successfully loaded VukServer_Mod.dll...\n");
+        LogChat("VukServer_Mod.dll", "Successfully loaded VukServer_Mod.dll...");
+    }
+
+    ReadAdminName();
+
+    Timer autosave(7200.0f);
+    Timer switchCheck(5.0f);
+
+    if (bLoad) {
+        ConsolePrintf("LOADING FROM KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n");
+        server->LoadRoutine();
+        ConsolePrintf("LOADING COMPLETE\n");
+    }
+
+    ConsolePrintf("\nServer active...\nType Q to save, stop the server, and quit.\n");
+    LogChat("LOG", "Server is now active.");
+    if (bSaveEnabled) {
+        ConsolePrintf("Type S to save the game state to KRV1_DATA.KRV and VUK_PLAYERS.KRV.\n"
+                      "Type V to view time till next save.\n"
+                      "Every two hours, the game will automatically save the game state.\n"
+                      "Every time a save occurs, the game will also save backup files in\n"
+                      "the backups folder, which will be located in the same folder that you\n"
+                      "started this program from.  Each backup of KRV1_DATA.KRV and\n"
+                      "VUK_PLAYERS.KRV will have the date and time as part of their file names.\n\n");
+    }
+    ConsolePrintf("**************************\n");
+    ConsolePrintf("THE SERVER IS NOW RUNNING!\n");
+    ConsolePrintf("**************************\n");
+    ConsolePrintf("(S) - Save     (Q) - Save and Quit\n");
+    ConsolePrintf("DO NOT CLICK ON THE X IN THE UPPER-RIGHT CORNER TO QUIT THE SERVER!\nOTHERWISE, THE SAVE WILL "
+                  "NOT OCCUR!!\n\n");
+
+    std::unique_ptr<UDPServerInterface> udp = MakeUDPInterface(*server);
+
+    try {
+        RunMainLoop(*server, udp, bSaveEnabled, autosave, switchCheck);
+    } catch (...) {
+        LogChat("CRASH ALERT", "CRASH!!!");
+        g_bException = true;
+        if (bSaveEnabled) {
+            ConsolePrintf("*********************************\n");
+            ConsolePrintf("SERVER CRASH DETECTED!!!  SAVING!\n");
+            ConsolePrintf("*********************************\n");
+            try {
+                SaveLocked(*server);
+            } catch (...) {
+                // The state that crashed may not save cleanly; the restart goes ahead regardless.
+            }
+            LogChat("CRASH ALERT", "Saved files after crash");
+            ConsolePrintf("Save complete!\n");
+            ConsolePrintf("*************************************\n");
+            ConsolePrintf("SERVER CRASH DETECTED!!!  RESTARTING!\n");
+            ConsolePrintf("*************************************\n");
+            udp.reset();
+            platform::ReExecSelf();
+            // Only reached when the restart could not start: the menu runs the server again.
+        }
+        udp.reset();
+        delete server;
+        g_pServer = nullptr;
+        return 0;
+    }
+
+    if (bSaveEnabled) {
+        ConsolePrintf("FINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n");
+        SaveLocked(*server);
+        ConsolePrintf("FINAL SAVE COMPLETE!\n");
+        LogChat("LOG", "Final save complete.  Server stopped.");
+    }
+    udp.reset();
+    delete server;
+    g_pServer = nullptr;
+    return 0;
+}

@@ -1,0 +1,190 @@
+// One pass of the server's work, in its fixed order, and the client bookkeeping around it.
+#include <cstdio>
+
+#include "core/LogChat.h"
+#include "core/Server.h"
+#include "core/Tunables.h"
+#include "platform/Clock.h"
+#include "replication/Server_Client.h"
+#include "world/VUKHeap.h"
+
+namespace {
+
+constexpr int kMinGameTicksPerSecond = 15;
+constexpr int kMaxGameTicksPerSecond = 30;
+constexpr int32_t kTaxPeriodTicks = 108000;
+constexpr int32_t kTicksPerMinute = 1800;
+constexpr int kDismantleStepsPerPass = 10;
+
+void TidyPools() {
+    OptimizeWorldHeaps(WorldHeapGroup::BeforeServerClient);
+    g_VukHeap_ServerClient.L2_OptimizeFreeElementStack();
+    OptimizeWorldHeaps(WorldHeapGroup::AfterServerClient);
+}
+
+uint32_t Advance(uint32_t cursor, size_t count) { return cursor + 1 >= count ? 0 : cursor + 1; }
+
+} // namespace
+
+void Server::Tick() {
+    if (g_bImprovedCTSResponse) {
+        while (PIC()) {
+        }
+    } else {
+        PIC();
+    }
+
+    UpdateClientsWithWorldUpdates();
+    UpdateClients_Extra();
+
+    if (m_GameTickTimer.Check()) {
+        Game_Tick();
+        for (Server_Client* client : m_Clients) client->m_bNeedsNormalUpdate = true;
+        if (m_OneSecondTimer.Check()) {
+            DoTagPadRewards();
+            if (m_FiveSecondTimer.Check()) {
+                DeterminePlayerRankings();
+                if (m_SixtySecondTimer.Check()) {
+                    m_iTaxCountdown -= kTicksPerMinute;
+                    if (m_iTaxCountdown < 1) {
+                        DoMeanTaxWarrior();
+                        m_iTaxCountdown = kTaxPeriodTicks;
+                    } else {
+                        RewardPlayersWhoHaveBBlocks();
+                    }
+                    TidyPools();
+                }
+            }
+        }
+        // A tick that used more than three quarters of its period slows the game by one tick
+        // per second.
+        int64_t spent = platform::QueryCounter() - m_GameTickTimer.m_iStart;
+        if (double(spent) > 0.75 * double(m_GameTickTimer.m_iPeriod) &&
+            m_iGameTicksPerSecond > kMinGameTicksPerSecond) {
+            --m_iGameTicksPerSecond;
+            m_GameTickTimer.SetRate(m_iGameTicksPerSecond);
+        }
+    } else if (m_iGameTicksPerSecond < kMaxGameTicksPerSecond) {
+        ++m_iGameTicksPerSecond;
+        m_GameTickTimer.SetRate(m_iGameTicksPerSecond);
+    }
+
+    if (m_bPrincessesRunning) {
+        Tick_TCs();
+        Tick_OCs();
+    }
+    if (m_bLiftsRunning) Tick_Lifts();
+
+    if (!m_Clients.Empty()) {
+        m_uiZoneUpdateCursor = Advance(m_uiZoneUpdateCursor, m_Clients.Length());
+        Server_Client* client = m_Clients[m_uiZoneUpdateCursor];
+        if (client->m_pPlayer && !client->m_bZonesFilled) client->HandleZonesBeUpdatedThingy();
+    }
+
+    DeleteInactiveClients();
+
+    if (!m_ClientsBeingDeleted.Empty()) {
+        Server_Client* client = m_ClientsBeingDeleted.Front();
+        bool finished = false;
+        for (int i = 0; i < kDismantleStepsPerPass && !finished; ++i) finished = client->GradualDeleteThingy();
+        if (finished) {
+            ReturnACRNumber(client->m_pSlotRecord);
+            client->m_pSlotRecord = nullptr;
+            delete m_ClientsBeingDeleted.RemoveFront();
+        }
+    }
+
+    for (Server_Client* client : m_Clients)
+        if (client->m_pPlayer && client->m_bResetPositionActive) PIC_IfResetPositionTimerActive(client);
+}
+
+void Server::UpdateClientsWithWorldUpdates() {
+    size_t count = m_Clients.Length();
+    if (count == 0) return;
+    m_uiNormalUpdateCursor = Advance(m_uiNormalUpdateCursor, count);
+    for (size_t tried = 0; tried < count; ++tried) {
+        Server_Client* client = m_Clients[m_uiNormalUpdateCursor];
+        if (client->m_bNeedsNormalUpdate && client->m_bReadyForUpdates &&
+            client->m_Pipe.Backlog() < g_uiUdpSendBufferLimit) {
+            client->m_bNeedsNormalUpdate = false;
+            client->UpdateClient_NormalPacket(m_uiTickCount);
+            return;
+        }
+        m_uiNormalUpdateCursor = Advance(m_uiNormalUpdateCursor, count);
+    }
+}
+
+void Server::UpdateClients_Extra() {
+    size_t count = m_Clients.Length();
+    if (count == 0) return;
+    m_uiExtraUpdateCursor = Advance(m_uiExtraUpdateCursor, count);
+    for (size_t tried = 0; tried < count; ++tried) {
+        Server_Client* client = m_Clients[m_uiExtraUpdateCursor];
+        if (client->m_bReadyForUpdates) {
+            if (client->m_bMultiUdpChannel) client->SendServerTextures_Channel3();
+            if (client->m_Pipe.Backlog() <= 1) client->UpdateClient_ExtraPacket();
+            return;
+        }
+        m_uiExtraUpdateCursor = Advance(m_uiExtraUpdateCursor, count);
+    }
+}
+
+void Server::DeleteInactiveClients() {
+    for (size_t i = 0; i < m_Clients.Length(); ++i) {
+        Server_Client* client = m_Clients[i];
+        if (client->m_Pipe.IsConnected()) continue;
+        if (client->m_pPlayer) DetachPlayerOfDroppedClient(client);
+        m_ClientsBeingDeleted.Append(m_Clients.RemoveAt(i));
+        PutRateLimitOnClients();
+        // The client that moved into this place is examined on the next pass.
+    }
+}
+
+void Server::PutRateLimitOnClients() {
+    if (m_Clients.Empty()) return;
+    uint32_t share = m_uiServerByteSendLimit ? m_uiServerByteSendLimit / uint32_t(m_Clients.Length()) : 0;
+    for (Server_Client* client : m_Clients) client->m_uiRateLimit = share;
+}
+
+Server_WeirdLink* Server::TakeACRNumber() {
+    if (Server_WeirdLink* link = m_pFreeClientNumbers) {
+        m_pFreeClientNumbers = link->m_pNext;
+        link->m_pNext = nullptr;
+        return link;
+    }
+    Server_WeirdLink* link = new Server_WeirdLink;
+    link->m_uiNumber = m_uiNextClientNumber++;
+    return link;
+}
+
+void Server::ReturnACRNumber(Server_WeirdLink* link) {
+    if (!link) return;
+    link->m_pNext = m_pFreeClientNumbers;
+    m_pFreeClientNumbers = link;
+}
+
+ClientServerPipe* Server::CreateClientServerPipe() {
+    Server_Client* client = new Server_Client;
+    client->m_pSlotRecord = TakeACRNumber();
+    if (client->m_pSlotRecord->m_uiNumber >= g_uiAllocatedClientUINs) DoubleAllocatedClientUINs();
+    m_Clients.Append(client);
+    PutRateLimitOnClients();
+    return &client->m_Pipe;
+}
+
+bool Server::AnyPlayerLoggedIn() const {
+    for (Server_Client* client : m_Clients)
+        if (client->m_pPlayer) return true;
+    return false;
+}
+
+uint32_t Server::CountClientsWithPlayer() const {
+    uint32_t n = 0;
+    for (Server_Client* client : m_Clients)
+        if (client->m_pPlayer) ++n;
+    return n;
+}
+
+bool Server::IsIdle() const {
+    return !AnyPlayerLoggedIn() && m_ClientsBeingDeleted.Empty() && !HasMovingProperty() && !HasMovingZorbinCubes();
+}

@@ -1,0 +1,22 @@
+#include "game/Game.h"
+
+Game::Game() = default;
+
+Game::~Game() = default;
+
+void Game::Game_Tick() {
+    ++m_uiTickCount;
+    // Not yet built: players, princess, Quillhob, fire block, moving property and Zorbin rules,
+    // the mod's per-tick hook and the deferred update and removal lists run here, in that order.
+}
+
+// Not yet built: the economy, princess cube and lift rules. The server tick already calls these
+// at their fixed places so that the schedule does not change when the rules arrive.
+void Game::DoTagPadRewards() {}
+void Game::DeterminePlayerRankings() {}
+void Game::DoMeanTaxWarrior() {}
+void Game::RewardPlayersWhoHaveBBlocks() {}
+void Game::Tick_TCs() {}
+void Game::Tick_OCs() {}
+void Game::Tick_Lifts() {}
+void Game::MatchZorbinsWithPlayers() {}

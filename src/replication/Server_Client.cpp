@@ -1,0 +1,140 @@
+// The client record: its storage, its life, and the 256 client-side reference slots.
+#include "replication/Server_Client.h"
+
+#include "core/Server.h"
+#include "net/Packet.h"
+#include "world/Server_Client_Entity.h"
+#include "world/VUKHeap.h"
+
+VukHeap g_VukHeap_ServerClient(sizeof(Server_Client), 128, "g_VukHeap_ServerClient", VukHeap::Lifetime::Process);
+
+namespace {
+constexpr int kSlotCount = 256;
+constexpr uint8_t kBindSlot = 0x2F;   // '/'
+constexpr uint8_t kSelectSlot = 0x2E; // '.'
+} // namespace
+
+void* Server_Client::operator new(size_t) { return g_VukHeap_ServerClient.AllocateOne(); }
+
+void Server_Client::operator delete(void* p) { g_VukHeap_ServerClient.FreeOne(p); }
+
+Server_Client::Server_Client() {
+    IndexLink* links = new IndexLink[kSlotCount];
+    for (int i = 0; i < kSlotCount; ++i) {
+        links[i].m_ucSlot = uint8_t(i);
+        CR_ILH_AddNewUsedEntry(&links[i]);
+    }
+}
+
+Server_Client::~Server_Client() {
+    while (m_RemovedViews.Count() > 0) {
+        Server_Client_Entity* view = m_RemovedViews[0];
+        m_RemovedViews.Remove(m_RemovedViews.GetCell(0));
+        ReleaseView(view);
+    }
+    while (m_RemovedFireBlockViews.Count() > 0) {
+        Server_Client_Entity* view = m_RemovedFireBlockViews[0];
+        m_RemovedFireBlockViews.Remove(m_RemovedFireBlockViews.GetCell(0));
+        ReleaseView(view);
+    }
+    // The links were made as one block; slot 0's link is its start.
+    IndexLink* block = nullptr;
+    for (IndexLink* link = m_pOldestLink; link; link = link->m_pNewer)
+        if (link->m_ucSlot == 0) block = link;
+    delete[] block;
+    for (std::string*& label : m_LabelCache) {
+        delete label;
+        label = nullptr;
+    }
+    delete m_pPacket;
+}
+
+uint32_t Server_Client::Slot() const { return m_pSlotRecord ? m_pSlotRecord->m_uiNumber : 0; }
+
+void Server_Client::Send(unsigned channel, Packet* packet) { m_Pipe.PushToClient(channel, packet); }
+
+bool Server_Client::HandleFullPacket() const {
+    uint32_t length = m_pPacket->Length();
+    return length <= m_uiMaxUpdateSize && (m_uiRateLimit == 0 || length <= m_uiRateLimit);
+}
+
+void Server_Client::CR_ILH_AddNewUsedEntry(IndexLink* link) {
+    link->m_pNewer = nullptr;
+    link->m_pOlder = m_pNewestLink;
+    if (m_pNewestLink)
+        m_pNewestLink->m_pNewer = link;
+    else
+        m_pOldestLink = link;
+    m_pNewestLink = link;
+}
+
+void Server_Client::CR_ILH_AddOldUsedEntry(IndexLink* link) {
+    link->m_pOlder = nullptr;
+    link->m_pNewer = m_pOldestLink;
+    if (m_pOldestLink)
+        m_pOldestLink->m_pOlder = link;
+    else
+        m_pNewestLink = link;
+    m_pOldestLink = link;
+}
+
+IndexLink* Server_Client::CR_ILH_RemoveOldestUsedEntry() {
+    IndexLink* link = m_pOldestLink;
+    if (link) CR_ILH_RemoveAnyEntry(link);
+    return link;
+}
+
+void Server_Client::CR_ILH_RemoveAnyEntry(IndexLink* link) {
+    if (link->m_pOlder)
+        link->m_pOlder->m_pNewer = link->m_pNewer;
+    else
+        m_pOldestLink = link->m_pNewer;
+    if (link->m_pNewer)
+        link->m_pNewer->m_pOlder = link->m_pOlder;
+    else
+        m_pNewestLink = link->m_pOlder;
+    link->m_pNewer = link->m_pOlder = nullptr;
+}
+
+uint32_t Server_Client::HandleOf(const Server_Client_Entity* view) const {
+    // A view's place in its pool: unique among live records and fixed for the record's life.
+    return g_VukHeap_ServerClientEntity.HandleOf(view);
+}
+
+void Server_Client::SendIDChange() {
+    if (m_pView == m_pSelectedView) return;
+    SendIDChange_Core();
+}
+
+void Server_Client::SendIDChange_Core() {
+    if (IndexLink* link = m_pView->m_pIndexLink) {
+        CR_ILH_RemoveAnyEntry(link);
+        CR_ILH_AddNewUsedEntry(link);
+        m_pPacket->AppendByte(kSelectSlot);
+        m_pPacket->AppendByte(link->m_ucSlot);
+    } else {
+        link = CR_ILH_RemoveOldestUsedEntry();
+        CR_ILH_AddNewUsedEntry(link);
+        if (link->m_pOwner) link->m_pOwner->m_pIndexLink = nullptr;
+        link->m_pOwner = m_pView;
+        m_pView->m_pIndexLink = link;
+        m_pPacket->AppendByte(kBindSlot);
+        m_pPacket->AppendByte(link->m_ucSlot);
+        m_pPacket->AppendU32(HandleOf(m_pView));
+    }
+    m_pSelectedView = m_pView;
+}
+
+void Server_Client::ReleaseView(Server_Client_Entity* view) {
+    if (IndexLink* link = view->m_pIndexLink) {
+        link->m_pOwner = nullptr;
+        CR_ILH_RemoveAnyEntry(link);
+        CR_ILH_AddOldUsedEntry(link);
+        view->m_pIndexLink = nullptr;
+    }
+    // Pool storage is reused at once: a stale selection could match the next new record and
+    // skip its binding.
+    if (m_pSelectedView == view) m_pSelectedView = nullptr;
+    if (m_pView == view) m_pView = nullptr;
+    delete view;
+}

@@ -1,0 +1,214 @@
+// One connected client: its pipe, its negotiated extensions, and the server's memory of what
+// the client has been told (view records, pending lists, private pending grid, the 256
+// client-side reference slots).
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "core/Timer.h"
+#include "net/ClientServerPipe.h"
+#include "world/PointerStringList.h"
+#include "world/VUKFastArray_WithLinkBacks.h"
+#include "world/VUK_Grid.h"
+
+class Packet;
+class Server;
+class Server_Client_Entity;
+class Server_Entity;
+class Server_Player;
+struct Server_WeirdLink;
+
+// One client-side reference slot, kept in least-recently-selected order.
+class IndexLink {
+public:
+    IndexLink* m_pNewer = nullptr;
+    uint8_t m_ucSlot = 0;
+    IndexLink* m_pOlder = nullptr;
+    Server_Client_Entity* m_pOwner = nullptr;
+};
+
+// Window and texture bookkeeping is kept as plain lists here; their behaviour is not built yet.
+struct UpdateNewsFile {
+    virtual ~UpdateNewsFile() = default;
+    std::string m_strName;
+};
+struct ServerTextureFile {
+    virtual ~ServerTextureFile() = default;
+    std::string m_strName;
+};
+class UpdateNewsFileList : public PointerStringList<UpdateNewsFile> {
+public:
+    ~UpdateNewsFileList() override = default;
+};
+class ServerTextureFileList : public PointerStringList<ServerTextureFile> {
+public:
+    ~ServerTextureFileList() override = default;
+};
+
+// Channels a client with KRV_MULTI_UDP_CHANNEL gets; everything else travels on channel 0.
+enum : unsigned {
+    kChannelWorld = 0,
+    kChannelChat = 1,
+    kChannelWindows = 2,
+    kChannelTextures = 3,
+    kChannelTickMark = 4,
+    kChannelSteering = 5,
+};
+
+class Server_Client {
+public:
+    Server_Client();
+    virtual ~Server_Client();
+    Server_Client(const Server_Client&) = delete;
+    Server_Client& operator=(const Server_Client&) = delete;
+
+    // Client records live in their pool.
+    static void* operator new(size_t size);
+    static void operator delete(void* p);
+
+    uint32_t Slot() const;
+    unsigned ChannelFor(unsigned multiChannel) const { return m_bMultiUdpChannel ? multiChannel : kChannelWorld; }
+    // Queues a whole message on a channel of the pipe; the pipe owns it from here.
+    void Send(unsigned channel, Packet* packet);
+
+    // ---- chat ----
+    void SendChatMessage(const char* name, const char* text);
+    void SendChatMessage(const std::string& name, const std::string& text);
+    void SendKick(const char* name, const char* text);
+
+    // ---- extensions ----
+    void HandleQueryExtension(Packet* packet, unsigned char visibleCount);
+    void HandleQueryExtensionResponse(Packet* packet);
+
+    // ---- reference slots ----
+    void SendIDChange();
+    void SendIDChange_Core();
+    bool HandleFullPacket() const;
+    void CR_ILH_AddNewUsedEntry(IndexLink* link);
+    void CR_ILH_AddOldUsedEntry(IndexLink* link);
+    IndexLink* CR_ILH_RemoveOldestUsedEntry();
+    void CR_ILH_RemoveAnyEntry(IndexLink* link);
+    // Frees a view's slot (to the oldest end) and destroys the view.
+    void ReleaseView(Server_Client_Entity* view);
+    // The 32-bit handle the client knows a view by.
+    uint32_t HandleOf(const Server_Client_Entity* view) const;
+
+    // ---- update cycle ----
+    void UpdateClient_NormalPacket(uint32_t tick);
+    void UpdateClient_ExtraPacket();
+    void UC_FillPacket();
+    bool UC_ProcessZones(float radius);
+    void UC_ProcessAdd();
+    void UC_ProcessUpdate();
+    void UC_ProcessLeftOverUpdates();
+    void UC_ProcessLeftOverPlayers();
+    void UC_HandlePleaseWaitWindow();
+
+    // ---- encoders ----
+    void UC_Update_UINT(unsigned char type, unsigned int* value, unsigned int* view);
+    void UC_Update_SignedShortINT_As_UINT(unsigned char type, short* value, short* view);
+    void UC_Update_Float(unsigned char type, float* value, float* view);
+    void UC_Update_Bool(unsigned char type, bool* value, bool* view);
+    void UC_Update_Byte(unsigned char type, unsigned char* value, unsigned char* view);
+    void UC_Update_String(unsigned char type, const std::string& value, std::string& view);
+    void UC_Update_String255(unsigned char type, const std::string& value, std::string& view);
+    void UC_Update_Exact_Position();
+    void UC_Update_Position();
+    void UC_Update_Rotation();
+    void UC_Update_Size();
+    void UC_Update_TextureSize();
+    void UC_Update_Texture();
+    void UC_LabelUpdate();
+    void UC_Update_NormalPad();
+    void UC_Update_TalvyOrisetCube();
+    void UC_Update_ZorbinCube();
+    void UC_Update_Player();
+    void UC_Update_Player_FlyStuff();
+    void UC_Update_Player_ClientSideFireBlocks();
+    void UC_ProcessAdd2_FireBlock();
+
+    // ---- notices, removals, attachment and teardown ----
+    void Inform_EntityUpdated(Server_Entity* entity);
+    void Inform_EntityAboutToBeRemoved(Server_Entity* entity);
+    bool UC_ProcessAllRemoves();
+    bool UC_ProcessAllRemoves_FireBlocks();
+    void HandleZonesBeUpdatedThingy();
+    bool GradualDeleteThingy();
+
+    // ---- player streams ----
+    void UC_ProcessUpdateOwnPlayer();
+    bool UC_ProcessAllUpdates_PlayerScores();
+    void UC_ProcessAdd2_PlayerScore();
+    void UC_ProcessUpdate_PlayerScore();
+    void UC_ProcessUpdate_Player();
+    void FigureClientSideMovement();
+    void UpdateClientSideMovementFlag();
+
+    // ---- windows and textures (not built yet; called at their fixed places) ----
+    void SendMOTD();
+    void SendServerTextures();
+    void SendSpecialButton();
+    void SendAdminSignals();
+    void SendServerTextures_Part2();
+    void SendServerTextures_Channel3();
+    void HandleServerButtonClick(unsigned char id);
+    void HandleReceivedSFileInfo(Packet* packet);
+
+    VUK_Grid m_PendingGrid{VUKVector(-150000.0f, -6000.0f, -150000.0f), VUKVector(150000.0f, 30000.0f, 150000.0f),
+                           VUKVector(6000.0f, 6000.0f, 6000.0f), 6, 50, 50};
+    ClientServerPipe m_Pipe;
+    std::string m_strName;
+    uint32_t m_uiClientVersion = 0;
+    uint32_t m_uiMaxUpdateSize = 100;
+    uint32_t m_uiRateLimit = 0;
+    Server_Player* m_pPlayer = nullptr;
+    bool m_bStartupSent = false;
+    bool m_bResetPositionActive = false;
+    bool m_bReadyForUpdates = false;
+    bool m_bFirstPassMarkSent = false;
+    bool m_bKicked = false;
+    bool m_bAlphaBlendSupport = false;
+    bool m_bLoginWithHide = false;
+    bool m_bCSE1 = false;
+    bool m_bChatChannels = false;
+    bool m_bMultiUdpChannel = false;
+    bool m_bZonesFilled = false;
+    bool m_bNearbyLoaded = false;
+    bool m_bPleaseWaitShown = false;
+    bool m_bStraightUpdate = false;
+    uint32_t m_uiInactivityCount = 0;
+    uint32_t m_uiLastMarkedTick = 0;
+    Server_WeirdLink* m_pSlotRecord = nullptr;
+    Timer m_ResetPositionTimer{7.0f};
+    uint32_t m_uiIncomingChannelCursor = 0;
+    bool m_bSpecialMenuOpen = false;
+    bool m_bClientSideMovement = false;
+    bool m_bClientSideMovementSent = false;
+    bool m_bClientSideMovementAllowed = true;
+    bool m_bUpdateNewsOpen = false;
+    bool m_bNeedsNormalUpdate = true;
+    uint8_t m_ucClientSideMovementSeq = 0;
+    uint8_t m_ucMovementSeqEcho = 0;
+    UpdateNewsFileList m_UpdateNewsFiles;
+    int32_t m_iCurrentNewsItem = -1;
+    uint32_t m_uiScrollTopLine = 0;
+    ArrayOfStrings m_ScrollLines;
+    bool m_bScrollViewerShown = false;
+    uint8_t m_ucChatChannel = 1;
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingEntities{65536};
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingPlayers{1024};
+    VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedViews{1024};
+    VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedFireBlockViews{128};
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_ZoneWaitEntities{65536};
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_AttachedEntities{65536};
+    ServerTextureFileList m_ServerTextures;
+    std::string* m_LabelCache[256] = {};
+    Packet* m_pPacket = nullptr;
+    Server_Entity* m_pEntity = nullptr;
+    Server_Client_Entity* m_pView = nullptr;
+    bool m_bCacheStrings = false;
+    bool m_bFastAddNormalPads = false;
+    Server_Client_Entity* m_pSelectedView = nullptr;
+    IndexLink* m_pNewestLink = nullptr;
+    IndexLink* m_pOldestLink = nullptr;
+};
