@@ -1,0 +1,263 @@
+// The operator's console, driven through stdin of the real binary.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <dirent.h>
+#include <sys/stat.h>
+#include <thread>
+
+#include "support/ServerProcess.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kRunning = "THE SERVER IS NOW RUNNING!\n";
+
+std::string StartupText(int port, const std::string& adminLines) {
+    return "AUTO SERVER START\nCurrent port: " + std::to_string(port) + "\n\n\n" + adminLines +
+           "LOADING FROM KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nLOADING COMPLETE\n"
+           "\nServer active...\nType Q to save, stop the server, and quit.\n"
+           "Type S to save the game state to KRV1_DATA.KRV and VUK_PLAYERS.KRV.\n"
+           "Type V to view time till next save.\n"
+           "Every two hours, the game will automatically save the game state.\n"
+           "Every time a save occurs, the game will also save backup files in\n"
+           "the backups folder, which will be located in the same folder that you\n"
+           "started this program from.  Each backup of KRV1_DATA.KRV and\n"
+           "VUK_PLAYERS.KRV will have the date and time as part of their file names.\n\n"
+           "**************************\n"
+           "THE SERVER IS NOW RUNNING!\n"
+           "**************************\n"
+           "(S) - Save     (Q) - Save and Quit\n"
+           "DO NOT CLICK ON THE X IN THE UPPER-RIGHT CORNER TO QUIT THE SERVER!\nOTHERWISE, THE SAVE WILL NOT "
+           "OCCUR!!\n\n";
+}
+
+const std::string kActive = "Server active...\nType Q to save, stop the server, and quit.\n"
+                            "Type S to save the game state to KRV1_DATA.KRV and VUK_PLAYERS.KRV.\n"
+                            "Type V to view time until next save.\n";
+
+std::string ReadChatLog(const TempDir& dir) {
+    std::string all;
+    for (const auto& name : {std::string("chat_logs")}) {
+        std::string folder = dir.File(name);
+        if (DIR* d = opendir(folder.c_str())) {
+            while (dirent* e = readdir(d))
+                if (std::string(e->d_name).rfind("vuk_chat_", 0) == 0) all += dir.Read(name + "/" + e->d_name);
+            closedir(d);
+        }
+    }
+    return all;
+}
+
+TEST(ConsoleStartup, PrintsEveryStartupLineInOrder) {
+    TempDir dir;
+    int port = FreeUdpPort();
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), port));
+    ASSERT_NE(server.WaitForOutput(kRunning + "**************************\n(S) - Save     (Q) - Save and Quit\n", 20s),
+              std::string::npos);
+    server.WaitForOutput("OCCUR!!\n\n", 5s);
+    EXPECT_EQ(server.Output(),
+              StartupText(port, "WARNING!  NO krv_admin.ini FILE PRESENT!\nAdmin powers granted to ADMIN.\n"));
+    server.SendKeys("q");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+}
+
+TEST(ConsoleStartup, AdminFileNamesTheMasterAdministratorInUpperCase) {
+    TempDir dir;
+    dir.Write("krv_admin.ini", "bob\r\nsomebody else\n");
+    int port = FreeUdpPort();
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), port));
+    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
+    EXPECT_EQ(server.Output(), StartupText(port, "krv_admin.ini says the master admin is: BOB\n"));
+    server.Signal(SIGTERM);
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+}
+
+TEST(ConsoleKeys, ViewRightAfterStartShowsTwoHours) {
+    TempDir dir;
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    size_t start = server.WaitForOutput("OCCUR!!\n\n", 20s);
+    ASSERT_NE(start, std::string::npos);
+    server.SendKeys("v");
+    size_t at = server.WaitForOutput("(S) - Save     (Q) - Save and Quit\n", 10s, start + 10);
+    ASSERT_NE(at, std::string::npos);
+    std::string shown = server.Output().substr(start + 9);
+    EXPECT_TRUE(shown == "v\n 2h: 0m: 0s until next autosave. \r\n(S) - Save     (Q) - Save and Quit\n" ||
+                shown == "v\n 1h:59m:59s until next autosave. \r\n(S) - Save     (Q) - Save and Quit\n")
+        << shown;
+    server.SendKeys("q");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+}
+
+TEST(ConsoleKeys, SaveThenQuitPrintsTheSaveLinesAndExitsZero) {
+    TempDir dir;
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    size_t start = server.WaitForOutput("OCCUR!!\n\n", 20s);
+    ASSERT_NE(start, std::string::npos);
+    start += 9;
+    server.SendKeys("s");
+    ASSERT_NE(server.WaitForOutput("Type V to view time until next save.\n", 20s, start), std::string::npos);
+    server.SendKeys("x");
+    server.SendKeys("Q");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+    EXPECT_EQ(server.Output().substr(start), "s\nSAVING TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nSAVE COMPLETE!\n" +
+                                                 kActive +
+                                                 "x\nQ\nFINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n"
+                                                 "FINAL SAVE COMPLETE!\n");
+    std::string log = ReadChatLog(dir);
+    EXPECT_NE(log.find("] LOG: Starting Server\r\n"), std::string::npos);
+    EXPECT_NE(log.find("] LOG: Server is now active.\r\n"), std::string::npos);
+    EXPECT_NE(log.find("] LOG: Final save complete.  Server stopped.\r\n"), std::string::npos);
+}
+
+TEST(ConsoleKeys, EndOfInputLeavesTheServerRunning) {
+    TempDir dir;
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
+    server.CloseInput();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_TRUE(server.Running());
+    server.Signal(SIGINT);
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+    EXPECT_NE(server.Output().find("FINAL SAVE COMPLETE!\n"), std::string::npos);
+}
+
+TEST(ConsoleSignals, TerminateSavesAndExitsZero) {
+    TempDir dir;
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
+    server.Signal(SIGTERM);
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+    std::string out = server.Output();
+    EXPECT_NE(out.find("FINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nFINAL SAVE COMPLETE!\n"), std::string::npos);
+    EXPECT_NE(ReadChatLog(dir).find("] LOG: Final save complete.  Server stopped.\r\n"), std::string::npos);
+}
+
+TEST(ConsolePorts, MarkerFilesChooseThePort) {
+    TempDir dir;
+    dir.Write("test_server_port.txt", "");
+    ServerProcess::Options o;
+    o.folder = dir.Path();
+    o.arguments = {"--auto", "--dir", dir.Path()};
+    {
+        ServerProcess server(o);
+        ASSERT_NE(server.WaitForOutput("AUTO SERVER START\nCurrent port: 1984\n", 20s), std::string::npos);
+        EXPECT_EQ(server.Output().rfind("AUTOMATIC SET TEST SERVER PORT\nAUTO SERVER START\n", 0), 0u);
+        server.Signal(SIGTERM);
+        EXPECT_EQ(server.WaitForExit(30s), 0);
+    }
+    dir.Write("test_server_1988.txt", "");
+    dir.Write("test_server_1989.txt", "");
+    {
+        ServerProcess server(o);
+        ASSERT_NE(server.WaitForOutput("Current port: 1989\n", 20s), std::string::npos);
+        EXPECT_EQ(server.Output().rfind("AUTOMATIC SET TEST SERVER PORT\nSET TEST SERVER PORT: 1988\n"
+                                        "SET SERVER PORT: 1989\nAUTO SERVER START\nCurrent port: 1989\n",
+                                        0),
+                  0u);
+        server.Signal(SIGTERM);
+        EXPECT_EQ(server.WaitForExit(30s), 0);
+    }
+}
+
+TEST(ConsolePorts, PortOptionOverridesMarkerFiles) {
+    TempDir dir;
+    dir.Write("test_server_1989.txt", "");
+    int port = FreeUdpPort();
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), port));
+    ASSERT_NE(server.WaitForOutput("SET SERVER PORT: 1989\nAUTO SERVER START\nCurrent port: " + std::to_string(port) +
+                                       "\n",
+                                   20s),
+              std::string::npos);
+    server.Signal(SIGTERM);
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+}
+
+TEST(ConsoleMenu, PortKeyTogglesAndQuitEnds) {
+    TempDir dir;
+    dir.Write("test_server_1988.txt", "");
+    ServerProcess::Options o;
+    o.folder = dir.Path();
+    o.arguments = {"--dir", dir.Path()};
+    ServerProcess server(o);
+    const std::string menu = "Type choice:\n(L) - Start Server\n(P) - Port switch (NORMALLY NOT NEEDED)\n(Q) - Quit\n";
+    ASSERT_NE(server.WaitForOutput(menu + "Current port: 1988\n", 20s), std::string::npos);
+    server.SendKeys("pPzq");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+    std::string out = server.Output();
+    size_t first = out.find(menu + "Current port: 1988\n");
+    EXPECT_EQ(out.substr(first), menu + "Current port: 1988\np\nCurrent port: 1983\n" + menu +
+                                     "Current port: 1983\nP\nCurrent port: 1984\n" + menu + "Current port: 1984\nz\n" +
+                                     menu + "Current port: 1984\nq\n");
+}
+
+TEST(ConsoleOptions, BadOptionPrintsUsageAndExitsTwo) {
+    ServerProcess::Options o;
+    o.arguments = {"--bogus"};
+    ServerProcess server(o);
+    EXPECT_EQ(server.WaitForExit(10s), 2);
+    EXPECT_EQ(server.ErrorOutput(), "usage: quorvane [--port N] [--auto] [--dir PATH]\n");
+}
+
+TEST(ConsoleSwitch, EmptySwitchFileIsKeptAndANamedProgramTakesOver) {
+    TempDir dir;
+    dir.Write("vuk_exe_switch.txt", "");
+    dir.Write("next.sh", "#!/bin/sh\necho taken-over > \"$(dirname \"$0\")/handed_over\"\n");
+    chmod(dir.File("next.sh").c_str(), 0755);
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
+    // The file is looked at every 5 s; past one look, an empty file must still be there.
+    std::this_thread::sleep_for(6s);
+    EXPECT_TRUE(dir.Exists("vuk_exe_switch.txt"));
+    EXPECT_EQ(server.Output().find("GOING INTO SWITCH MODE"), std::string::npos);
+
+    dir.Write("vuk_exe_switch.txt", dir.File("next.sh") + "\r\nignored second line\n");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+    std::string out = server.Output();
+    EXPECT_NE(out.find("GOING INTO SWITCH MODE...\nSAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nSAVE COMPLETE!\n"),
+              std::string::npos);
+    EXPECT_FALSE(dir.Exists("vuk_exe_switch.txt"));
+    for (int i = 0; i < 100 && !dir.Exists("handed_over"); ++i) std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(dir.Read("handed_over"), "taken-over\n");
+    EXPECT_NE(ReadChatLog(dir).find("] LOG: VUK Server Switching To: " + dir.File("next.sh") + "\r\n"),
+              std::string::npos);
+}
+
+TEST(ConsoleSwitch, ProgramThatCannotStartKeepsTheServerRunning) {
+    TempDir dir;
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
+    dir.Write("vuk_exe_switch.txt", dir.File("does-not-exist"));
+    ASSERT_NE(server.WaitForOutput("NEW EXE COULD NOT START!!!\nTHIS SERVER WILL STAY RUNNING.\n", 20s),
+              std::string::npos);
+    EXPECT_TRUE(server.Running());
+    server.SendKeys("q");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+}
+
+TEST(ConsoleCrash, CrashSavesAndRestartsTheProcess) {
+    TempDir dir;
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    size_t start = server.WaitForOutput("OCCUR!!\n\n", 20s);
+    ASSERT_NE(start, std::string::npos);
+    server.SendKeys("!");
+    size_t crash = server.WaitForOutput("SERVER CRASH DETECTED!!!  RESTARTING!\n", 20s, start);
+    ASSERT_NE(crash, std::string::npos);
+    EXPECT_NE(server.Output().find("!\n*********************************\nSERVER CRASH DETECTED!!!  SAVING!\n"
+                                   "*********************************\nSave complete!\n"
+                                   "*************************************\nSERVER CRASH DETECTED!!!  RESTARTING!\n"
+                                   "*************************************\n",
+                                   start),
+              std::string::npos);
+    // The same process runs again from the start, with the same arguments.
+    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s, crash), std::string::npos);
+    server.SendKeys("q");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
+    std::string log = ReadChatLog(dir);
+    EXPECT_NE(log.find("] CRASH ALERT: CRASH!!!\r\n"), std::string::npos);
+    EXPECT_NE(log.find("] CRASH ALERT: Saved files after crash\r\n"), std::string::npos);
+}
+
+} // namespace
