@@ -2,11 +2,13 @@
 #pragma once
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "core/ServerLock.h"
 #include "core/Timer.h"
 #include "game/Game.h"
 #include "world/PointerStringList.h"
+#include "world/VUKVector.h"
 
 class ClientServerPipe;
 class Packet;
@@ -93,6 +95,8 @@ public:
     void LoadRoutineV5(Packet* packet);
     void SaveRoutine_WorldWithoutPlayers();
     void SaveRoutine_Players();
+    // Spawns a powerup pad at every entry of the powerup table.
+    void MakeAllPowerupsSpawn();
     // Players first, then the world: every save path of the main loop.
     void SaveAll();
 
@@ -110,6 +114,9 @@ public:
     Timer m_SixtySecondTimer{59.999996f};
     Server_WeirdLink* m_pFreeClientNumbers = nullptr;
     uint32_t m_uiNextClientNumber = 0;
+    // The powerup spawn table: positions and, in parallel, powerup types.
+    PointerStringList<VUKVector> m_PowerupTablePositions;
+    std::vector<uint32_t> m_PowerupTableTypes;
     int32_t m_iTaxCountdown = 108000;
     uint32_t m_uiServerByteSendLimit = 0;
 };

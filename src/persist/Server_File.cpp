@@ -5,3 +5,4 @@ void Server::LoadRoutine() {}
 void Server::LoadRoutineV5(Packet*) {}
 void Server::SaveRoutine_WorldWithoutPlayers() {}
 void Server::SaveRoutine_Players() {}
+void Server::MakeAllPowerupsSpawn() {}
