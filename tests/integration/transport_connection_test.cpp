@@ -104,7 +104,8 @@ TEST(TransportConnection, KeepAlivesAloneKeepTheConnection) {
 TEST(TransportConnection, BusyPortIsRetriedEveryTwoSecondsUntilFree) {
     TempDir dir;
     const int port = FreeUdpPort();
-    int blocker = socket(AF_INET, SOCK_DGRAM, 0);
+    // Close-on-exec, or the server would inherit the port it waits for.
+    int blocker = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in a{};
     a.sin_family = AF_INET;
     a.sin_port = htons(uint16_t(port));
@@ -117,7 +118,7 @@ TEST(TransportConnection, BusyPortIsRetriedEveryTwoSecondsUntilFree) {
     headless::HeadlessClient probe;
     ASSERT_TRUE(probe.Connect("127.0.0.1", uint16_t(port)));
     probe.Send(0, Bytes{29, 1});
-    EXPECT_TRUE(probe.WaitUntil([&] { return probe.AllAcknowledged(); }, 10s));
+    EXPECT_TRUE(probe.WaitUntil([&] { return probe.AllAcknowledged(); }, 10s)) << server.Output();
     server.Signal(SIGTERM);
     server.WaitForExit(20s);
 }
