@@ -1,6 +1,7 @@
 #include "world/Server_Entity.h"
 
 #include <cstring>
+#include <exception>
 #include <vector>
 
 #include "core/Tunables.h"
@@ -69,12 +70,17 @@ Server_Entity::Server_Entity() {
 Server_Entity::~Server_Entity() {
     // Normally the world has removed the entity already; this keeps arrays from holding a
     // dangling entry when an entity is deleted while still filed.
-    for (uint32_t i = 0; i < m_GroupLinks.Count(); ++i) {
-        PFAE_Info* info = m_GroupLinks.Get(i);
-        if (VUKFastArray_Entity* array = info->GetArray()) array->RawRemoveItem(info->m_uiIndex);
+    try {
+        for (uint32_t i = 0; i < m_GroupLinks.Count(); ++i) {
+            PFAE_Info* info = m_GroupLinks.Get(i);
+            if (VUKFastArray_Entity* array = info->GetArray()) array->RawRemoveItem(info->m_uiIndex);
+            else delete info;  // its array is gone already
+        }
+        m_GroupLinks.Clear();
+        if (m_ZoneLinks.Count() != 0) ZL_RemoveEntityFromZonesOnly(this, &m_ZoneLinks);
+    } catch (const std::exception& e) {
+        ReportBrokenInvariant(e.what());
     }
-    m_GroupLinks.Clear();
-    if (m_ZoneLinks.Count() != 0) ZL_RemoveEntityFromZonesOnly(this, &m_ZoneLinks);
     for (Server_Player* player : m_ReferringPlayers) player->m_pPlatform = nullptr;
     m_ReferringPlayers.ReleaseAll();
     delete m_pGoalPad;

@@ -5,7 +5,14 @@
 #include <utility>
 #include <vector>
 
+#include "core/LogChat.h"
+#include "platform/Console.h"
 #include "world/WorldFatalError.h"
+
+void ReportBrokenInvariant(const char* text) {
+    platform::ConsolePrintf("%s\n", text);
+    LogChat("CRASH", text);
+}
 
 namespace {
 
@@ -60,8 +67,8 @@ VUKFastArray_Entity* VUKFastArray_Entity::FromId(uint32_t id) {
 VUKFastArray_Entity::VUKFastArray_Entity(uint32_t capacity, VUK_Zone* owner)
     : m_pOwner(owner), m_uiCapacity(capacity ? capacity : 1) {}
 
-VUKFastArray_Entity::~VUKFastArray_Entity() noexcept(false) {
-    if (m_uiCount != 0) throw WorldFatalError("VUKFastArray_Entity destroyed while it still holds entries");
+VUKFastArray_Entity::~VUKFastArray_Entity() {
+    if (m_uiCount != 0) ReportBrokenInvariant("VUKFastArray_Entity destroyed while it still holds entries");
     FreeStorage();
 }
 

@@ -70,8 +70,9 @@ using PFAE_InfoList = VUKFastArray<PFAE_Info*>;
 class VUKFastArray_Entity {
 public:
     explicit VUKFastArray_Entity(uint32_t capacity = 1, VUK_Zone* owner = nullptr);
-    // Destroying an array that still holds entries raises a WorldFatalError.
-    virtual ~VUKFastArray_Entity() noexcept(false);
+    // Destroying an array that still holds entries is reported (ReportBrokenInvariant); the
+    // link records of those entries then name no array, and using them raises a WorldFatalError.
+    virtual ~VUKFastArray_Entity();
     VUKFastArray_Entity(const VUKFastArray_Entity&) = delete;
     VUKFastArray_Entity& operator=(const VUKFastArray_Entity&) = delete;
 

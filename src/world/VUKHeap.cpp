@@ -72,7 +72,9 @@ VukHeap::~VukHeap() noexcept(false) {
         vukmem::Release(m_pBase, m_uiReservedBytes);
         return;
     }
-    m_pNext.reset();
+    // Not through the unique_ptr: its reset may not throw, and the chained pool's error must
+    // reach the caller.
+    delete m_pNext.release();
     char text[512];
     snprintf(text, sizeof text, "DEBUG INFO: Deleted extra heap for %s objects", m_strName.c_str());
     LogChat("VukHeap", text);

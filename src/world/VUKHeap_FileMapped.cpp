@@ -45,14 +45,14 @@ VukHeap_FileMapped::VukHeap_FileMapped(uint32_t elementSize, uint32_t elementCou
         m_pFreeStack = std::make_unique<VukHeap_FreeElementStack>(elementSize, elementCount);
     } catch (...) {
         vukmem::UnregisterRoot(m_pView, m_uiMappedBytes);
-        munmap(m_pView, m_uiMappedBytes);
+        vukmem::Release(m_pView, m_uiMappedBytes);
         close(m_iFile);
         throw;
     }
 }
 
 VukHeap_FileMapped::~VukHeap_FileMapped() noexcept(false) {
-    m_pNext.reset();
+    delete m_pNext.release();
     char text[768];
     snprintf(text, sizeof text, "DEBUG INFO: Deleted a file mapped heap for %s objects", m_strBaseName.c_str());
     LogChat("VukHeap", text);
@@ -61,7 +61,7 @@ VukHeap_FileMapped::~VukHeap_FileMapped() noexcept(false) {
         vukmem::ReportAndThrow(text);
     }
     vukmem::UnregisterRoot(m_pView, m_uiMappedBytes);
-    munmap(m_pView, m_uiMappedBytes);
+    vukmem::Release(m_pView, m_uiMappedBytes);
     close(m_iFile);
 }
 

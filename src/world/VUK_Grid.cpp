@@ -32,8 +32,8 @@ VUK_Grid::VUK_Grid(const VUKVector& min, const VUKVector& max, const VUKVector& 
       m_fZoneSizeX(zoneSize.x), m_fZoneSizeY(zoneSize.y), m_fZoneSizeZ(zoneSize.z),
       m_uiLayerCount(layerCount), m_uiRowCount(rowCount), m_uiZoneCount(zoneCount) {}
 
-VUK_Grid::~VUK_Grid() noexcept(false) {
-    if (m_pMapStack) throw WorldFatalError("VUK_Grid destroyed while entities are still filed in it");
+VUK_Grid::~VUK_Grid() {
+    if (m_pMapStack) ReportBrokenInvariant("VUK_Grid destroyed while entities are still filed in it");
 }
 
 int VUK_Grid::AxisIndex(float c, float min, float size, uint32_t count) {
@@ -165,6 +165,8 @@ void ZL_RemoveEntityFromZonesOnly(Entity*, PFAE_InfoList* links) {
 }
 
 void ZL_RemoveZoneFromZoneLists(VUK_Zone* z) {
+    for (const VUKFastArray_Entity& list : z->m_Lists)
+        if (list.Count() != 0) throw WorldFatalError("ZL_RemoveZoneFromZoneLists: the zone still holds entries");
     VUK_ZoneLine* line = z->m_pZoneLine;
     VUK_Map* map = line->m_pMap;
     VUK_MapStack* stack = map->m_pStack;

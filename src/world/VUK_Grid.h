@@ -19,8 +19,9 @@ public:
     VUK_Grid();
     VUK_Grid(const VUKVector& min, const VUKVector& max, const VUKVector& zoneSize, uint32_t layerCount,
              uint32_t rowCount, uint32_t zoneCount);
-    // A grid that still holds zones raises a WorldFatalError: entities must leave first.
-    virtual ~VUK_Grid() noexcept(false);
+    // Entities must leave first. A grid that still holds zones reports it and leaves them in
+    // place (their entities still point into them).
+    virtual ~VUK_Grid();
     VUK_Grid(const VUK_Grid&) = delete;
     VUK_Grid& operator=(const VUK_Grid&) = delete;
 

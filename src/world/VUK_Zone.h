@@ -24,8 +24,8 @@ enum ZoneList : uint8_t {
 class VUK_Zone {
 public:
     VUK_Zone(VUK_ZoneLine* line, uint32_t index);
-    // An array that is not empty raises a WorldFatalError (link counts keep this from happening).
-    virtual ~VUK_Zone() noexcept(false) = default;
+    // Only ZL_RemoveZoneFromZoneLists destroys zones, and only empty ones.
+    virtual ~VUK_Zone() = default;
     VUK_Zone(const VUK_Zone&) = delete;
     VUK_Zone& operator=(const VUK_Zone&) = delete;
 

@@ -19,7 +19,10 @@ namespace vukmem {
 
 uint8_t* Reserve(size_t bytes) {
     void* p = mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    return p == MAP_FAILED ? nullptr : static_cast<uint8_t*>(p);
+    if (p == MAP_FAILED) return nullptr;
+    // The range may reuse addresses of a released pool whose free slots were poisoned.
+    UnpoisonSlot(p, bytes);
+    return static_cast<uint8_t*>(p);
 }
 
 bool Commit(uint8_t* page, size_t bytes) { return mprotect(page, bytes, PROT_READ | PROT_WRITE) == 0; }
@@ -31,7 +34,9 @@ bool Decommit(uint8_t* page, size_t bytes) {
 }
 
 void Release(uint8_t* base, size_t bytes) {
-    if (base) munmap(base, bytes);
+    if (!base) return;
+    UnpoisonSlot(base, bytes);
+    munmap(base, bytes);
 }
 
 void ReportAndThrow(const char* text) {

@@ -9,7 +9,7 @@
 
 World::World() = default;
 
-World::~World() noexcept(false) {
+World::~World() {
     while (m_AllEntities.Count() != 0) {
         uint32_t before = m_AllEntities.Count();
         try {
@@ -18,7 +18,13 @@ World::~World() noexcept(false) {
             LogChat("CRASH", "Crash in World::~World()");
             platform::ConsolePrintf("Crash in World::~World()\n");
             // The loop must make progress: drop the entry that failed (its entity is lost).
-            if (m_AllEntities.Count() == before) m_AllEntities.RawRemoveItem(0);
+            if (m_AllEntities.Count() == before) {
+                try {
+                    m_AllEntities.RawRemoveItem(0);
+                } catch (const std::exception&) {
+                    break;
+                }
+            }
         }
     }
     // The grid and the arrays check that they are empty as they are destroyed.
