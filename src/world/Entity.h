@@ -63,7 +63,8 @@ public:
 // character of every distinct label, which labels read from files could turn into gigabytes.
 // Nodes and strings live until the program ends.
 struct EntityStringCacheEntry {
-    std::vector<std::pair<uint8_t, EntityStringCacheEntry*>> m_Children;
+    // Allocated on the first child and never freed, so the tree stays reachable to the end.
+    std::vector<std::pair<uint8_t, EntityStringCacheEntry*>>* m_pChildren = nullptr;
     std::string* m_pString = nullptr;
 
     EntityStringCacheEntry* FindChild(uint8_t c) const;

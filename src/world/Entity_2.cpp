@@ -5,18 +5,22 @@
 
 EntityStringCacheEntry Entity::m_sESCE;
 
+namespace {
+bool ByteBefore(const std::pair<uint8_t, EntityStringCacheEntry*>& child, uint8_t key) { return child.first < key; }
+} // namespace
+
 EntityStringCacheEntry* EntityStringCacheEntry::FindChild(uint8_t c) const {
-    auto it = std::lower_bound(m_Children.begin(), m_Children.end(), c,
-                               [](const auto& child, uint8_t key) { return child.first < key; });
-    return it != m_Children.end() && it->first == c ? it->second : nullptr;
+    if (!m_pChildren) return nullptr;
+    auto it = std::lower_bound(m_pChildren->begin(), m_pChildren->end(), c, ByteBefore);
+    return it != m_pChildren->end() && it->first == c ? it->second : nullptr;
 }
 
 EntityStringCacheEntry* EntityStringCacheEntry::FindOrAddChild(uint8_t c) {
-    auto it = std::lower_bound(m_Children.begin(), m_Children.end(), c,
-                               [](const auto& child, uint8_t key) { return child.first < key; });
-    if (it != m_Children.end() && it->first == c) return it->second;
+    if (!m_pChildren) m_pChildren = new std::vector<std::pair<uint8_t, EntityStringCacheEntry*>>();
+    auto it = std::lower_bound(m_pChildren->begin(), m_pChildren->end(), c, ByteBefore);
+    if (it != m_pChildren->end() && it->first == c) return it->second;
     // Nodes live until the program ends, like the strings they hold.
-    return m_Children.insert(it, {c, new EntityStringCacheEntry()})->second;
+    return m_pChildren->insert(it, {c, new EntityStringCacheEntry()})->second;
 }
 
 Entity::~Entity() {
