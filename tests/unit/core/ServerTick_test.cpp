@@ -1,0 +1,204 @@
+// The server tick's schedule and client bookkeeping, with time on the clock seam.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <unistd.h>
+
+#include "platform/Clock.h"
+#include "support/ServerHarness.h"
+#include "support/TempDir.h"
+
+namespace {
+
+// ---- a clock where every reading costs a share of the current game tick period -------------
+
+std::atomic<int64_t> g_now{1'000'000'000'000};
+std::atomic<double> g_shareOfPeriodPerRead{0.0};
+Server* g_pTicking = nullptr;
+
+int64_t SlowReads() {
+    if (!g_pTicking) return g_now.load(); // the server's own timers read the clock while it is built
+    int64_t step = int64_t(g_shareOfPeriodPerRead.load() * double(g_pTicking->m_GameTickTimer.m_iPeriod));
+    return g_now.fetch_add(step);
+}
+
+class TickRate : public ::testing::Test {
+protected:
+    void SetUp() override {
+        platform::SetCounterSource(&SlowReads);
+        m_Server = std::make_unique<Server>();
+        g_pTicking = m_Server.get();
+        g_now += 2 * m_Server->m_GameTickTimer.m_iPeriod; // the first game tick is due at once
+    }
+    void TearDown() override {
+        m_Server.reset();
+        g_pTicking = nullptr;
+        platform::SetCounterSource(nullptr);
+    }
+    void Pass() {
+        ServerLockGuard lock(m_Server->m_ServerLock);
+        m_Server->Tick();
+    }
+    std::unique_ptr<Server> m_Server;
+};
+
+TEST_F(TickRate, SlowTicksLowerTheRateOnePerTickDownToFifteen) {
+    // Each pass reads the clock three times (tick check, one-second check, the rate test), so
+    // 0.4 of a period per reading makes every pass a game tick that took 0.8 of its period.
+    g_shareOfPeriodPerRead = 0.4;
+    std::vector<int> rates;
+    for (int i = 0; i < 20; ++i) {
+        Pass();
+        rates.push_back(m_Server->m_iGameTicksPerSecond);
+    }
+    EXPECT_EQ(rates, (std::vector<int>{29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 15, 15, 15, 15, 15}));
+    EXPECT_EQ(m_Server->m_GameTickTimer.m_iPeriod, 1'000'000'000 / 15);
+    EXPECT_EQ(m_Server->m_uiTickCount, 20u);
+}
+
+TEST_F(TickRate, QuickPassesRaiseTheRateOnePerPassBackToThirty) {
+    g_shareOfPeriodPerRead = 0.4;
+    for (int i = 0; i < 15; ++i) Pass();
+    ASSERT_EQ(m_Server->m_iGameTicksPerSecond, 15);
+    g_shareOfPeriodPerRead = 0.0; // time stands still: after the tick already due, none falls due
+    Pass();
+    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 15); // a quick tick neither lowers nor raises it
+    for (int expected = 16; expected <= 30; ++expected) {
+        Pass();
+        EXPECT_EQ(m_Server->m_iGameTicksPerSecond, expected);
+    }
+    Pass();
+    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 30);
+    EXPECT_EQ(m_Server->m_GameTickTimer.m_iPeriod, 1'000'000'000 / 30);
+}
+
+TEST_F(TickRate, TickThatTakesHalfItsPeriodKeepsTheRate) {
+    g_shareOfPeriodPerRead = 0.4;
+    Pass();
+    ASSERT_EQ(m_Server->m_iGameTicksPerSecond, 29);
+    g_shareOfPeriodPerRead = 0.25; // 0.5 of a period between the check and the rate test
+    uint32_t before = m_Server->m_uiTickCount;
+    for (int i = 0; i < 8; ++i) Pass();
+    EXPECT_GT(m_Server->m_uiTickCount, before);
+    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 30); // never lowered, raised by the passes between ticks
+}
+
+// ---- client numbers, dropping and dismantling --------------------------------------------------
+
+class ClientBookkeeping : public ::testing::Test {
+protected:
+    ClientBookkeeping() {
+        char cwd[4096];
+        if (getcwd(cwd, sizeof cwd)) m_OldFolder = cwd;
+        if (chdir(m_Dir.Path().c_str()) != 0) ADD_FAILURE();
+        m_Harness = std::make_unique<ServerHarness>();
+    }
+    ~ClientBookkeeping() override {
+        m_Harness.reset();
+        g_uiAllocatedClientUINs = 32;
+        if (chdir(m_OldFolder.c_str()) != 0) ADD_FAILURE();
+    }
+    TempDir m_Dir;
+    std::string m_OldFolder;
+    std::unique_ptr<ServerHarness> m_Harness;
+};
+
+TEST_F(ClientBookkeeping, ReturnedNumberIsReusedFirst) {
+    auto a = m_Harness->Connect();
+    auto b = m_Harness->Connect();
+    auto c = m_Harness->Connect();
+    EXPECT_EQ(a.client->Slot(), 0u);
+    EXPECT_EQ(b.client->Slot(), 1u);
+    EXPECT_EQ(c.client->Slot(), 2u);
+    b.Disconnect();
+    m_Harness->Pass();
+    EXPECT_EQ(m_Harness->server().m_Clients.Length(), 2u);
+    for (int i = 0; i < 5 && !m_Harness->server().m_ClientsBeingDeleted.Empty(); ++i) m_Harness->Pass();
+    EXPECT_TRUE(m_Harness->server().m_ClientsBeingDeleted.Empty());
+    auto d = m_Harness->Connect();
+    EXPECT_EQ(d.client->Slot(), 1u);
+    auto e = m_Harness->Connect();
+    EXPECT_EQ(e.client->Slot(), 3u);
+}
+
+TEST_F(ClientBookkeeping, ClientNumberReachingTheArrayLengthDoublesIt) {
+    std::vector<ServerHarness::Peer> peers;
+    for (int i = 0; i < 32; ++i) peers.push_back(m_Harness->Connect());
+    EXPECT_EQ(g_uiAllocatedClientUINs, 32u);
+    peers.push_back(m_Harness->Connect());
+    EXPECT_EQ(peers.back().client->Slot(), 32u);
+    EXPECT_EQ(g_uiAllocatedClientUINs, 64u);
+}
+
+TEST_F(ClientBookkeeping, ByteBudgetIsSharedEvenlyAndRecomputedOnDrop) {
+    Server& server = m_Harness->server();
+    server.m_uiServerByteSendLimit = 1000;
+    auto a = m_Harness->Connect();
+    auto b = m_Harness->Connect();
+    auto c = m_Harness->Connect();
+    EXPECT_EQ(a.client->m_uiRateLimit, 333u);
+    EXPECT_EQ(c.client->m_uiRateLimit, 333u);
+    b.Disconnect();
+    m_Harness->Pass();
+    EXPECT_EQ(a.client->m_uiRateLimit, 500u);
+    EXPECT_EQ(c.client->m_uiRateLimit, 500u);
+}
+
+TEST_F(ClientBookkeeping, DroppingWalksOnPastTheClientThatMovedIntoTheGap) {
+    auto a = m_Harness->Connect();
+    auto b = m_Harness->Connect();
+    auto c = m_Harness->Connect();
+    a.Disconnect();
+    b.Disconnect();
+    m_Harness->Pass();
+    // b slid into a's place and waits for the next pass.
+    EXPECT_EQ(m_Harness->server().m_Clients.Length(), 2u);
+    m_Harness->Pass();
+    EXPECT_EQ(m_Harness->server().m_Clients.Length(), 1u);
+    EXPECT_EQ(m_Harness->server().m_Clients[0], c.client);
+}
+
+TEST_F(ClientBookkeeping, NormalUpdateWaitsForTheNextGameTickAndForTheBacklog) {
+    auto a = m_Harness->Connect();
+    a.client->m_bReadyForUpdates = true;
+    m_Harness->Pass();
+    EXPECT_FALSE(a.client->m_bNeedsNormalUpdate);
+    m_Harness->Pass();
+    EXPECT_FALSE(a.client->m_bNeedsNormalUpdate);
+    m_Harness->GameTick();
+    // The tick sets the flag after the pass's update slot, so it waits for the next pass.
+    EXPECT_TRUE(a.client->m_bNeedsNormalUpdate);
+    a.client->m_Pipe.SetUnackedCount(0, g_uiUdpSendBufferLimit);
+    m_Harness->Pass();
+    EXPECT_TRUE(a.client->m_bNeedsNormalUpdate);
+    a.client->m_Pipe.SetUnackedCount(0, g_uiUdpSendBufferLimit - 1);
+    m_Harness->Pass();
+    EXPECT_FALSE(a.client->m_bNeedsNormalUpdate);
+}
+
+TEST_F(ClientBookkeeping, TaxFallsOnTheSixtiethMinute) {
+    Server& server = m_Harness->server();
+    std::vector<int32_t> countdown;
+    for (int minute = 1; minute <= 61; ++minute) {
+        m_Harness->clock().AdvanceSeconds(60.0);
+        m_Harness->Pass();
+        countdown.push_back(server.m_iTaxCountdown);
+    }
+    EXPECT_EQ(countdown[0], 106200);
+    EXPECT_EQ(countdown[58], 1800);
+    EXPECT_EQ(countdown[59], 108000);
+    EXPECT_EQ(countdown[60], 106200);
+}
+
+TEST_F(ClientBookkeeping, ServerIsIdleOnlyWithoutPlayersOrClientsBeingDismantled) {
+    Server& server = m_Harness->server();
+    EXPECT_TRUE(server.IsIdle());
+    auto a = m_Harness->Connect();
+    EXPECT_TRUE(server.IsIdle());
+    a.Send(0, std::vector<uint8_t>{9, 84, 5, 1, 0, 0, 0, 'P', 0, 0, 0, 0});
+    m_Harness->Pass();
+    ASSERT_NE(a.client->m_pPlayer, nullptr);
+    EXPECT_FALSE(server.IsIdle());
+}
+
+} // namespace
