@@ -77,16 +77,3 @@ private:
     FakeClock m_Clock; // before the server: its timers read the clock when they are built
     std::unique_ptr<Server> m_Server;
 };
-
-// Little-endian record writers for hand-made client messages.
-inline void PutU16(std::vector<uint8_t>& b, uint16_t v) {
-    b.push_back(uint8_t(v));
-    b.push_back(uint8_t(v >> 8));
-}
-inline void PutU32(std::vector<uint8_t>& b, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b.push_back(uint8_t(v >> (8 * i)));
-}
-inline void PutString(std::vector<uint8_t>& b, const std::string& s) {
-    PutU32(b, uint32_t(s.size()));
-    b.insert(b.end(), s.begin(), s.end());
-}

@@ -5,22 +5,6 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-Bytes Welcome(uint16_t tick, const std::string& name) {
-    Bytes b{100, uint8_t(tick), uint8_t(tick >> 8)};
-    for (std::string offer : {"KRV_MSG_COMMAND", "KRV_CSE1", "KRV_MULTI_UDP_CHANNEL"}) {
-        b.push_back(76);
-        PutString(b, offer);
-        b.push_back(1);
-    }
-    b.push_back(2);
-    PutString(b, name);
-    b.push_back(74);
-    PutU32(b, 84);
-    return b;
-}
-
 TEST_F(SessionTest, WelcomeIsByteExact) {
     auto peer = m_Harness->Connect();
     server().m_uiTickCount = 0x12345;

@@ -5,8 +5,6 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 TEST_F(SessionTest, ReadyMaxUpdateSizeAndVersionInOneMessage) {
     auto peer = m_Harness->Connect();
     Bytes m{6, 10};

@@ -5,9 +5,12 @@
 #include <string>
 #include <unistd.h>
 
+#include "support/ClientRecords.h"
 #include "support/ServerHarness.h"
 #include "support/TempDir.h"
 #include "core/LogChat.h"
+
+using namespace records;
 
 class SessionTest : public ::testing::Test {
 protected:
@@ -26,34 +29,6 @@ protected:
 
     std::string ChatLog() { return m_Dir.Read(ChatLogFileName()); }
 
-    static std::vector<uint8_t> Login(uint8_t type, const std::string& name, const std::string& password) {
-        std::vector<uint8_t> b{type};
-        PutString(b, name);
-        PutString(b, password);
-        return b;
-    }
-    static std::vector<uint8_t> Version(uint8_t v) { return {9, v}; }
-    static std::vector<uint8_t> Concat(std::vector<uint8_t> a, const std::vector<uint8_t>& b) {
-        a.insert(a.end(), b.begin(), b.end());
-        return a;
-    }
-    static std::vector<uint8_t> Declare(const std::string& name, uint8_t value) {
-        std::vector<uint8_t> b{13};
-        PutString(b, name);
-        b.push_back(value);
-        return b;
-    }
-    static std::vector<uint8_t> Query(const std::string& name) {
-        std::vector<uint8_t> b{12};
-        PutString(b, name);
-        return b;
-    }
-    static std::vector<uint8_t> Chat(const std::string& sender, const std::string& text) {
-        std::vector<uint8_t> b{49};
-        PutString(b, sender);
-        PutString(b, text);
-        return b;
-    }
     // Connects, sends version 84 and a login; returns the peer with its answers taken.
     ServerHarness::Peer LoggedIn(const std::string& name, uint8_t type = 5, const std::string& password = "pw") {
         ServerHarness::Peer peer = m_Harness->Connect();
