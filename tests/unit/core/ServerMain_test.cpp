@@ -1,0 +1,101 @@
+// A server run inside the test process, keys fed through the console seam.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include "core/LogChat.h"
+#include "core/ServerLock.h"
+#include "core/ServerMain.h"
+#include "core/Tunables.h"
+#include "platform/Console.h"
+#include "support/TempDir.h"
+
+namespace {
+
+TEST(AdminName, FirstLineUpToNulOrLineBreakInUpperCase) {
+    EXPECT_EQ(ParseAdminName("bob\r\nother\n"), "BOB");
+    EXPECT_EQ(ParseAdminName("Mixed Case\nsecond"), "MIXED CASE");
+    EXPECT_EQ(ParseAdminName(std::string("ann\0ignored", 11)), "ANN");
+    EXPECT_EQ(ParseAdminName(""), "");
+    EXPECT_EQ(ParseAdminName("\nname"), "");
+    EXPECT_EQ(ParseAdminName("\rname"), "");
+}
+
+TEST(ServerLockDeathTest, EnteringTwiceOnOneThreadAborts) {
+    EXPECT_DEATH(
+        {
+            ServerLock lock;
+            lock.Lock();
+            lock.Lock();
+        },
+        "server lock was entered twice");
+}
+
+TEST(ServerLock, HeldFlagFollowsTheLock) {
+    ServerLock lock;
+    EXPECT_FALSE(lock.IsHeld());
+    {
+        ServerLockGuard guard(lock);
+        EXPECT_TRUE(lock.IsHeld());
+    }
+    EXPECT_FALSE(lock.IsHeld());
+}
+
+const char* g_keys = "";
+int NextKey() { return *g_keys ? *g_keys++ : -1; }
+
+class ServerRun : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char cwd[4096];
+        ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+        m_OldFolder = cwd;
+        ASSERT_EQ(chdir(m_Dir.Path().c_str()), 0);
+        m_SavedHooks = g_TestHooks;
+        g_TestHooks.crashKey = true;
+        g_uiCurrentPort = uint32_t(FreeUdpPort());
+        platform::SetKeySource(&NextKey);
+    }
+    void TearDown() override {
+        platform::SetKeySource(nullptr);
+        g_TestHooks = m_SavedHooks;
+        g_uiCurrentPort = 1983;
+        g_bException = false;
+        ASSERT_EQ(chdir(m_OldFolder.c_str()), 0);
+    }
+    TempDir m_Dir;
+    std::string m_OldFolder;
+    TestHooks m_SavedHooks;
+};
+
+TEST_F(ServerRun, WithoutSavingACrashReturnsWithTheExceptionFlagSet) {
+    g_keys = "sv!";
+    testing::internal::CaptureStdout();
+    int result = ServerMain(false, false);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(g_bException);
+    EXPECT_EQ(g_pServer, nullptr);
+    // No save instructions, no loading, the save and view keys do nothing beyond their echo.
+    EXPECT_EQ(out.find("LOADING"), std::string::npos);
+    EXPECT_EQ(out.find("Type S to save"), std::string::npos);
+    EXPECT_NE(out.find("(S) - Save     (Q) - Save and Quit\nDO NOT CLICK"), std::string::npos);
+    size_t keys = out.find("s\nv\n!\n");
+    ASSERT_NE(keys, std::string::npos);
+    EXPECT_EQ(out.substr(keys), "s\nv\n!\n");
+    EXPECT_FALSE(m_Dir.Exists("KRV1_Data.krv"));
+    EXPECT_NE(m_Dir.Read(ChatLogFileName()).find("] CRASH ALERT: CRASH!!!\r\n"), std::string::npos);
+}
+
+TEST_F(ServerRun, WithoutSavingQuitStoresNothing) {
+    g_keys = "q";
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ServerMain(false, false), 0);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(g_bException);
+    EXPECT_EQ(out.find("FINAL SAVE"), std::string::npos);
+    EXPECT_FALSE(m_Dir.Exists("KRV1_Data.krv"));
+    EXPECT_FALSE(m_Dir.Exists("VUK_Players.krv"));
+}
+
+} // namespace
