@@ -37,6 +37,20 @@ bool RecordTooLong(const Server_Client* client, const std::string& name, const s
            password.size() > kMaxPasswordLength;
 }
 
+struct LoginRecord {
+    std::string name;
+    std::string password;
+};
+
+// Both logins start alike. A client that is already logged in keeps its player: attaching a
+// second one would leave the first online for ever, so its login records are read and ignored.
+bool ReadLoginRecord(Server_Client* client, Packet* packet, LoginRecord* record) {
+    client->m_ucChatChannel = 1;
+    packet->ReadString(record->name);
+    packet->ReadString(record->password);
+    return client->m_pPlayer == nullptr;
+}
+
 void LogOnlineCount(const Server& server) {
     snprintf(g_szBuffer, sizeof g_szBuffer, "ONLINE COUNT: %d", int(server.CountClientsWithPlayer()));
     LogChat("LOG", g_szBuffer);
@@ -67,17 +81,11 @@ void Server::SendWelcome(Server_Client* client, Packet* answer, const std::strin
 }
 
 void Server::PIC_ExistingLogin(Server_Client* client, Packet* packet) {
+    LoginRecord record;
+    if (!ReadLoginRecord(client, packet, &record)) return;
+    const std::string& name = record.name;
+    const std::string& password = record.password;
     Packet* answer = new Packet;
-    client->m_ucChatChannel = 1;
-    std::string name, password;
-    packet->ReadString(name);
-    packet->ReadString(password);
-    // A client that is already logged in keeps its player; attaching a second one would leave
-    // the first online for ever.
-    if (client->m_pPlayer) {
-        delete answer;
-        return;
-    }
     if (RecordTooLong(client, name, password)) return Refuse(client, answer, kRefusedBadRecord);
     for (Server_Client* other : m_Clients)
         if (other != client && other->m_strName == name) return Refuse(client, answer, kRefusedAlreadyOnline);
@@ -105,15 +113,11 @@ void Server::PIC_ExistingLogin(Server_Client* client, Packet* packet) {
 }
 
 void Server::PIC_NewLogin(Server_Client* client, Packet* packet) {
+    LoginRecord record;
+    if (!ReadLoginRecord(client, packet, &record)) return;
+    const std::string& name = record.name;
+    const std::string& password = record.password;
     Packet* answer = new Packet;
-    client->m_ucChatChannel = 1;
-    std::string name, password;
-    packet->ReadString(name);
-    packet->ReadString(password);
-    if (client->m_pPlayer) {
-        delete answer;
-        return;
-    }
     if (RecordTooLong(client, name, password)) return Refuse(client, answer, kRefusedBadRecord);
     if (FindPlayerByName(name)) return Refuse(client, answer, kRefusedNameTaken);
 
