@@ -97,6 +97,8 @@ public:
     void SaveRoutine_Players();
     // Spawns a powerup pad at every entry of the powerup table.
     void MakeAllPowerupsSpawn();
+    // Marks a new pad as a powerup cube, labels it by its type and adds it to the world.
+    void ApplyAttributesToSpawnedPowerup(Server_Entity* pad);
     // Players first, then the world: every save path of the main loop.
     void SaveAll();
 

@@ -13,10 +13,8 @@ void Game::Game_Tick() {
 // Not yet built: the economy, princess cube and lift rules. The server tick already calls these
 // at their fixed places so that the schedule does not change when the rules arrive.
 void Game::DoTagPadRewards() {}
-void Game::DeterminePlayerRankings() {}
 void Game::DoMeanTaxWarrior() {}
 void Game::RewardPlayersWhoHaveBBlocks() {}
 void Game::Tick_TCs() {}
 void Game::Tick_OCs() {}
 void Game::Tick_Lifts() {}
-void Game::MatchZorbinsWithPlayers() {}

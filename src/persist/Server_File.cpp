@@ -1,8 +1,232 @@
-// Stand-ins until the save files land: nothing is loaded and nothing is written.
-#include "core/Server.h"
+#include "persist/Server_File.h"
 
-void Server::LoadRoutine() {}
-void Server::LoadRoutineV5(Packet*) {}
-void Server::SaveRoutine_WorldWithoutPlayers() {}
-void Server::SaveRoutine_Players() {}
-void Server::MakeAllPowerupsSpawn() {}
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <unordered_map>
+
+#include "core/LogChat.h"
+#include "core/Tunables.h"
+#include "net/Packet.h"
+#include "platform/Console.h"
+#include "platform/Files.h"
+#include "platform/LocalTime.h"
+#include "world/Server_Entity.h"
+
+const KRVCommandName g_KRVCommandNames[] = {
+    {KRV_FILE_ADD_ENTITY, "KRV_FILE_ADD_ENTITY"},
+    {KRV_LAST_ENTITY_RESTRICTED, "KRV_LAST_ENTITY_RESTRICTED"},
+    {KRV_NORMALPAD_EXTENSION_ONE, "KRV_NORMALPAD_EXTENSION_ONE"},
+    {KRV_NORMALPAD_EXTENSION_TWO, "KRV_NORMALPAD_EXTENSION_TWO"},
+    {KRV_PLAYER_FB_STRENGTH, "KRV_PLAYER_FB_STRENGTH"},
+    {KRV_NORMALPAD_TEXTURE_68, "KRV_NORMALPAD_TEXTURE_68"},
+    {KRV_TEMP_POWERUP_TABLE_ADD, "KRV_TEMP_POWERUP_TABLE_ADD"},
+    {KRV_PLAYER_TEMP_EFFECTS, "KRV_PLAYER_TEMP_EFFECTS"},
+    {KRV_EXTRA_ROTATION, "KRV_EXTRA_ROTATION"},
+    {KRV_BOUNCY_PAD, "KRV_BOUNCY_PAD"},
+    {KRV_PLAYER_CREATED_BLOCK, "KRV_PLAYER_CREATED_BLOCK"},
+    {KRV_ZORBINCUBE_OWNER_NAME, "KRV_ZORBINCUBE_OWNER_NAME"},
+    {KRV_OFFPLAYER_COINS, "KRV_OFFPLAYER_COINS"},
+    {KRV_NP_LABEL, "KRV_NP_LABEL"},
+    {KRV_ADMIN_LEVEL, "KRV_ADMIN_LEVEL"},
+    {KRV_NP_NETWORTH, "KRV_NP_NETWORTH"},
+    {KRV_ZC_NETWORTH, "KRV_ZC_NETWORTH"},
+    {KRV_POP_PRINCESS_SKIP, "KRV_POP_PRINCESS_SKIP"},
+    {KRV_IRS_BUILD_ENABLE, "KRV_IRS_BUILD_ENABLE"},
+    {KRV_ADMIN_PERMIT_COIN_CHANGING, "KRV_ADMIN_PERMIT_COIN_CHANGING"},
+    {KRV_UDP_SEND_BUFFER_LIMIT_CODE, "KRV_UDP_SEND_BUFFER_LIMIT_CODE"},
+    {KRV_TICKS_SINCE_LAST_LOGIN, "KRV_TICKS_SINCE_LAST_LOGIN"},
+    {KRV_PLAYER_TEAMNAME, "KRV_PLAYER_TEAMNAME"},
+    {KRV_ENTITY_LIFTINFO, "KRV_ENTITY_LIFTINFO"},
+    {KRV_TOTAL_SERVER_RATE_LIMIT, "KRV_TOTAL_SERVER_RATE_LIMIT"},
+    {KRV_STONEBLOCK_BONUS, "KRV_STONEBLOCK_BONUS"},
+    {KRV_IGNORE_LIST_ENTRY, "KRV_IGNORE_LIST_ENTRY"},
+    {KRV_PALACECUBE_HP, "KRV_PALACECUBE_HP"},
+    {KRV_TAGPAD_AMOUNT, "KRV_TAGPAD_AMOUNT"},
+    {KRV_ALPHA_BLEND_FACTOR, "KRV_ALPHA_BLEND_FACTOR"},
+    {KRV_TAGPAD_LOCK_TIME, "KRV_TAGPAD_LOCK_TIME"},
+    {KRV_SET_QUILLHOB_TEXTURE, "KRV_SET_QUILLHOB_TEXTURE"},
+    {KRV_STORED_COINS, "KRV_STORED_COINS"},
+    {KRV_REWARD_HITTING_QUILLHOB, "KRV_REWARD_HITTING_QUILLHOB"},
+    {KRV_TAGPAD_STARTING_LOCK_TIME, "KRV_TAGPAD_STARTING_LOCK_TIME"},
+    {KRV_ZORBIN_SHRINK_PER_HIT, "KRV_ZORBIN_SHRINK_PER_HIT"},
+    {KRV_STONEBLOCK_SHRINK_PER_HIT, "KRV_STONEBLOCK_SHRINK_PER_HIT"},
+    {KRV_ZORBIN_COINS_STOLEN_PER_HIT, "KRV_ZORBIN_COINS_STOLEN_PER_HIT"},
+    {KRV_PROPERTY_MOVING_GROUPS, "KRV_PROPERTY_MOVING_GROUPS"},
+    {KRV_MAX_PROPERTY_MOVE_PER_TICK, "KRV_MAX_PROPERTY_MOVE_PER_TICK"},
+    {KRV_COMPACT_SAVE_MODE, "KRV_COMPACT_SAVE_MODE"},
+    {KRV_WAS_MOVING_AT_SAVE_TIME, "KRV_WAS_MOVING_AT_SAVE_TIME"},
+    {KRV_BUILDINGBLOCK_SHRINK_PER_HIT, "KRV_BUILDINGBLOCK_SHRINK_PER_HIT"},
+    {KRV_NP_LABEL_SAME_AS_LAST, "KRV_NP_LABEL_SAME_AS_LAST"},
+    {KRV_BOOL_IMPROVED_CTS_RESPONSE, "KRV_BOOL_IMPROVED_CTS_RESPONSE"},
+    {QVS_SOLEXIS, "QVS_SOLEXIS"},
+    {QVS_ENTITY_JAIL_DISALLOW, "QVS_ENTITY_JAIL_DISALLOW"},
+    {QVS_ENTITY_JAIL_RELEASE, "QVS_ENTITY_JAIL_RELEASE"},
+    {KRV_ENTITY_SPLINELIFTINFO, "KRV_ENTITY_SPLINELIFTINFO"},
+    {0, nullptr},
+};
+
+namespace {
+
+struct NameIndex {
+    const char* byCode[256] = {};
+    std::unordered_map<std::string_view, uint8_t> byName;
+
+    NameIndex() {
+        for (const KRVCommandName* row = g_KRVCommandNames; row->m_szName; ++row) {
+            byCode[row->m_ucCode] = row->m_szName;
+            byName.emplace(row->m_szName, row->m_ucCode);
+        }
+    }
+};
+
+const NameIndex& Names() {
+    static const NameIndex index;
+    return index;
+}
+
+uint8_t Bit(uint8_t flags, uint8_t mask) { return (flags & mask) ? 1 : 0; }
+
+void AppendVector(Packet* out, const VUKVector& v) {
+    out->AppendFloat(v.x);
+    out->AppendFloat(v.y);
+    out->AppendFloat(v.z);
+}
+
+void AppendPlayerTail(Packet* out, const Server_Player* player) {
+    bool keepModal = player->GetFlag(kPlayerMessageWindow);
+    out->AppendString(player->m_strName);
+    out->AppendString(player->m_strPassword);
+    out->AppendU32(player->m_uiEnergy);
+    out->AppendByte(0);
+    out->AppendByte(keepModal ? 1 : 0);
+    out->AppendByte(player->GetFlag(kPlayerSavedBit0) ? 1 : 0);
+    out->AppendString(keepModal ? std::string_view(player->m_strModalText) : std::string_view());
+    out->AppendU32(uint32_t(player->m_i64PocketCoins));
+    AppendVector(out, player->m_vStartPoint);
+    AppendVector(out, player->m_vRespawnPoint);
+}
+
+void ReportWriteFailure(const std::string& path) {
+    std::string text = "Could not write " + path;
+    platform::ConsolePrintf("%s\n", text.c_str());
+    LogChat("LOG", text.c_str());
+}
+
+} // namespace
+
+const char* KRVCommandNameOf(uint8_t code) { return Names().byCode[code]; }
+
+uint8_t LoadRoutine_TranslateStringToCommand(std::string_view name) {
+    uint8_t code = 0;
+    if (name.size() > 4) {
+        auto found = Names().byName.find(name);
+        if (found != Names().byName.end()) code = found->second;
+    }
+    if (code == QVS_ENTITY_JAIL_RELEASE)
+        platform::ConsolePrintf("(String Translate) We found a QVS_ENTITY_JAIL_RELEASE while reading the datafile!\n");
+    else if (code == QVS_ENTITY_JAIL_DISALLOW)
+        platform::ConsolePrintf("(String Translate) We found a QVS_ENTITY_JAIL_DISALLOW while reading the datafile!\n");
+    else if (code == 0)
+        platform::ConsolePrintf("LoadRoutine: Skipping over unsupported command: %s\n", std::string(name).c_str());
+    return code;
+}
+
+void Append_KRV_StringCommand(Packet* out, const char* name, Packet* payload) {
+    uint32_t count = payload->Remaining();
+    const uint8_t* bytes = payload->Data() + payload->m_uiReadPos;
+    uint8_t code = g_bCompactSaveMode ? LoadRoutine_TranslateStringToCommand(name) : 0;
+    if (code != 0) {
+        out->AppendByte(code);
+    } else {
+        out->AppendByte(KRV_NAMED_RECORD);
+        out->AppendString(name);
+        out->AppendU32(count);
+    }
+    out->AppendBytes(bytes, count);
+    payload->m_uiReadPos += count;
+}
+
+void Append_KRV_FILE_ADD_ENTITY(Packet* out, const Server_Entity* e, bool zeroPadTail) {
+    out->AppendByte(KRV_FILE_ADD_ENTITY);
+    out->AppendByte(e->GetKind());
+    AppendVector(out, e->m_vPosition);
+    AppendVector(out, e->m_vSize);
+    out->AppendFloat(e->GetYaw());
+    AppendVector(out, e->m_vTextureScale);
+    out->AppendU32(e->m_usTexture);
+    out->AppendU32(e->GetTextureMode());
+    switch (e->GetKind()) {
+    case kKindPlayer:
+        AppendPlayerTail(out, static_cast<const Server_Player*>(e));
+        break;
+    case kKindNormalPad:
+        if (zeroPadTail) {
+            out->AppendU32(0);
+            out->AppendU32(0);
+            break;
+        }
+        out->AppendByte(Bit(e->m_ucRuleFlags, kRulePyramid));
+        out->AppendByte(Bit(e->m_ucRuleFlags, kRulePrincessReward));
+        out->AppendByte(e->m_usTexture == 15 ? 1 : 0);
+        out->AppendByte(0);
+        out->AppendU32(e->GetEEA(kEEAPrincessReward));
+        break;
+    case kKindTalvyCube:
+        AppendVector(out, static_cast<const Server_TalvyCube*>(e)->m_vHomePoint);
+        break;
+    case kKindOrisetCube: {
+        auto* cube = static_cast<const Server_OrisetCube*>(e);
+        out->AppendFloat(cube->m_fHoverHeight);
+        AppendVector(out, cube->m_vHomePoint);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void Append_KRV_FILE_ADD_ENTITY_Player(Packet* out, const Server_Player* player) { Append_KRV_FILE_ADD_ENTITY(out, player); }
+
+void Append_KRV_ENTITY_LIFTINFO(Packet* out, const Server_Entity* e) {
+    const LiftStuff* lift = e->m_pLift;
+    if (!lift || (lift->m_bSpline && !lift->m_bFinalized)) return;
+    Packet payload;
+    payload.AppendBool(lift->m_bRunning);
+    if (!lift->m_bSpline) {
+        AppendVector(&payload, lift->m_vStart);
+        AppendVector(&payload, lift->m_vEnd);
+        payload.AppendFloat(lift->m_fSpeed);
+        Append_KRV_StringCommand(out, "KRV_ENTITY_LIFTINFO", &payload);
+        return;
+    }
+    payload.AppendFloat(lift->m_fSpeed);
+    payload.AppendFloat(lift->m_fSplineParameter);
+    payload.AppendU32(uint32_t(lift->m_ControlPoints.Length()));
+    for (const VUKVector* point : lift->m_ControlPoints) AppendVector(&payload, *point);
+    Append_KRV_StringCommand(out, "KRV_ENTITY_SPLINELIFTINFO", &payload);
+}
+
+std::string BackupFileName(const char* fileName) {
+    platform::LocalTime now = platform::GetLocalTime();
+    char path[512];
+    std::snprintf(path, sizeof path, "backups/%d_%d_%d_%d_%d_%d_%s", now.month, now.day, now.year, now.hour,
+                  now.minute, now.second, fileName);
+    return path;
+}
+
+void WritePacketToKRVFile(Packet* packet, const char* fileName) {
+    std::string_view bytes(reinterpret_cast<const char*>(packet->Data()), packet->Length());
+    std::string backup = BackupFileName(fileName);
+    platform::MakeDirectory("backups");
+    if (!platform::WriteFileDurably(backup, bytes)) ReportWriteFailure(backup);
+    if (!platform::WriteFileDurably(fileName, bytes)) ReportWriteFailure(fileName);
+}
+
+bool ReadKRVFileToPacket(Packet* packet, const char* fileName) {
+    std::string contents;
+    if (!platform::ReadWholeFile(fileName, &contents)) return false;
+    packet->Reserve(packet->Length() + contents.size());
+    packet->AppendBytes(contents.data(), contents.size());
+    return true;
+}

@@ -1,0 +1,119 @@
+// Shared by the persistence tests: expected bytes written out by hand, and a fixture that runs
+// each test in a fresh folder with the clock pinned and the global settings at their defaults.
+#pragma once
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+#include "core/LogChat.h"
+#include "core/Tunables.h"
+#include "platform/LocalTime.h"
+#include "support/TempDir.h"
+
+// Bytes from hex digits; blanks are only for reading.
+inline std::string Hex(std::string_view digits) {
+    auto nibble = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    std::string bytes;
+    int high = -1;
+    for (char c : digits) {
+        int n = nibble(c);
+        if (n < 0) continue;
+        if (high < 0) {
+            high = n;
+        } else {
+            bytes += char(high * 16 + n);
+            high = -1;
+        }
+    }
+    return bytes;
+}
+
+// The fourteen settings records of a world file with every setting at its default.
+inline std::string DefaultSettingsRecords() {
+    return Hex("18 15000000") + "KRV_POP_PRINCESS_SKIP" + Hex("04000000 00000000") +
+           Hex("18 14000000") + "KRV_IRS_BUILD_ENABLE" + Hex("01000000 00") +
+           Hex("18 1e000000") + "KRV_UDP_SEND_BUFFER_LIMIT_CODE" + Hex("04000000 06000000") +
+           Hex("18 1b000000") + "KRV_TOTAL_SERVER_RATE_LIMIT" + Hex("04000000 00000000") +
+           Hex("18 18000000") + "KRV_SET_QUILLHOB_TEXTURE" + Hex("04000000 64000000") +
+           Hex("18 1b000000") + "KRV_REWARD_HITTING_QUILLHOB" + Hex("04000000 e8030000") +
+           Hex("18 19000000") + "KRV_ZORBIN_SHRINK_PER_HIT" + Hex("04000000 0ad7a33c") +
+           Hex("18 1d000000") + "KRV_STONEBLOCK_SHRINK_PER_HIT" + Hex("04000000 4260e53b") +
+           Hex("18 20000000") + "KRV_BUILDINGBLOCK_SHRINK_PER_HIT" + Hex("04000000 8fc2753d") +
+           Hex("18 1f000000") + "KRV_ZORBIN_COINS_STOLEN_PER_HIT" + Hex("04000000 01000000") +
+           Hex("18 1a000000") + "KRV_PROPERTY_MOVING_GROUPS" + Hex("04000000 08000000") +
+           Hex("18 1e000000") + "KRV_MAX_PROPERTY_MOVE_PER_TICK" + Hex("04000000 05000000") +
+           Hex("18 15000000") + "KRV_COMPACT_SAVE_MODE" + Hex("01000000 00") +
+           Hex("18 1e000000") + "KRV_BOOL_IMPROVED_CTS_RESPONSE" + Hex("01000000 01");
+}
+
+inline platform::LocalTime MorningOfFebruaryThird() {
+    platform::LocalTime t;
+    t.year = 2026;
+    t.month = 2;
+    t.day = 3;
+    t.hour = 9;
+    t.minute = 5;
+    t.second = 7;
+    return t;
+}
+
+// Every global setting a save file carries, so a test can put them back.
+struct SavedSettings {
+    uint32_t udpSendBufferLimit = g_uiUdpSendBufferLimit;
+    bool compactSaveMode = g_bCompactSaveMode;
+    bool improvedCTSResponse = g_bImprovedCTSResponse;
+    uint32_t quillhobTexture = g_uiQuillhobTexture;
+    uint32_t rewardHittingQuillhob = g_uiRewardHittingQuillhob;
+    float zorbinShrink = g_fZorbinShrinkPerHit;
+    float stoneShrink = g_fStoneBlockShrinkPerHit;
+    float buildingShrink = g_fBuildingBlockShrinkPerHit;
+    int32_t coinsStolen = g_iZorbinCoinsStolenPerHit;
+    int32_t movingGroups = g_iPropertyMovingGroups;
+    int32_t maxMovePerTick = g_iMaxPropertyMovePerTick;
+
+    void Restore() const {
+        g_uiUdpSendBufferLimit = udpSendBufferLimit;
+        g_bCompactSaveMode = compactSaveMode;
+        g_bImprovedCTSResponse = improvedCTSResponse;
+        g_uiQuillhobTexture = quillhobTexture;
+        g_uiRewardHittingQuillhob = rewardHittingQuillhob;
+        g_fZorbinShrinkPerHit = zorbinShrink;
+        g_fStoneBlockShrinkPerHit = stoneShrink;
+        g_fBuildingBlockShrinkPerHit = buildingShrink;
+        g_iZorbinCoinsStolenPerHit = coinsStolen;
+        g_iPropertyMovingGroups = movingGroups;
+        g_iMaxPropertyMovePerTick = maxMovePerTick;
+    }
+};
+
+class InSaveFolder : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char cwd[4096];
+        ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+        m_strOldFolder = cwd;
+        ASSERT_EQ(chdir(m_Dir.Path().c_str()), 0);
+        platform::SetLocalTimeSource(&MorningOfFebruaryThird);
+    }
+    void TearDown() override {
+        m_Settings.Restore();
+        platform::SetLocalTimeSource(nullptr);
+        ASSERT_EQ(chdir(m_strOldFolder.c_str()), 0);
+    }
+
+    std::string Read(const std::string& name) const { return m_Dir.Read(name); }
+    void Write(const std::string& name, const std::string& bytes) const { m_Dir.Write(name, bytes); }
+    bool Exists(const std::string& name) const { return m_Dir.Exists(name); }
+    std::string ChatLog() const { return Exists(ChatLogFileName()) ? Read(ChatLogFileName()) : ""; }
+
+    TempDir m_Dir;
+    SavedSettings m_Settings;
+    std::string m_strOldFolder;
+};
