@@ -4,6 +4,7 @@
 #pragma once
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "core/Timer.h"
 #include "net/ClientServerPipe.h"
@@ -144,6 +145,31 @@ public:
     void FigureClientSideMovement();
     void UpdateClientSideMovementFlag();
 
+    // ---- bookkeeping shared by the passes, the notices and the teardown ----
+    bool IsPending(const Server_Entity* e) const;
+    // Players wait in m_PendingPlayers, everything else in m_PendingEntities.
+    VUKFastArray_WithLinkBacks<Server_Entity*>& PendingListOf(const Server_Entity* e);
+    void MakePending(Server_Entity* e);
+    void TakeOutOfPending(Server_Entity* e);
+    void Attach(Server_Entity* e);
+    void Detach(Server_Entity* e);
+    void PutInZoneWait(Server_Entity* e);
+    // Out of m_ZoneWaitEntities when e waits there, otherwise out of m_PendingGrid's zones.
+    void TakeOutOfZoneWaitOrGrid(Server_Entity* e);
+    // Files e in m_PendingGrid where it is now, making its membership record when missing.
+    void FileInPendingGrid(Server_Entity* e);
+    // Pending link, view (slot released, no message), zone wait and grid membership go;
+    // the attachment stays.
+    void ForgetEntity(Server_Entity* e);
+    // A view record holding what the client assumes for a new object of the kind.
+    static Server_Client_Entity* NewView(uint8_t kind);
+    void UC_ProcessAdd2_Generic(uint8_t kind);
+    void UC_ProcessAdd2_FastBox();
+    // First contact or update of a pending m_pEntity, as the zone and list passes do it.
+    void UC_AddOrUpdate();
+    // Queues m_pPacket on the world channel, or frees it when nothing was written.
+    void QueueUpdatePacket();
+
     // ---- windows and textures (not built yet; called at their fixed places) ----
     void SendMOTD();
     void SendServerTextures();
@@ -211,4 +237,6 @@ public:
     Server_Client_Entity* m_pSelectedView = nullptr;
     IndexLink* m_pNewestLink = nullptr;
     IndexLink* m_pOldestLink = nullptr;
+    // Entities marked visited by the running zone pass; kept to reuse its storage.
+    std::vector<Server_Entity*> m_ZonePassVisited;
 };

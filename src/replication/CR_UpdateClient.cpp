@@ -1,0 +1,345 @@
+// The update cycle of one client: what a normal or an extra update tells it, nearest first,
+// within its byte limits. Whatever does not fit stays pending for a later update.
+#include <algorithm>
+#include <cmath>
+
+#include "net/Packet.h"
+#include "replication/Server_Client.h"
+#include "replication/UpdateMessages.h"
+#include "world/Server_Client_Entity.h"
+#include "world/Server_Entity.h"
+#include "world/VUK_Zone.h"
+#include "world/ZoneGridHolder.h"
+
+using namespace replication;
+
+namespace {
+
+constexpr float kZonePassRadius = 4000.0f;
+// One zone of the pending grid past the upper end of the box on each axis.
+constexpr float kZoneMargin = 6000.0f;
+constexpr float kLeftOverFireBlocks = 4000.0f;
+constexpr float kLeftOverMoving = 10000.0f;
+constexpr float kLeftOverPlayers = 8000.0f;
+
+constexpr uint8_t kPleaseWaitWindow = 0x22;
+constexpr uint16_t kPleaseWaitLeft = 256, kPleaseWaitTop = 0, kPleaseWaitWidth = 128, kPleaseWaitHeight = 64;
+constexpr uint32_t kPleaseWaitColours[4] = {0x00FFFFFF, 0x00000000, 0x00FFFFFF, 0xB0FFFFFF};
+constexpr uint8_t kPleaseWaitStyle = 4;
+constexpr char kPleaseWaitText[] =
+    "Please wait for nearby objects to load...\n(Controlling your player may be slow during this wait.)";
+
+bool Near(const VUKVector& a, const VUKVector& b, float distance) {
+    return std::fabs(a.x - b.x) <= distance && std::fabs(a.y - b.y) <= distance && std::fabs(a.z - b.z) <= distance;
+}
+
+// How near an entity must be for the list pass to send it; 0 for kinds sent whatever the distance.
+float LeftOverDistance(const Server_Entity* e) {
+    switch (e->GetKind()) {
+    case kKindFireBlock: return kLeftOverFireBlocks;
+    case kKindNormalPad: return e->m_pLift || e->IsMoving() ? kLeftOverMoving : 0.0f;
+    case kKindTalvyCube:
+    case kKindOrisetCube:
+    case kKindQuillhobCube: return kLeftOverMoving;
+    default: return 0.0f;
+    }
+}
+
+// The list passes: entities in list order while the message has room. A far entity goes only
+// when the client still sees it near, so that it sees the entity leave; otherwise it waits.
+void ProcessLeftOvers(Server_Client& c, VUKFastArray_WithLinkBacks<Server_Entity*>& list, bool players) {
+    const uint32_t slot = c.Slot();
+    const VUKVector& here = c.m_pPlayer->m_vPosition;
+    uint32_t i = 0;
+    while (i < list.Count() && c.HandleFullPacket()) {
+        Server_Entity* e = list[i];
+        float distance = players ? kLeftOverPlayers : LeftOverDistance(e);
+        if (distance > 0.0f && !Near(e->m_vPosition, here, distance)) {
+            const Server_Client_Entity* view = e->GetClientView(slot);
+            if (!view || !Near(view->m_vPosition, here, distance)) {
+                ++i;
+                continue;
+            }
+        }
+        c.m_pEntity = e;
+        c.UC_AddOrUpdate();
+        // The last element moves into place i and is examined next.
+        c.TakeOutOfPending(e);
+        c.TakeOutOfZoneWaitOrGrid(e);
+    }
+}
+
+} // namespace
+
+void Server_Client::QueueUpdatePacket() {
+    Packet* packet = m_pPacket;
+    m_pPacket = nullptr;
+    if (packet->Empty())
+        delete packet;
+    else
+        Send(kChannelWorld, packet);
+}
+
+void Server_Client::UpdateClient_NormalPacket(uint32_t tick) {
+    if (m_bKicked) return;
+    delete m_pPacket;
+    m_pPacket = new Packet;
+    FigureClientSideMovement();
+    if (m_pPlayer && m_pPlayer->m_ucCSMHoldOff > 0) --m_pPlayer->m_ucCSMHoldOff;
+    if (m_bClientSideMovement != m_bClientSideMovementSent) UpdateClientSideMovementFlag();
+    if (m_pPlayer) UC_FillPacket();
+    if (m_bClientSideMovement != m_bClientSideMovementSent) UpdateClientSideMovementFlag();
+    if (tick != m_uiLastMarkedTick) {
+        if (m_bMultiUdpChannel) {
+            Packet* mark = new Packet;
+            mark->AppendByte(kMsgTickMark);
+            Send(kChannelTickMark, mark);
+        } else {
+            m_pPacket->AppendByte(kMsgTickMark);
+        }
+        m_uiLastMarkedTick = tick;
+    }
+    QueueUpdatePacket();
+}
+
+void Server_Client::UpdateClient_ExtraPacket() {
+    if (m_bKicked || !m_pPlayer) return;
+    delete m_pPacket;
+    m_pPacket = new Packet;
+    // Each pass stops by itself when the message is full.
+    UC_ProcessZones(kZonePassRadius);
+    UC_ProcessAllRemoves_FireBlocks();
+    UC_ProcessAllRemoves();
+    UC_ProcessLeftOverUpdates();
+    UC_ProcessLeftOverPlayers();
+    QueueUpdatePacket();
+}
+
+void Server_Client::UC_FillPacket() {
+    m_bNearbyLoaded = false;
+    const bool ownPlayerPending = IsPending(m_pPlayer);
+    m_pPlayer->SetFlag(kPlayerClientSimulatesFire, m_bCSE1);
+    if (!m_bStartupSent) {
+        SendMOTD();
+        SendServerTextures();
+        SendSpecialButton();
+    }
+    if (m_pPlayer->m_usAdminLevel != 0) SendAdminSignals();
+    // The own player comes first and ignores the size limit.
+    if (ownPlayerPending) UC_ProcessUpdateOwnPlayer();
+
+    if (!m_bStraightUpdate) {
+        if (!UC_ProcessZones(kZonePassRadius)) {
+            m_bNearbyLoaded = false;
+            UC_HandlePleaseWaitWindow();
+            FigureClientSideMovement();
+            return;
+        }
+        m_bNearbyLoaded = true;
+    }
+    UC_HandlePleaseWaitWindow();
+    FigureClientSideMovement();
+
+    if (!UC_ProcessAllUpdates_PlayerScores()) return;
+    if (!m_bFirstPassMarkSent) {
+        m_pPacket->AppendByte(kMsgFirstPassComplete);
+        m_bFirstPassMarkSent = true;
+    }
+    if (!m_bMultiUdpChannel) SendServerTextures_Part2();
+    if (UC_ProcessAllRemoves_FireBlocks() && UC_ProcessAllRemoves()) {
+        UC_ProcessLeftOverUpdates();
+        UC_ProcessLeftOverPlayers();
+    }
+}
+
+bool Server_Client::UC_ProcessZones(float radius) {
+    if (!HandleFullPacket()) return false;
+    const VUKVector& p = m_pPlayer->m_vPosition;
+    ZoneQuery query;
+    query.m_fXLow = p.x - radius;
+    query.m_fXHigh = p.x + radius + kZoneMargin;
+    query.m_fYLow = std::max(0.0f, p.y - radius);
+    query.m_fYHigh = p.y + radius + kZoneMargin;
+    query.m_fZLow = p.z - radius;
+    query.m_fZHigh = p.z + radius + kZoneMargin;
+    query.m_fXStep = m_PendingGrid.m_fZoneSizeX;
+    query.m_fYStep = m_PendingGrid.m_fZoneSizeY;
+    query.m_fZStep = m_PendingGrid.m_fZoneSizeZ;
+
+    bool zonesRanOut = true;
+    m_ZonePassVisited.clear();
+    ZoneLooper looper(&m_PendingGrid, &query);
+    for (VUK_Zone* zone = looper.GetFirst(); zone && zonesRanOut; zone = zonesRanOut ? looper.GetNext() : nullptr) {
+        const VUKFastArray_Entity& all = zone->List(kZoneAll);
+        for (uint32_t i = 0; i < all.Count(); ++i) {
+            Server_Entity* e = all.GetEntity(i);
+            // An entity filed in several zones is handled once.
+            if (e->m_ucPassFlags & kPassVisited) continue;
+            if (IsPending(e)) {
+                m_pEntity = e;
+                UC_AddOrUpdate();
+                TakeOutOfPending(e);
+            }
+            e->m_ucPassFlags |= kPassVisited;
+            m_ZonePassVisited.push_back(e);
+            if (!HandleFullPacket()) {
+                zonesRanOut = false;
+                break;
+            }
+        }
+    }
+
+    // The grid changes only now that the walk is over; membership records stay, empty.
+    const uint32_t slot = Slot();
+    for (Server_Entity* e : m_ZonePassVisited) {
+        e->m_ucPassFlags &= uint8_t(~kPassVisited);
+        if (PFAE_InfoList* info = e->GetClientZoneInfo(slot)) ZL_RemoveEntityFromZonesOnly(e, info);
+    }
+    m_ZonePassVisited.clear();
+    return zonesRanOut;
+}
+
+Server_Client_Entity* Server_Client::NewView(uint8_t kind) {
+    auto* view = new Server_Client_Entity;
+    view->SetKind(kind);
+    switch (kind) {
+    case kKindPlayer:
+        view->m_usTexture = 1;
+        view->SetTextureMode(3);
+        view->m_vTextureScale.Set(32.0f, 32.0f, 32.0f);
+        view->m_vSize.Set(16.0f, 16.0f, 16.0f);
+        view->GetOrCreatePlayerView();
+        break;
+    case kKindNormalPad:
+    case kKindZorbinCube:
+    case kKindPalaceCube:
+    case kKindQuillhobCube:
+        view->m_usTexture = 4;
+        view->SetTextureMode(2);
+        view->m_vTextureScale.Set(128.0f, 128.0f, 128.0f);
+        break;
+    case kKindFireBlock:
+        view->m_usTexture = 3;
+        view->SetTextureMode(1);
+        view->m_vTextureScale.Set(32.0f, 32.0f, 32.0f);
+        break;
+    case kKindTalvyCube:
+        view->m_usTexture = 9;
+        view->m_vTextureScale.Set(128.0f, 128.0f, 128.0f);
+        break;
+    case kKindOrisetCube:
+        view->m_usTexture = 19;
+        view->m_vTextureScale.Set(128.0f, 128.0f, 128.0f);
+        break;
+    default: break;
+    }
+    return view;
+}
+
+void Server_Client::UC_ProcessAdd() {
+    const uint8_t kind = m_pEntity->GetKind();
+    m_pView = NewView(kind);
+    bool silent = false;
+    if (m_bCSE1 && kind == kKindFireBlock) {
+        m_pView->m_ucViewFlags |= kViewClientFireBlock;
+        // The client made this fire block itself.
+        silent = static_cast<Server_FireBlock*>(m_pEntity)->m_pShotOwner == m_pPlayer;
+    }
+    if (!silent) SendIDChange();
+
+    auto boxAdd = [this] {
+        if (m_bFastAddNormalPads)
+            UC_ProcessAdd2_FastBox();
+        else
+            UC_ProcessAdd2_Generic(kKindNormalPad);
+    };
+    switch (kind) {
+    case kKindPlayer:
+        UC_ProcessAdd2_Generic(kind);
+        UC_Update_Player();
+        break;
+    case kKindNormalPad:
+    case kKindPalaceCube:
+        boxAdd();
+        UC_Update_NormalPad();
+        break;
+    case kKindQuillhobCube:
+        boxAdd();
+        UC_Update_ZorbinCube();
+        break;
+    case kKindFireBlock:
+        if (!silent) UC_ProcessAdd2_FireBlock();
+        break;
+    case kKindTalvyCube:
+    case kKindOrisetCube:
+        UC_ProcessAdd2_Generic(kind);
+        UC_Update_TalvyOrisetCube();
+        break;
+    case kKindZorbinCube:
+        UC_ProcessAdd2_Generic(kind);
+        UC_Update_ZorbinCube();
+        break;
+    default: break;
+    }
+}
+
+void Server_Client::UC_ProcessUpdate() {
+    switch (m_pEntity->GetKind()) {
+    case kKindPlayer: UC_ProcessUpdate_Player(); break;
+    case kKindNormalPad:
+    case kKindPalaceCube:
+        SendIDChange();
+        UC_Update_NormalPad();
+        break;
+    case kKindTalvyCube:
+    case kKindOrisetCube:
+    case kKindQuillhobCube:
+        SendIDChange();
+        UC_Update_TalvyOrisetCube();
+        break;
+    case kKindZorbinCube:
+        SendIDChange();
+        UC_Update_ZorbinCube();
+        break;
+    default: break;  // fire blocks end by removal, never by update
+    }
+}
+
+void Server_Client::UC_AddOrUpdate() {
+    const uint32_t slot = Slot();
+    m_pView = m_pEntity->GetClientView(slot);
+    if (m_pView) {
+        UC_ProcessUpdate();
+    } else {
+        UC_ProcessAdd();
+        m_pEntity->SetClientView(slot, m_pView);
+    }
+}
+
+void Server_Client::UC_ProcessLeftOverUpdates() { ProcessLeftOvers(*this, m_PendingEntities, false); }
+
+void Server_Client::UC_ProcessLeftOverPlayers() { ProcessLeftOvers(*this, m_PendingPlayers, true); }
+
+void Server_Client::UC_HandlePleaseWaitWindow() {
+    Packet* window = new Packet;
+    if (m_bZonesFilled && m_bNearbyLoaded) {
+        if (m_bPleaseWaitShown) {
+            window->AppendByte(kMsgCloseWindow);
+            window->AppendByte(kPleaseWaitWindow);
+            m_bPleaseWaitShown = false;
+        }
+    } else if (!m_bPleaseWaitShown) {
+        window->AppendByte(kMsgOpenWindow);
+        window->AppendByte(kPleaseWaitWindow);
+        window->AppendU16(kPleaseWaitLeft);
+        window->AppendU16(kPleaseWaitTop);
+        window->AppendU16(kPleaseWaitWidth);
+        window->AppendU16(kPleaseWaitHeight);
+        for (uint32_t colour : kPleaseWaitColours) window->AppendU32(colour);
+        window->AppendByte(kPleaseWaitStyle);
+        window->AppendString(kPleaseWaitText);
+        m_bPleaseWaitShown = true;
+    }
+    // Queued even when empty; the transport drops empty messages.
+    Send(ChannelFor(kChannelWindows), window);
+}
