@@ -53,6 +53,49 @@ inline std::string DefaultSettingsRecords() {
            Hex("18 1e000000") + "KRV_BOOL_IMPROVED_CTS_RESPONSE" + Hex("01000000 01");
 }
 
+// A pad with every feature the world file saves: rotation, lift, goal pad with message, coins and
+// Solexis, tag pad, bounce, label, alpha, both jail flags, fly flags, princess reward.
+inline std::string FullPadRecords() {
+    return Hex("01 04 0000803f 00000040 00004040 00000042 00008041 00000042 0000003f"
+               "00000043 00000043 00000043 0f000000 02000000 01 01 01 00 07000000") +
+           Hex("09 0000803e 00000000") +
+           Hex("18 13000000") + "KRV_ENTITY_LIFTINFO" +
+           Hex("1d000000 01 00000000 00000000 00000000 00000000 0000c842 00000000 00000040") +
+           Hex("03 02 0f 02000000") + "Hi" + Hex("07000000 00008040 0000a040 0000c040") +
+           Hex("04 2c010000") +
+           Hex("0a 28000000") +
+           Hex("0e 04000000") + "Gate" +
+           Hex("18 11000000") + "KRV_TAGPAD_AMOUNT" + Hex("04000000 0a000000") +
+           Hex("18 14000000") + "KRV_TAGPAD_LOCK_TIME" + Hex("04000000 14000000") +
+           Hex("18 1d000000") + "KRV_TAGPAD_STARTING_LOCK_TIME" + Hex("04000000 2c010000") +
+           Hex("18 16000000") + "KRV_ALPHA_BLEND_FACTOR" + Hex("01000000 c8") +
+           Hex("18 18000000") + "QVS_ENTITY_JAIL_DISALLOW" + Hex("01000000 01") +
+           Hex("18 17000000") + "QVS_ENTITY_JAIL_RELEASE" + Hex("01000000 01") +
+           Hex("18 0b000000") + "QVS_SOLEXIS" + Hex("04000000 fbffffff");
+}
+
+// Player "Bob" with every field the players file saves.
+inline std::string BobRecords() {
+    return Hex("01 01 00002041 0000a041 0000f041 00008041 00008041 00008041 00000000"
+               "00000042 00000042 00000042 01000000 03000000 03000000") + "Bob" +
+           Hex("02000000") + "pw" + Hex("d2040000 00 01 01 05000000") + "Hello" +
+           Hex("88130000 0000803f 00000040 00004040 00008040 0000a040 0000c040") +
+           Hex("09 00000000 00000000") +
+           Hex("0d c0270900") +
+           Hex("08 08000000") + "Tri-Fire" + Hex("0000c8c2 07000000") +
+           Hex("10000000") + "Spirit of Zorbin" + Hex("00000040 03000000") +
+           Hex("00000000 00000000 00000000  00000000 00000000 00000000"
+               "00000000 00000000 00000000  00000000 00000000 00000000"
+               "00000000 00000000 00000000  00000000 00000000 00000000"
+               "00000000 00000000 00000000  00000000 00000000 00000000") +
+           Hex("0f 32000000") +
+           Hex("14 01") +
+           Hex("18 1a000000") + "KRV_TICKS_SINCE_LAST_LOGIN" + Hex("04000000 e8030000") +
+           Hex("18 13000000") + "KRV_PLAYER_TEAMNAME" + Hex("07000000 03000000") + "Red" +
+           Hex("18 15000000") + "KRV_IGNORE_LIST_ENTRY" + Hex("07000000 03000000") + "Eve" +
+           Hex("18 15000000") + "KRV_IGNORE_LIST_ENTRY" + Hex("07000000 03000000") + "Mal";
+}
+
 inline platform::LocalTime MorningOfFebruaryThird() {
     platform::LocalTime t;
     t.year = 2026;

@@ -91,25 +91,7 @@ TEST_F(WorldSave, PadWithEverySavedFeature) {
     lift->m_vEnd.Set(0.0f, 100.0f, 0.0f);
     lift->m_fSpeed = 2.0f;
 
-    EXPECT_EQ(SaveWorld(),
-              Hex("0b") +
-                  Hex("01 04 0000803f 00000040 00004040 00000042 00008041 00000042 0000003f"
-                      "00000043 00000043 00000043 0f000000 02000000 01 01 01 00 07000000") +
-                  Hex("09 0000803e 00000000") +
-                  Hex("18 13000000") + "KRV_ENTITY_LIFTINFO" +
-                  Hex("1d000000 01 00000000 00000000 00000000 00000000 0000c842 00000000 00000040") +
-                  Hex("03 02 0f 02000000") + "Hi" + Hex("07000000 00008040 0000a040 0000c040") +
-                  Hex("04 2c010000") +
-                  Hex("0a 28000000") +
-                  Hex("0e 04000000") + "Gate" +
-                  Hex("18 11000000") + "KRV_TAGPAD_AMOUNT" + Hex("04000000 0a000000") +
-                  Hex("18 14000000") + "KRV_TAGPAD_LOCK_TIME" + Hex("04000000 14000000") +
-                  Hex("18 1d000000") + "KRV_TAGPAD_STARTING_LOCK_TIME" + Hex("04000000 2c010000") +
-                  Hex("18 16000000") + "KRV_ALPHA_BLEND_FACTOR" + Hex("01000000 c8") +
-                  Hex("18 18000000") + "QVS_ENTITY_JAIL_DISALLOW" + Hex("01000000 01") +
-                  Hex("18 17000000") + "QVS_ENTITY_JAIL_RELEASE" + Hex("01000000 01") +
-                  Hex("18 0b000000") + "QVS_SOLEXIS" + Hex("04000000 fbffffff") +
-                  DefaultSettingsRecords());
+    EXPECT_EQ(SaveWorld(), Hex("0b") + FullPadRecords() + DefaultSettingsRecords());
     EXPECT_EQ(m_strConsole, "(Write) We wrote a QVS_ENTITY_JAIL_DISALLOW to the datafile!\n"
                             "(Write) We wrote a QVS_ENTITY_JAIL_RELEASE to the datafile!\n"
                             "(Write) We wrote a QVS_SOLEXIS to the datafile!\n");

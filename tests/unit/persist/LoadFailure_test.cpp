@@ -1,0 +1,94 @@
+// Save files the loader must not start a server from: the program ends instead.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <unistd.h>
+
+#include "core/Server.h"
+#include "platform/Files.h"
+#include "PersistTestSupport.h"
+#include "support/ServerProcess.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string PadRecord() {
+    return Hex("01 04 0000803f 00000040 00004040 00000042 00008041 00000042 00000000"
+               "00000043 00000043 00000043 2a000000 02000000 00 00 00 00 00000000");
+}
+
+class FatalLoad : public InSaveFolder {
+protected:
+    Server m_Server;
+};
+
+TEST_F(FatalLoad, UnknownRawCommandEndsTheProgramWithTheBadCommandMessage) {
+    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("28 00000000"));
+    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1),
+                "^Loading World Error: Loading World Error: Bad Command Byte In Data File\n$");
+}
+
+TEST_F(FatalLoad, SkipMarkerCoversOnlyTheRecordRightAfterIt) {
+    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("17 04000000 0a 05000000 28 00000000"));
+    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1), "Bad Command Byte In Data File");
+}
+
+TEST_F(FatalLoad, BadCommandInThePlayersFileEndsTheProgramToo) {
+    Write("KRV1_Data.krv", Hex("0b"));
+    Write("VUK_Players.krv", Hex("0b 00"));
+    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1),
+                "^Loading World Error: Loading World Error: Bad Command Byte In Data File\n$");
+}
+
+TEST_F(FatalLoad, UnknownEntityKindEndsTheProgramWithTheBadEntityMessage) {
+    Write("KRV1_Data.krv", Hex("0b 01 05") + std::string(48, '\0'));
+    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1),
+                "^Loading World Error: Loading World Error: Bad Entity Type In Data File\n$");
+}
+
+TEST_F(FatalLoad, FireBlockRecordEndsTheProgramWithoutAMessage) {
+    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("01 06") + std::string(48, '\0'));
+    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1), "^$");
+}
+
+// The real program, started in the test's folder.
+class ServerRun : public InSaveFolder {};
+
+TEST_F(ServerRun, DoesNotStartFromABrokenWorldFile) {
+    if (access(QV_SERVER_BINARY, X_OK) != 0) GTEST_SKIP() << "the server binary is not built";
+    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("28"));
+    ServerProcess server(ServerProcess::Unattended(m_Dir.Path(), FreeUdpPort()));
+    EXPECT_EQ(server.WaitForExit(20s), 1);
+    EXPECT_NE(server.Output().find("LOADING FROM KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n"), std::string::npos);
+    EXPECT_EQ(server.Output().find("LOADING COMPLETE"), std::string::npos);
+    EXPECT_EQ(server.Output().find("THE SERVER IS NOW RUNNING!"), std::string::npos);
+    EXPECT_NE(server.ErrorOutput().find("Loading World Error: Loading World Error: Bad Command Byte In Data File\n"),
+              std::string::npos);
+    // The program logs under today's real date.
+    std::string log;
+    for (const std::string& name : platform::ListDirectorySorted("chat_logs", ".log")) log += Read("chat_logs/" + name);
+    EXPECT_NE(log.find("] Loading World Error: Loading World Error: Bad Command Byte In Data File\r\n"),
+              std::string::npos);
+}
+
+TEST_F(ServerRun, SaveKeyWritesWhatTheRunLoaded) {
+    if (access(QV_SERVER_BINARY, X_OK) != 0) GTEST_SKIP() << "the server binary is not built";
+    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("0e 04000000") + "Gate" + Hex("07 0000803f 00000041 00004040 07000000"));
+    {
+        ServerProcess server(ServerProcess::Unattended(m_Dir.Path(), FreeUdpPort()));
+        ASSERT_NE(server.WaitForOutput("THE SERVER IS NOW RUNNING!", 20s), std::string::npos);
+        server.SendKeys("s");
+        ASSERT_NE(server.WaitForOutput("SAVE COMPLETE!", 20s), std::string::npos);
+        server.SendKeys("q");
+        EXPECT_EQ(server.WaitForExit(20s), 0);
+    }
+    // The pad keeps its label and the powerup stays a table entry, not a saved pad.
+    std::string expected = Hex("0b") + PadRecord() + Hex("09 00000000 00000000 03 00 00 00000000 00000000"
+                                                         "00000000 00000000 00000000 0e 04000000") +
+                           "Gate" + Hex("07 0000803f 00000041 00004040 07000000") + DefaultSettingsRecords();
+    EXPECT_EQ(Read("KRV1_Data.krv"), expected);
+    EXPECT_EQ(Read("VUK_Players.krv"), Hex("0b"));
+}
+
+} // namespace
