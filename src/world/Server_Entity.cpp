@@ -13,8 +13,13 @@ namespace {
 
 // The five values of one client slot, in the order they are stored.
 enum SlotField : uint32_t { kSlotView, kSlotPending, kSlotZoneWait, kSlotAttached, kSlotZoneInfo, kSlotFields };
-// Block header: the slots the block reaches, then how many of its values are set.
-constexpr uint32_t kHeaderWords = 2;
+// Block header, one word: the slots the block reaches (low half) and how many of its values
+// are set (high half). Five values per slot keep both below 65,536 up to kMaxSlots.
+constexpr uint32_t kHeaderWords = 1;
+constexpr uint32_t kMaxSlots = 8192;
+
+uint32_t SlotsOf(const uint32_t* block) { return block[0] & 0xFFFF; }
+uint32_t LiveOf(const uint32_t* block) { return block[0] >> 16; }
 
 // Zone records are the replication layer's own allocations, not pool elements, so they are
 // registered here to get a 32-bit handle. Handle 0 is never handed out.
@@ -144,36 +149,38 @@ void Server_Entity::ClipToOuterInvisibleBoundaries() {
 
 // ---- per-client-slot storage ------------------------------------------------------------------
 
-uint32_t Server_Entity::GetClientSlotCapacity() const { return m_puiClientSlots ? m_puiClientSlots[0] : 0; }
+uint32_t Server_Entity::GetClientSlotCapacity() const { return m_puiClientSlots ? SlotsOf(m_puiClientSlots) : 0; }
 
 size_t Server_Entity::GetClientSlotBytes() const {
-    return m_puiClientSlots ? (kHeaderWords + size_t(m_puiClientSlots[0]) * kSlotFields) * sizeof(uint32_t) : 0;
+    return m_puiClientSlots ? (kHeaderWords + size_t(SlotsOf(m_puiClientSlots)) * kSlotFields) * sizeof(uint32_t) : 0;
 }
 
 uint32_t Server_Entity::GetSlotValue(uint32_t slot, uint32_t field) const {
-    if (!m_puiClientSlots || slot >= m_puiClientSlots[0]) return 0;
+    if (!m_puiClientSlots || slot >= SlotsOf(m_puiClientSlots)) return 0;
     return m_puiClientSlots[kHeaderWords + slot * kSlotFields + field];
 }
 
 void Server_Entity::SetSlotValue(uint32_t slot, uint32_t field, uint32_t value) {
-    if (slot >= g_uiAllocatedClientUINs) throw WorldFatalError("Server_Entity: client slot beyond the allocated slots");
-    uint32_t capacity = m_puiClientSlots ? m_puiClientSlots[0] : 0;
+    if (slot >= g_uiAllocatedClientUINs || slot >= kMaxSlots)
+        throw WorldFatalError("Server_Entity: client slot beyond the allocated slots");
+    uint32_t capacity = m_puiClientSlots ? SlotsOf(m_puiClientSlots) : 0;
     if (slot >= capacity) {
         if (value == 0) return;
         uint32_t grown = RoundUpToPowerOfTwo(slot + 1);
         uint32_t* block = new uint32_t[kHeaderWords + size_t(grown) * kSlotFields]();
+        uint32_t live = 0;
         if (m_puiClientSlots) {
             std::memcpy(block + kHeaderWords, m_puiClientSlots + kHeaderWords, sizeof(uint32_t) * capacity * kSlotFields);
-            block[1] = m_puiClientSlots[1];
+            live = LiveOf(m_puiClientSlots);
             delete[] m_puiClientSlots;
         }
-        block[0] = grown;
+        block[0] = grown | (live << 16);
         m_puiClientSlots = block;
     }
     uint32_t& cell = m_puiClientSlots[kHeaderWords + slot * kSlotFields + field];
-    if ((cell != 0) != (value != 0)) m_puiClientSlots[1] += value != 0 ? 1 : uint32_t(-1);
+    if ((cell != 0) != (value != 0)) m_puiClientSlots[0] += value != 0 ? 0x10000u : uint32_t(-0x10000);
     cell = value;
-    if (m_puiClientSlots[1] == 0) {
+    if (LiveOf(m_puiClientSlots) == 0) {
         delete[] m_puiClientSlots;
         m_puiClientSlots = nullptr;
     }
@@ -181,7 +188,7 @@ void Server_Entity::SetSlotValue(uint32_t slot, uint32_t field, uint32_t value) 
 
 void Server_Entity::FreeClientSlots() {
     if (!m_puiClientSlots) return;
-    for (uint32_t slot = 0; slot < m_puiClientSlots[0]; ++slot) {
+    for (uint32_t slot = 0; slot < SlotsOf(m_puiClientSlots); ++slot) {
         uint32_t h = m_puiClientSlots[kHeaderWords + slot * kSlotFields + kSlotZoneInfo];
         if (h) ZoneInfos().Remove(h);
     }

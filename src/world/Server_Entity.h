@@ -85,7 +85,8 @@ public:
 //     their handle in g_VukHeap_ServerClientEntity and g_VukHeap_PFA_LinkBacks, zone records by
 //     a handle into a table of registered pointers; 0 means unset;
 //   - the block is allocated when a client first sets a value, sized to the next power of two
-//     above the highest slot set, and freed when its last value is cleared.
+//     above the highest slot set, and freed when its last value is cleared; a one-word header
+//     precedes the slots, so one slot costs 24 bytes and 32 slots 644.
 // Reading any slot below g_uiAllocatedClientUINs is constant time; slots the block does not
 // reach read as unset. World::DoubleAllocatedClientUINs therefore has nothing to copy.
 // A view record handed to SetClientView must come from g_VukHeap_ServerClientEntity and a cell

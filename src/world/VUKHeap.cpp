@@ -15,6 +15,9 @@
 
 namespace {
 
+constexpr uint8_t kPageCommitted = 0x01;
+constexpr uint8_t kPageQueued = 0x02;
+
 uint32_t ShiftFor(uint32_t size) {
     if (size == 0 || (size & (size - 1)) != 0) return 0;
     uint32_t shift = 0;
@@ -38,7 +41,7 @@ VukHeap::VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name, 
     if (m_uiPageCount < exact) m_uiPageCount = exact;
     m_uiReservedBytes = size_t(m_uiPageCount) * kVukPageSize;
     if (m_uiReservedBytes == 0) m_uiReservedBytes = kVukPageSize;
-    m_pBase = vukmem::Reserve(m_uiReservedBytes);
+    if (m_Range.Reserve(m_uiReservedBytes)) m_pBase = m_Range.m_pBase;
     if (!m_pBase) {
         char text[512];
         snprintf(text, sizeof text, "Heap Creation Error: Out of virtual (reserved) addressing space %s..", name);
@@ -48,11 +51,12 @@ VukHeap::VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name, 
     m_pTop = m_pBase;
     m_pEnd = m_pBase + bytes;
     m_puiPageUse.reset(new uint32_t[m_uiPageCount ? m_uiPageCount : 1]());
+    m_pucPageState.reset(new uint8_t[m_uiPageCount ? m_uiPageCount : 1]());
     try {
         m_pFreeStack = std::make_unique<VukHeap_FreeElementStack>(elementSize, elementCount);
     } catch (...) {
         vukmem::UnregisterRoot(m_pBase, m_uiReservedBytes);
-        vukmem::Release(m_pBase, m_uiReservedBytes);
+        m_Range.Release();
         throw;
     }
     m_uiShift = ShiftFor(elementSize);
@@ -69,7 +73,7 @@ VukHeap::~VukHeap() noexcept(false) {
         }
         m_pNext.reset();
         vukmem::UnregisterRoot(m_pBase, m_uiReservedBytes);
-        vukmem::Release(m_pBase, m_uiReservedBytes);
+        m_Range.Release();
         return;
     }
     // Not through the unique_ptr: its reset may not throw, and the chained pool's error must
@@ -83,7 +87,7 @@ VukHeap::~VukHeap() noexcept(false) {
         vukmem::ReportAndThrow(text);
     }
     vukmem::UnregisterRoot(m_pBase, m_uiReservedBytes);
-    vukmem::Release(m_pBase, m_uiReservedBytes);
+    m_Range.Release();
 }
 
 uint8_t* VukHeap::AllocateOne() {
@@ -127,6 +131,7 @@ void VukHeap::FreeOne(void* pointer) {
 }
 
 void VukHeap::L2_OptimizeFreeElementStack() {
+    ReleaseUnusedPages();
     VukHeap_FreeElementStack& stack = *m_pFreeStack;
     stack.RearrangeElementsIntoReverseOrder();
     while (m_pTop != m_pBase) {
@@ -137,6 +142,7 @@ void VukHeap::L2_OptimizeFreeElementStack() {
     }
     stack.RearrangeElementsIntoOrder();
     stack.CombineNeighbors();
+    stack.ReleaseUnusedPages();
     if (m_pNext) m_pNext->L2_OptimizeFreeElementStack();
 }
 
@@ -158,26 +164,19 @@ uint64_t VukHeap::ChainCommittedPages() const {
     return m_uiCommittedPages + (m_pNext ? m_pNext->ChainCommittedPages() : 0);
 }
 
-void VukHeap::CommitPage(uint32_t page) {
-    if (!vukmem::Commit(m_pBase + size_t(page) * kVukPageSize, kVukPageSize)) {
-        char text[512];
-        snprintf(text, sizeof text, "Heap Error: Could not commit a page of %s..", m_strName.c_str());
-        vukmem::ReportAndThrow(text);
-    }
-    ++m_uiCommittedPages;
-}
-
-void VukHeap::DecommitPage(uint32_t page) {
-    vukmem::Decommit(m_pBase + size_t(page) * kVukPageSize, kVukPageSize);
-    --m_uiCommittedPages;
-}
-
 void VukHeap::MarkPagesUsed(uint8_t* p, size_t n) {
     size_t first = size_t(p - m_pBase) / kVukPageSize;
     size_t last = (size_t(p - m_pBase) + n - 1) / kVukPageSize;
     for (size_t page = first; page <= last; ++page) {
-        if (m_puiPageUse[page] == 0) CommitPage(uint32_t(page));
-        ++m_puiPageUse[page];
+        if (m_puiPageUse[page]++ != 0 || (m_pucPageState[page] & kPageCommitted)) continue;
+        if (!m_Range.Commit(m_pBase + page * kVukPageSize)) {
+            --m_puiPageUse[page];
+            char text[512];
+            snprintf(text, sizeof text, "Heap Error: Could not commit a page of %s..", m_strName.c_str());
+            vukmem::ReportAndThrow(text);
+        }
+        m_pucPageState[page] |= kPageCommitted;
+        ++m_uiCommittedPages;
     }
 }
 
@@ -185,8 +184,22 @@ void VukHeap::MarkPagesUnused(uint8_t* p, size_t n) {
     size_t first = size_t(p - m_pBase) / kVukPageSize;
     size_t last = (size_t(p - m_pBase) + n - 1) / kVukPageSize;
     for (size_t page = first; page <= last; ++page) {
-        if (--m_puiPageUse[page] == 0) DecommitPage(uint32_t(page));
+        if (--m_puiPageUse[page] != 0 || (m_pucPageState[page] & kPageQueued)) continue;
+        m_pucPageState[page] |= kPageQueued;
+        m_UnusedPages.push_back(uint32_t(page));
     }
+}
+
+void VukHeap::ReleaseUnusedPages() {
+    for (uint32_t page : m_UnusedPages) {
+        m_pucPageState[page] &= uint8_t(~kPageQueued);
+        if (m_puiPageUse[page] != 0 || !(m_pucPageState[page] & kPageCommitted)) continue;
+        m_Range.Decommit(m_pBase + size_t(page) * kVukPageSize);
+        m_pucPageState[page] &= uint8_t(~kPageCommitted);
+        --m_uiCommittedPages;
+    }
+    m_UnusedPages.clear();
+    // Not shrink_to_fit: the list refills to about the same size before every tidy.
 }
 
 uint32_t VukHeap::HandleOf(const void* pointer) const {

@@ -3,6 +3,12 @@
 // memory only for what exists and freeing a region returns whole pages. A full pool chains a
 // second pool of the same shape behind itself; the chained pool goes again when it empties.
 //
+// Page use is counted exactly (PageUse). A page is committed when its count leaves 0; a page
+// whose count returns to 0 is decommitted by the next tidy pass (L2_OptimizeFreeElementStack,
+// once a minute from the server tick) if it is still unused then. Re-filing an entity frees and
+// takes the same slots within microseconds; doing the system calls each time would cost more
+// than the rest of the work.
+//
 // Pools are used from the server thread only and take no locks.
 //
 // Besides pointers, a pool hands out 32-bit handles for its elements (HandleOf / FromHandle):
@@ -12,6 +18,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "world/VukHeap_FreeElementStack.h"
 
@@ -66,14 +73,15 @@ public:
     // Live elements of this pool alone, and of the whole chain.
     uint32_t LiveCount() const { return m_uiLiveCount; }
     uint64_t ChainLiveCount() const;
-    // Committed pages of the element ranges over the whole chain.
+    // Pages of the element ranges committed now, over the whole chain.
     uint64_t ChainCommittedPages() const;
     VukHeap_FreeElementStack& FreeStack() { return *m_pFreeStack; }
+    // Decommits the pages that became unused since the last call (this pool only); part of the
+    // tidy pass.
+    void ReleaseUnusedPages();
 
 private:
-    void CommitPage(uint32_t page);
-    void DecommitPage(uint32_t page);
-
+    vukmem::Range m_Range;
     std::string m_strName;
     uint8_t* m_pBase = nullptr;
     std::unique_ptr<VukHeap> m_pNext;
@@ -83,6 +91,9 @@ private:
     uint8_t* m_pTop = nullptr;
     uint8_t* m_pEnd = nullptr;
     std::unique_ptr<uint32_t[]> m_puiPageUse;
+    // Per page: bit 0 committed, bit 1 waiting in m_UnusedPages.
+    std::unique_ptr<uint8_t[]> m_pucPageState;
+    std::vector<uint32_t> m_UnusedPages;
     uint32_t m_uiPageCount = 0;
     uint32_t m_uiLiveCount = 0;
     uint64_t m_uiCommittedPages = 0;

@@ -19,6 +19,49 @@ float SkipToGrid(float start, float min, float size) {
     return v >= min ? v : min;
 }
 
+// Files an entity in zones a batch at a time: the zones' arrays are fetched for all of them
+// first, so that the cache misses of one zone overlap those of the next.
+class ZoneBatch {
+public:
+    ZoneBatch(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly)
+        : m_pEntity(e), m_pLinks(links), m_bMasterListOnly(masterListOnly) {}
+    void Add(VUK_Zone* zone) {
+        __builtin_prefetch(zone, 1);
+        __builtin_prefetch(reinterpret_cast<const char*>(zone) + 64, 1);
+        m_pZones[m_uiCount++] = zone;
+        if (m_uiCount == kSize) Flush();
+    }
+    void Flush() {
+        for (uint32_t i = 0; i < m_uiCount; ++i) {
+            m_pZones[i]->List(kZoneAll).PrefetchAppend();
+            if (!m_bMasterListOnly) m_pZones[i]->List(KindList(m_pEntity)).PrefetchAppend();
+        }
+        for (uint32_t i = 0; i < m_uiCount; ++i) m_pZones[i]->AddEntityToEntityLinks(m_pEntity, m_pLinks, m_bMasterListOnly);
+        m_uiCount = 0;
+    }
+
+private:
+    static ZoneList KindList(const Server_Entity* e) {
+        switch (e->GetKind()) {
+        case kKindPlayer: return kZonePlayers;
+        case kKindNormalPad: return kZoneNormalPads;
+        case kKindTalvyCube:
+        case kKindOrisetCube: return kZonePrincesses;
+        case kKindZorbinCube: return kZoneZorbinCubes;
+        case kKindPalaceCube: return kZonePalaceCubes;
+        case kKindQuillhobCube: return kZoneQuillhobCubes;
+        default: return kZoneAll;
+        }
+    }
+
+    static constexpr uint32_t kSize = 32;
+    Server_Entity* m_pEntity;
+    PFAE_InfoList* m_pLinks;
+    bool m_bMasterListOnly;
+    VUK_Zone* m_pZones[kSize];
+    uint32_t m_uiCount = 0;
+};
+
 } // namespace
 
 VUK_Grid::VUK_Grid()
@@ -87,6 +130,7 @@ void VUK_Grid::AddEntity_NonRotated(Server_Entity* e, PFAE_InfoList* links, bool
 void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly, const VUKVector& low,
                          const VUKVector& high) {
     if (!m_pMapStack) m_pMapStack = new VUK_MapStack(this);
+    ZoneBatch batch(e, links, masterListOnly);
     for (float y = SkipToGrid(low.y, m_fMinY, m_fZoneSizeY); y <= high.y + m_fZoneSizeY && y < m_fMaxY; y += m_fZoneSizeY) {
         int layer = IndexY(y);
         if (layer < 0) continue;
@@ -111,7 +155,7 @@ void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterList
                     zone = new VUK_Zone(line, uint32_t(index));
                     ++line->m_uiLiveCount;
                 }
-                zone->AddEntityToEntityLinks(e, links, masterListOnly);
+                batch.Add(zone);
             }
             // A row made for a box that lies outside the grid along x holds no zone: drop it.
             if (line->m_uiLiveCount == 0) {
@@ -126,6 +170,7 @@ void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterList
             --m_pMapStack->m_uiLiveCount;
         }
     }
+    batch.Flush();
     if (m_pMapStack->m_uiLiveCount == 0) {
         delete m_pMapStack;
         m_pMapStack = nullptr;
@@ -153,6 +198,7 @@ uint32_t VUK_Grid::CountZones() const {
 }
 
 void ZL_RemoveEntityFromZonesOnly(Entity*, PFAE_InfoList* links) {
+    VUKFastArray_Entity::PrefetchForRemoval(*links);
     for (uint32_t i = 0; i < links->Count(); ++i) {
         PFAE_Info* info = links->Get(i);
         VUKFastArray_Entity* array = info->GetArray();

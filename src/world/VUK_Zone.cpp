@@ -6,11 +6,11 @@ void* VUK_Zone::operator new(std::size_t) { return g_VukHeap_VukZone.AllocateOne
 void VUK_Zone::operator delete(void* p) { g_VukHeap_VukZone.FreeOne(p); }
 
 VUK_Zone::VUK_Zone(VUK_ZoneLine* line, uint32_t index)
-    : m_Lists{VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this),
+    : m_uiIndex(index),
+      m_pZoneLine(line),
+      m_Lists{VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this),
               VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this),
-              VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this)},
-      m_uiIndex(index),
-      m_pZoneLine(line) {}
+              VUKFastArray_Entity(1, this), VUKFastArray_Entity(1, this)} {}
 
 void VUK_Zone::AddEntityToEntityLinks_MasterListOnly(Server_Entity* e, PFAE_InfoList* links) {
     m_Lists[kZoneAll].AddEntity(e, links);

@@ -25,18 +25,37 @@ uint8_t* Reserve(size_t bytes) {
     return static_cast<uint8_t*>(p);
 }
 
-bool Commit(uint8_t* page, size_t bytes) { return mprotect(page, bytes, PROT_READ | PROT_WRITE) == 0; }
-
-bool Decommit(uint8_t* page, size_t bytes) {
-    // The contents go first, then the access: a stale pointer into a decommitted page faults.
-    bool ok = madvise(page, bytes, MADV_DONTNEED) == 0;
-    return mprotect(page, bytes, PROT_NONE) == 0 && ok;
-}
 
 void Release(uint8_t* base, size_t bytes) {
     if (!base) return;
     UnpoisonSlot(base, bytes);
     munmap(base, bytes);
+}
+
+bool Range::Reserve(size_t bytes) {
+    m_uiBytes = bytes;
+    m_pBase = vukmem::Reserve(bytes);
+    return m_pBase != nullptr;
+}
+
+void Range::Release() {
+    vukmem::Release(m_pBase, m_uiBytes);
+    m_pBase = nullptr;
+}
+
+bool Range::Commit(uint8_t* page) {
+    if (m_bAllOpen) return true;
+    if (mprotect(page, 4096, PROT_READ | PROT_WRITE) == 0) return true;
+    if (mprotect(m_pBase, m_uiBytes, PROT_READ | PROT_WRITE) != 0) return false;
+    m_bAllOpen = true;
+    return true;
+}
+
+void Range::Decommit(uint8_t* page) {
+    // The contents go first, then the access: a stale pointer into a decommitted page faults.
+    madvise(page, 4096, MADV_DONTNEED);
+    if (m_bAllOpen || mprotect(page, 4096, PROT_NONE) == 0) return;
+    if (mprotect(m_pBase, m_uiBytes, PROT_READ | PROT_WRITE) == 0) m_bAllOpen = true;
 }
 
 void ReportAndThrow(const char* text) {
@@ -102,31 +121,22 @@ uintptr_t BelowRun(const VukHeap_FreeElementStack::Entry& e, uint32_t size) {
 
 VukHeap_FreeElementStack::VukHeap_FreeElementStack(uint32_t elementSize, uint32_t elementCount)
     : m_uiElementSize(elementSize), m_uiCapacity(elementCount) {
-    size_t bytes = size_t(elementCount) * sizeof(Entry);
-    m_uiReservedBytes = (bytes + 4095) / 4096 * 4096;
-    if (m_uiReservedBytes == 0) m_uiReservedBytes = 4096;
-    m_pEntries = reinterpret_cast<Entry*>(vukmem::Reserve(m_uiReservedBytes));
-    if (!m_pEntries) vukmem::ReportAndThrow("VukHeap_FreeElementStack: Could not reserve addressing space..");
+    size_t bytes = (size_t(elementCount) * sizeof(Entry) + 4095) / 4096 * 4096;
+    if (!m_Range.Reserve(bytes ? bytes : 4096))
+        vukmem::ReportAndThrow("VukHeap_FreeElementStack: Could not reserve addressing space..");
+    m_pEntries = reinterpret_cast<Entry*>(m_Range.m_pBase);
 }
 
-VukHeap_FreeElementStack::~VukHeap_FreeElementStack() {
-    vukmem::Release(reinterpret_cast<uint8_t*>(m_pEntries), m_uiReservedBytes);
-}
+VukHeap_FreeElementStack::~VukHeap_FreeElementStack() { m_Range.Release(); }
 
-void VukHeap_FreeElementStack::CommitEntryPage(uint32_t entryIndex) {
-    uint8_t* page = reinterpret_cast<uint8_t*>(m_pEntries + entryIndex);
-    if (!vukmem::Commit(page, 4096)) vukmem::ReportAndThrow("VukHeap_FreeElementStack: Could not commit a page..");
-    ++m_uiCommittedPages;
-}
+void VukHeap_FreeElementStack::DropTopEntry() { --m_uiCount; }
 
-void VukHeap_FreeElementStack::DecommitEntryPage(uint32_t entryIndex) {
-    vukmem::Decommit(reinterpret_cast<uint8_t*>(m_pEntries + entryIndex), 4096);
-    --m_uiCommittedPages;
-}
-
-void VukHeap_FreeElementStack::DropTopEntry() {
-    --m_uiCount;
-    if (m_uiCount % kEntriesPerPage == 0) DecommitEntryPage(m_uiCount);
+void VukHeap_FreeElementStack::ReleaseUnusedPages() {
+    uint32_t keep = (m_uiCount + kEntriesPerPage - 1) / kEntriesPerPage;
+    while (m_uiCommittedPages > keep) {
+        --m_uiCommittedPages;
+        m_Range.Decommit(m_Range.m_pBase + size_t(m_uiCommittedPages) * 4096);
+    }
 }
 
 void VukHeap_FreeElementStack::ClearZerosAtTopOfStack() {
@@ -146,7 +156,11 @@ void VukHeap_FreeElementStack::Push(uint8_t* p) {
     // Live and dead entries together never outnumber the free slots, so this cannot happen
     // while the pool frees only what it handed out.
     if (m_uiCount == m_uiCapacity) throw WorldFatalError("VukHeap_FreeElementStack: more free entries than slots");
-    if (m_uiCount % kEntriesPerPage == 0) CommitEntryPage(m_uiCount);
+    if (m_uiCount / kEntriesPerPage >= m_uiCommittedPages) {
+        if (!m_Range.Commit(m_Range.m_pBase + size_t(m_uiCommittedPages) * 4096))
+            vukmem::ReportAndThrow("VukHeap_FreeElementStack: Could not commit a page..");
+        ++m_uiCommittedPages;
+    }
     m_pEntries[m_uiCount] = Entry{p, 1};
     if (m_uiCount == 0) {
         m_bInOrder = true;

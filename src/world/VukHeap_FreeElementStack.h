@@ -7,13 +7,27 @@
 #include <cstddef>
 #include <cstdint>
 
-// Address-space reservation for the pools: reserve (no access), commit and decommit whole
-// 4 KiB pages, release. Commit and decommit report failure by returning false.
+// Address space for the pools: a range reserved without access whose 4 KiB pages are
+// committed (made read-write) and decommitted (contents dropped, access removed) one at a time.
 namespace vukmem {
 uint8_t* Reserve(size_t bytes);
-bool Commit(uint8_t* page, size_t bytes);
-bool Decommit(uint8_t* page, size_t bytes);
 void Release(uint8_t* base, size_t bytes);
+
+class Range {
+public:
+    // False when the address space cannot be reserved.
+    bool Reserve(size_t bytes);
+    void Release();
+    // Every page change splits the mapping; when the kernel refuses another split (too many
+    // mappings in the process), the whole range is opened at once instead and decommitting
+    // only drops the contents. False when even that fails.
+    bool Commit(uint8_t* page);
+    void Decommit(uint8_t* page);
+
+    uint8_t* m_pBase = nullptr;
+    size_t m_uiBytes = 0;
+    bool m_bAllOpen = false;
+};
 // Reports a fatal pool error: console line, log entry under "VukHeap", WorldFatalError.
 [[noreturn]] void ReportAndThrow(const char* text);
 // Under AddressSanitizer, free pool slots are poisoned so that a use after free is reported.
@@ -59,14 +73,16 @@ public:
     bool InOrder() const { return m_bInOrder; }
     uint8_t* FirstAddress() const { return m_pFirstAddress; }
     uint8_t* LastAddress() const { return m_pLastAddress; }
-    // Pages of the entry range that are committed now.
+    // Pages of the entry range that are committed now. Pages are committed as the stack grows;
+    // those the stack has shrunk away from are decommitted by ReleaseUnusedPages (the pool's
+    // tidy pass), so a stack that hovers at a page boundary makes no system calls.
     uint32_t CommittedPages() const { return m_uiCommittedPages; }
+    void ReleaseUnusedPages();
 
 private:
     void DropTopEntry();
-    void CommitEntryPage(uint32_t entryIndex);
-    void DecommitEntryPage(uint32_t entryIndex);
 
+    vukmem::Range m_Range;
     Entry* m_pEntries = nullptr;
     uint32_t m_uiCount = 0;
     uint32_t m_uiElementSize = 0;
@@ -74,6 +90,5 @@ private:
     bool m_bInOrder = true;
     uint8_t* m_pFirstAddress = nullptr;
     uint8_t* m_pLastAddress = nullptr;
-    size_t m_uiReservedBytes = 0;
     uint32_t m_uiCommittedPages = 0;
 };

@@ -87,6 +87,7 @@ void World::AddEntityToGroups(Server_Entity* e) {
 
 void World::RemoveEntityFromGroups(Server_Entity* e) {
     PFAE_InfoList& links = e->m_GroupLinks;
+    VUKFastArray_Entity::PrefetchForRemoval(links);
     for (uint32_t i = 0; i < links.Count(); ++i) {
         PFAE_Info* info = links.Get(i);
         VUKFastArray_Entity* array = info->GetArray();

@@ -64,6 +64,24 @@ TEST(FastArrayGrowth, LinkListsKeepTheSameRule) {
     array.RawRemoveItem(0);
 }
 
+TEST(FastArrayGrowth, LinkListsHoldTwoRecordsWithoutStorage) {
+    VUKFastArray_Entity array(16);
+    Pads pads(3);
+    VUKFastArray<PFAE_Info*> links(8);
+    array.AddEntity(pads[0], &links);
+    array.AddEntity(pads[1], &links);
+    EXPECT_EQ(links.HeapBytes(), 0u);
+    EXPECT_EQ(links.Capacity(), 8u);
+    array.AddEntity(pads[2], &links);
+    EXPECT_EQ(links.HeapBytes(), 32u);
+    for (uint32_t i = 0; i < 3; ++i) EXPECT_EQ(links[i], array.GetLink(i));
+    links.RemoveAt(0);
+    EXPECT_EQ(links[0], array.GetLink(2));
+    array.RawRemoveItem(2);
+    array.RawRemoveItem(1);
+    array.RawRemoveItem(0);
+}
+
 // ---- VUKFastArray_Entity -----------------------------------------------------------------------
 
 TEST(EntityArray, CapacityOneGrowsToTwoOnTheFirstAddition) {

@@ -433,7 +433,7 @@ TEST(ClientSlots, TheBlockReachesOnlyTheHighestSlotSet) {
     auto* view = new Server_Client_Entity();
     pad.SetClientView(0, view);
     EXPECT_EQ(pad.GetClientSlotCapacity(), 1u);
-    EXPECT_EQ(pad.GetClientSlotBytes(), 28u);  // two header words and one slot of five
+    EXPECT_EQ(pad.GetClientSlotBytes(), 24u);  // one header word and one slot of five
     pad.SetClientView(31, view);
     EXPECT_EQ(pad.GetClientSlotCapacity(), 32u);
     EXPECT_EQ(pad.GetClientView(0), view);

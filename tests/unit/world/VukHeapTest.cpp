@@ -140,9 +140,15 @@ TEST(FreeElementStack, PagesOfTheEntryRangeFollowTheCount) {
     uint8_t* out;
     ASSERT_TRUE(stack.Pop(&out));
     EXPECT_EQ(out, slots + 16 * 256);
+    // Back on the boundary: the second page goes at the next tidy, not at once.
+    EXPECT_EQ(stack.CommittedPages(), 2u);
+    stack.ReleaseUnusedPages();
     EXPECT_EQ(stack.CommittedPages(), 1u);
+    stack.Push(slots + 16 * 300);
+    EXPECT_EQ(stack.CommittedPages(), 2u);
     while (stack.Pop(&out)) {
     }
+    stack.ReleaseUnusedPages();
     EXPECT_EQ(stack.CommittedPages(), 0u);
 }
 
@@ -159,12 +165,30 @@ TEST(VukHeapPages, APageStaysCommittedUntilItsLastElementGoes) {
     std::memset(b, 0x5A, 1024);
     heap.FreeOne(a);
     EXPECT_EQ(heap.PageUse(0), 1u);
+    heap.L2_OptimizeFreeElementStack();
     EXPECT_EQ(heap.ChainCommittedPages(), 1u);
     EXPECT_TRUE(Resident(heap.Base()));
     heap.FreeOne(b);
     EXPECT_EQ(heap.PageUse(0), 0u);
+    heap.L2_OptimizeFreeElementStack();
     EXPECT_EQ(heap.ChainCommittedPages(), 0u);
     EXPECT_FALSE(Resident(heap.Base()));
+}
+
+TEST(VukHeapPages, APageThatFillsAgainBeforeTheTidyStaysCommitted) {
+    WorkingFolder folder;
+    VukHeap heap(1024, 64, "RefillHeap");
+    uint8_t* a = heap.AllocateOne();
+    std::memset(a, 0x5A, 1024);
+    heap.FreeOne(a);
+    EXPECT_EQ(heap.PageUse(0), 0u);
+    uint8_t* again = heap.AllocateOne();
+    EXPECT_EQ(again, a);
+    EXPECT_EQ(heap.PageUse(0), 1u);
+    heap.L2_OptimizeFreeElementStack();
+    EXPECT_EQ(heap.ChainCommittedPages(), 1u);
+    EXPECT_TRUE(Resident(heap.Base()));
+    heap.FreeOne(again);
 }
 
 TEST(VukHeapPages, AStraddlingElementKeepsBothPages) {
@@ -176,8 +200,12 @@ TEST(VukHeapPages, AStraddlingElementKeepsBothPages) {
     EXPECT_EQ(heap.PageUse(1), 1u);
     heap.FreeOne(first);
     EXPECT_EQ(heap.PageUse(0), 1u);
+    heap.L2_OptimizeFreeElementStack();
     EXPECT_EQ(heap.ChainCommittedPages(), 2u);
     heap.FreeOne(second);
+    EXPECT_EQ(heap.PageUse(0), 0u);
+    EXPECT_EQ(heap.PageUse(1), 0u);
+    heap.L2_OptimizeFreeElementStack();
     EXPECT_EQ(heap.ChainCommittedPages(), 0u);
 }
 
