@@ -2,7 +2,7 @@
 // An entry {a, n} stands for the n free slots a, a - size, ..., a - (n - 1)·size: a run grows
 // downward from its address. The top of the stack is the last entry; an entry whose run length
 // is 0 is dead and is skipped. The entries live in a reserved range whose 4 KiB pages are
-// committed as the stack grows and decommitted as it shrinks.
+// committed as the stack grows and decommitted by the pool's tidy pass once it has shrunk.
 #pragma once
 #include <cstddef>
 #include <cstdint>
