@@ -168,10 +168,13 @@ TEST_F(ClientBookkeeping, NormalUpdateWaitsForTheNextGameTickAndForTheBacklog) {
     m_Harness->GameTick();
     // The tick sets the flag after the pass's update slot, so it waits for the next pass.
     EXPECT_TRUE(a.client->m_bNeedsNormalUpdate);
-    a.client->m_Pipe.SetUnackedCount(0, g_uiUdpSendBufferLimit);
+    // The backlog is what is unacknowledged plus what still waits in the queue.
+    a.Take(0);
+    a.client->m_Pipe.SetUnackedCount(0, g_uiUdpSendBufferLimit - 1);
+    a.client->m_Pipe.PushToClient(0, new Packet);
     m_Harness->Pass();
     EXPECT_TRUE(a.client->m_bNeedsNormalUpdate);
-    a.client->m_Pipe.SetUnackedCount(0, g_uiUdpSendBufferLimit - 1);
+    a.Take(0);
     m_Harness->Pass();
     EXPECT_FALSE(a.client->m_bNeedsNormalUpdate);
 }
