@@ -106,6 +106,15 @@ TEST(ConsoleKeys, SaveThenQuitPrintsTheSaveLinesAndExitsZero) {
                                                  kActive +
                                                  "x\nQ\nFINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n"
                                                  "FINAL SAVE COMPLETE!\n");
+    // Two saves, each writing both files and a dated backup of each.
+    EXPECT_EQ(dir.Read("KRV1_Data.krv").substr(0, 1), "\x0b");
+    EXPECT_EQ(dir.Read("VUK_Players.krv"), "\x0b");
+    size_t backups = 0;
+    if (DIR* d = opendir(dir.File("backups").c_str())) {
+        while (dirent* e = readdir(d)) backups += e->d_name[0] != '.';
+        closedir(d);
+    }
+    EXPECT_GE(backups, 2u); // saves within one second share their backup names
     std::string log = ReadChatLog(dir);
     EXPECT_NE(log.find("] LOG: Starting Server\r\n"), std::string::npos);
     EXPECT_NE(log.find("] LOG: Server is now active.\r\n"), std::string::npos);
