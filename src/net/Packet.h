@@ -69,9 +69,13 @@ public:
     uint32_t m_uiReadPos = 0;
 
 private:
+    // Grow, then copy: a range insert of a few bytes trips a false array-bounds warning in
+    // optimised builds of the standard library.
     void AppendRaw(const void* data, size_t count) {
-        const uint8_t* bytes = static_cast<const uint8_t*>(data);
-        m_Data.insert(m_Data.end(), bytes, bytes + count);
+        if (count == 0) return;
+        size_t at = m_Data.size();
+        m_Data.resize(at + count);
+        std::memcpy(m_Data.data() + at, data, count);
     }
     uint32_t ReadRaw(void* destination, uint32_t width) {
         uint32_t n = width < Remaining() ? width : Remaining();
