@@ -393,7 +393,6 @@ public:
     VUKVector m_vClientVelocity;
     std::string m_strDisplayName;  // the name after the word filter
     bool m_bDisplayName = false;
-    bool m_bAFK = false;
     uint32_t m_uiOfflineTicks = 0;
     float m_fExtraVerticalSpeed = 0.0f;
     float m_fMovementInput = 0.0f;
