@@ -8,6 +8,7 @@
 #include "core/LogChat.h"
 #include "core/Tunables.h"
 #include "net/Packet.h"
+#include "persist/KRVRecordBytes.h"
 #include "platform/Console.h"
 #include "platform/Files.h"
 #include "platform/LocalTime.h"
@@ -87,24 +88,16 @@ const NameIndex& Names() {
 
 uint8_t Bit(uint8_t flags, uint8_t mask) { return (flags & mask) ? 1 : 0; }
 
-void AppendVector(Packet* out, const VUKVector& v) {
-    out->AppendFloat(v.x);
-    out->AppendFloat(v.y);
-    out->AppendFloat(v.z);
-}
-
 void AppendPlayerTail(Packet* out, const Server_Player* player) {
     bool keepModal = player->GetFlag(kPlayerMessageWindow);
     out->AppendString(player->m_strName);
     out->AppendString(player->m_strPassword);
-    out->AppendU32(player->m_uiEnergy);
-    out->AppendByte(0);
-    out->AppendByte(keepModal ? 1 : 0);
-    out->AppendByte(player->GetFlag(kPlayerSavedBit0) ? 1 : 0);
+    KRVRecordBytes fields;
+    fields.U32(player->m_uiEnergy).U8(0).U8(keepModal ? 1 : 0).U8(player->GetFlag(kPlayerSavedBit0) ? 1 : 0);
+    fields.AppendTo(out);
     out->AppendString(keepModal ? std::string_view(player->m_strModalText) : std::string_view());
-    out->AppendU32(uint32_t(player->m_i64PocketCoins));
-    AppendVector(out, player->m_vStartPoint);
-    AppendVector(out, player->m_vRespawnPoint);
+    fields.U32(uint32_t(player->m_i64PocketCoins)).Vec(player->m_vStartPoint).Vec(player->m_vRespawnPoint);
+    fields.AppendTo(out);
 }
 
 void ReportWriteFailure(const std::string& path) {
@@ -132,58 +125,72 @@ uint8_t LoadRoutine_TranslateStringToCommand(std::string_view name) {
     return code;
 }
 
-void Append_KRV_StringCommand(Packet* out, const char* name, Packet* payload) {
-    uint32_t count = payload->Remaining();
-    const uint8_t* bytes = payload->Data() + payload->m_uiReadPos;
+void Append_KRV_NamedRecord(Packet* out, const char* name, const void* payload, uint32_t size) {
     uint8_t code = g_bCompactSaveMode ? LoadRoutine_TranslateStringToCommand(name) : 0;
     if (code != 0) {
         out->AppendByte(code);
-    } else {
-        out->AppendByte(KRV_NAMED_RECORD);
-        out->AppendString(name);
-        out->AppendU32(count);
+        out->AppendBytes(payload, size);
+        return;
     }
-    out->AppendBytes(bytes, count);
+    uint32_t nameLength = uint32_t(std::strlen(name));
+    uint8_t frame[128];
+    uint32_t total = 9 + nameLength + size;
+    if (total > sizeof frame) {
+        out->AppendByte(KRV_NAMED_RECORD);
+        out->AppendString(std::string_view(name, nameLength));
+        out->AppendU32(size);
+        out->AppendBytes(payload, size);
+        return;
+    }
+    // Settings and per-entity records are short: one copy for the whole frame.
+    frame[0] = KRV_NAMED_RECORD;
+    std::memcpy(frame + 1, &nameLength, 4);
+    std::memcpy(frame + 5, name, nameLength);
+    std::memcpy(frame + 5 + nameLength, &size, 4);
+    if (size) std::memcpy(frame + 9 + nameLength, payload, size);
+    out->AppendBytes(frame, total);
+}
+
+void Append_KRV_StringCommand(Packet* out, const char* name, Packet* payload) {
+    uint32_t count = payload->Remaining();
+    Append_KRV_NamedRecord(out, name, payload->Data() + payload->m_uiReadPos, count);
     payload->m_uiReadPos += count;
 }
 
 void Append_KRV_FILE_ADD_ENTITY(Packet* out, const Server_Entity* e, bool zeroPadTail) {
-    out->AppendByte(KRV_FILE_ADD_ENTITY);
-    out->AppendByte(e->GetKind());
-    AppendVector(out, e->m_vPosition);
-    AppendVector(out, e->m_vSize);
-    out->AppendFloat(e->GetYaw());
-    AppendVector(out, e->m_vTextureScale);
-    out->AppendU32(e->m_usTexture);
-    out->AppendU32(e->GetTextureMode());
+    bool padTail = e->GetKind() == kKindNormalPad && !zeroPadTail;
+    Append_KRV_FILE_ADD_ENTITY(out, e, zeroPadTail, padTail ? e->GetEEA(kEEAPrincessReward) : 0);
+}
+
+void Append_KRV_FILE_ADD_ENTITY(Packet* out, const Server_Entity* e, bool zeroPadTail, uint32_t princessReward) {
+    KRVRecordBytes fields;
+    fields.U8(KRV_FILE_ADD_ENTITY).U8(e->GetKind()).Vec(e->m_vPosition).Vec(e->m_vSize).F32(e->GetYaw());
+    fields.Vec(e->m_vTextureScale).U32(e->m_usTexture).U32(e->GetTextureMode());
     switch (e->GetKind()) {
     case kKindPlayer:
+        fields.AppendTo(out);
         AppendPlayerTail(out, static_cast<const Server_Player*>(e));
-        break;
+        return;
     case kKindNormalPad:
         if (zeroPadTail) {
-            out->AppendU32(0);
-            out->AppendU32(0);
+            fields.U32(0).U32(0);
             break;
         }
-        out->AppendByte(Bit(e->m_ucRuleFlags, kRulePyramid));
-        out->AppendByte(Bit(e->m_ucRuleFlags, kRulePrincessReward));
-        out->AppendByte(e->m_usTexture == 15 ? 1 : 0);
-        out->AppendByte(0);
-        out->AppendU32(e->GetEEA(kEEAPrincessReward));
+        fields.U8(Bit(e->m_ucRuleFlags, kRulePyramid)).U8(Bit(e->m_ucRuleFlags, kRulePrincessReward));
+        fields.U8(e->m_usTexture == 15 ? 1 : 0).U8(0).U32(princessReward);
         break;
     case kKindTalvyCube:
-        AppendVector(out, static_cast<const Server_TalvyCube*>(e)->m_vHomePoint);
+        fields.Vec(static_cast<const Server_TalvyCube*>(e)->m_vHomePoint);
         break;
     case kKindOrisetCube: {
         auto* cube = static_cast<const Server_OrisetCube*>(e);
-        out->AppendFloat(cube->m_fHoverHeight);
-        AppendVector(out, cube->m_vHomePoint);
+        fields.F32(cube->m_fHoverHeight).Vec(cube->m_vHomePoint);
         break;
     }
     default:
         break;
     }
+    fields.AppendTo(out);
 }
 
 void Append_KRV_FILE_ADD_ENTITY_Player(Packet* out, const Server_Player* player) { Append_KRV_FILE_ADD_ENTITY(out, player); }
@@ -191,19 +198,22 @@ void Append_KRV_FILE_ADD_ENTITY_Player(Packet* out, const Server_Player* player)
 void Append_KRV_ENTITY_LIFTINFO(Packet* out, const Server_Entity* e) {
     const LiftStuff* lift = e->m_pLift;
     if (!lift || (lift->m_bSpline && !lift->m_bFinalized)) return;
-    Packet payload;
-    payload.AppendBool(lift->m_bRunning);
     if (!lift->m_bSpline) {
-        AppendVector(&payload, lift->m_vStart);
-        AppendVector(&payload, lift->m_vEnd);
-        payload.AppendFloat(lift->m_fSpeed);
-        Append_KRV_StringCommand(out, "KRV_ENTITY_LIFTINFO", &payload);
+        KRVRecordBytes payload;
+        payload.U8(lift->m_bRunning ? 1 : 0).Vec(lift->m_vStart).Vec(lift->m_vEnd).F32(lift->m_fSpeed);
+        Append_KRV_NamedRecord(out, "KRV_ENTITY_LIFTINFO", payload.Data(), payload.Size());
         return;
     }
+    Packet payload;
+    payload.AppendBool(lift->m_bRunning);
     payload.AppendFloat(lift->m_fSpeed);
     payload.AppendFloat(lift->m_fSplineParameter);
     payload.AppendU32(uint32_t(lift->m_ControlPoints.Length()));
-    for (const VUKVector* point : lift->m_ControlPoints) AppendVector(&payload, *point);
+    for (const VUKVector* point : lift->m_ControlPoints) {
+        payload.AppendFloat(point->x);
+        payload.AppendFloat(point->y);
+        payload.AppendFloat(point->z);
+    }
     Append_KRV_StringCommand(out, "KRV_ENTITY_SPLINELIFTINFO", &payload);
 }
 

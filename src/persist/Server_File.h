@@ -8,6 +8,7 @@
 #include <string_view>
 
 class Packet;
+class Server;
 class Server_Entity;
 class Server_Player;
 
@@ -89,14 +90,22 @@ uint8_t LoadRoutine_TranslateStringToCommand(std::string_view name);
 // byte and the payload). Copies the payload from its read position to its end and advances the
 // read position past the bytes copied.
 void Append_KRV_StringCommand(Packet* out, const char* name, Packet* payload);
+// The same from payload bytes held anywhere.
+void Append_KRV_NamedRecord(Packet* out, const char* name, const void* payload, uint32_t size);
 
 // The raw KRV_FILE_ADD_ENTITY record of any entity with its kind's tail. A player-built block
 // goes to the players file with a zero normal-pad tail (zeroPadTail).
 void Append_KRV_FILE_ADD_ENTITY(Packet* out, const Server_Entity* e, bool zeroPadTail = false);
+// The same for a caller that has already looked up the pad's extended attribute 6.
+void Append_KRV_FILE_ADD_ENTITY(Packet* out, const Server_Entity* e, bool zeroPadTail, uint32_t princessReward);
 void Append_KRV_FILE_ADD_ENTITY_Player(Packet* out, const Server_Player* player);
 // Nothing without lift data or for a spline lift not yet finalized; otherwise the named lift
 // record (plain or spline).
 void Append_KRV_ENTITY_LIFTINFO(Packet* out, const Server_Entity* e);
+
+// The whole content of "KRV1_Data.krv" and of "VUK_Players.krv", as the save routines write them.
+void BuildWorldFile(Server* server, Packet* out);
+void BuildPlayersFile(Server* server, Packet* out);
 
 // Writes the packet's bytes to a dated copy in "backups", then to the file itself. Each write
 // goes to a temporary file that is flushed and renamed into place, so a crash never leaves a

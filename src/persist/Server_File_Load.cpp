@@ -292,7 +292,9 @@ void Read_PLAYER_CREATED_BLOCK(LoadState& s) {
 }
 
 void Read_Label(LoadState& s) {
-    s.m_pLastLabel = Entity::CacheLabel(s.Str());
+    const std::string& text = s.Str();
+    // Pads of one area tend to share a label: skip the walk through the label cache then.
+    if (!s.m_pLastLabel || *s.m_pLastLabel != text) s.m_pLastLabel = Entity::CacheLabel(text);
     if (s.m_pCurrent) s.m_pCurrent->m_pLabel = s.m_pLastLabel;
 }
 
