@@ -2,10 +2,10 @@
 
 #include "world/Server_Entity.h"
 
-bool AlreadyHavePowerup(const Server_Player& player, uint32_t id) {
+bool Server_Player::AlreadyHavePowerup(uint32_t id) const {
     for (int i = 0; i < kPlayerEffectSlots; ++i) {
-        float time = player.m_fEffectTimes[i];
-        if (player.m_uiEffectIds[i] == id && (time > 0.0f || time == kEffectPermanent)) return true;
+        float time = m_fEffectTimes[i];
+        if (m_uiEffectIds[i] == id && (time > 0.0f || time == kEffectPermanent)) return true;
     }
     return false;
 }

@@ -180,7 +180,7 @@ bool Server::PIC_Keys(Server_Client* client, Packet* packet) {
     if (!player) return true;
     ApplyKeyMask(player, mask, kKeyMask);
     if (mask == kResetPositionMask) {
-        if (AlreadyHavePowerup(*player, kPowerupJailed)) {
+        if (player->AlreadyHavePowerup(kPowerupJailed)) {
             client->SendChatMessage(kServerName, "You are jailed: 5 won't get you out!");
         } else if (!client->m_bResetPositionActive) {
             client->m_bResetPositionActive = true;

@@ -412,6 +412,9 @@ public:
     void SetKey(uint32_t key, bool on) { m_uiKeyFlags = on ? (m_uiKeyFlags | key) : (m_uiKeyFlags & ~key); }
     // Clears every key flag, every menu request and the throttle.
     void AllKeysFalse();
+    // True when an active slot of the effects table (time positive or permanent) holds the
+    // powerup. Defined with the player rules.
+    bool AlreadyHavePowerup(uint32_t id) const;
     void ClearEffects();
     bool IsOnSameTeam(const Server_Player* other) const;
     // Points the platform reference at e (or nowhere), keeping e's referring players in step.
