@@ -1,6 +1,7 @@
 // Reading the save files back: one record interpreter for both files, which creates entities
 // and applies every further record to the entity created last.
 #include <array>
+#include <cstring>
 #include <string>
 
 #include "core/MessageBox.h"
@@ -41,21 +42,9 @@ public:
     LoadState& operator=(const LoadState&) = delete;
 
     // Short reads leave the missing bytes zero.
-    uint8_t U8() {
-        uint8_t v = 0;
-        m_pIn->ReadByte(v);
-        return v;
-    }
-    uint32_t U32() {
-        uint32_t v = 0;
-        m_pIn->ReadU32(v);
-        return v;
-    }
-    float F32() {
-        float v = 0.0f;
-        m_pIn->ReadFloat(v);
-        return v;
-    }
+    uint8_t U8() { return Read<uint8_t>(); }
+    uint32_t U32() { return Read<uint32_t>(); }
+    float F32() { return Read<float>(); }
     VUKVector Vec() {
         VUKVector v;
         v.x = F32();
@@ -96,6 +85,20 @@ public:
     bool m_bMaySkip = false;
 
 private:
+    // A whole field is copied in one load; the packet's own reads go byte by byte, which costs
+    // more than the rest of loading an entity.
+    template <typename T>
+    T Read() {
+        T v{};
+        if (m_pIn->Remaining() >= sizeof(T)) {
+            std::memcpy(&v, m_pIn->Data() + m_pIn->m_uiReadPos, sizeof(T));
+            m_pIn->m_uiReadPos += uint32_t(sizeof(T));
+        } else {
+            m_pIn->ReadBytes(&v, m_pIn->Remaining());
+        }
+        return v;
+    }
+
     std::string m_strText;
 };
 
