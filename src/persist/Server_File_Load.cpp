@@ -64,7 +64,9 @@ public:
 
     // Records that re-file an entity all act on the newest one, behind which nothing else gets
     // filed; filing it once, when it is complete, leaves every array and zone as re-filing after
-    // each of those records would, at a fraction of the cost.
+    // each of those records would, at a fraction of the cost. (A hand-made file whose records
+    // change a flag without re-filing, say a tag pad made by its amount alone, gets the entity
+    // filed by its final flags.)
     void BeginEntity(Server_Entity* e) {
         FileCurrent();
         m_pCurrent = e;

@@ -107,13 +107,6 @@ TEST(NameLookup, NamesOfFourCharactersOrFewerAreUnknown) {
               "LoadRoutine: Skipping over unsupported command: \n");
 }
 
-TEST(NameLookup, FramingCodesHaveNoName) {
-    EXPECT_EQ(KRVCommandNameOf(23), nullptr);
-    EXPECT_EQ(KRVCommandNameOf(24), nullptr);
-    EXPECT_EQ(KRVCommandNameOf(40), nullptr);
-    EXPECT_STREQ(KRVCommandNameOf(62), "KRV_NP_LABEL_SAME_AS_LAST");
-}
-
 class LiftRecord : public InSaveFolder {
 protected:
     void SetUp() override {
