@@ -69,21 +69,13 @@ const KRVCommandName g_KRVCommandNames[] = {
 
 namespace {
 
-struct NameIndex {
-    const char* byCode[256] = {};
-    std::unordered_map<std::string_view, uint8_t> byName;
-
-    NameIndex() {
-        for (const KRVCommandName* row = g_KRVCommandNames; row->m_szName; ++row) {
-            byCode[row->m_ucCode] = row->m_szName;
-            byName.emplace(row->m_szName, row->m_ucCode);
-        }
-    }
-};
-
-const NameIndex& Names() {
-    static const NameIndex index;
-    return index;
+const std::unordered_map<std::string_view, uint8_t>& CodesByName() {
+    static const auto* index = [] {
+        auto* map = new std::unordered_map<std::string_view, uint8_t>();
+        for (const KRVCommandName* row = g_KRVCommandNames; row->m_szName; ++row) map->emplace(row->m_szName, row->m_ucCode);
+        return map;
+    }();
+    return *index;
 }
 
 uint8_t Bit(uint8_t flags, uint8_t mask) { return (flags & mask) ? 1 : 0; }
@@ -108,13 +100,11 @@ void ReportWriteFailure(const std::string& path) {
 
 } // namespace
 
-const char* KRVCommandNameOf(uint8_t code) { return Names().byCode[code]; }
-
 uint8_t LoadRoutine_TranslateStringToCommand(std::string_view name) {
     uint8_t code = 0;
     if (name.size() > 4) {
-        auto found = Names().byName.find(name);
-        if (found != Names().byName.end()) code = found->second;
+        auto found = CodesByName().find(name);
+        if (found != CodesByName().end()) code = found->second;
     }
     if (code == QVS_ENTITY_JAIL_RELEASE)
         platform::ConsolePrintf("(String Translate) We found a QVS_ENTITY_JAIL_RELEASE while reading the datafile!\n");

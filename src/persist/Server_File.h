@@ -79,8 +79,6 @@ struct KRVCommandName {
 
 // The command table, one row per named command, in code order; m_szName is null at the end.
 extern const KRVCommandName g_KRVCommandNames[];
-// The name of a code, or null for a code without one.
-const char* KRVCommandNameOf(uint8_t code);
 
 // The code of a name from the command table, or 0 for an unknown name (printing that it is
 // skipped). Names of four characters or fewer are unknown.
