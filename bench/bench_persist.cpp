@@ -122,10 +122,13 @@ void ParseOptions(int argc, char** argv, Options& o) {
     }
 }
 
+// The bench's own folder: the save files, the backups and the log of the heaps growing.
 void RemoveTree(const std::string& folder) {
-    for (const std::string& name : platform::ListDirectorySorted(folder + "/backups", ""))
-        platform::DeleteFile(folder + "/backups/" + name);
-    rmdir((folder + "/backups").c_str());
+    for (const char* sub : {"/backups", "/chat_logs"}) {
+        for (const std::string& name : platform::ListDirectorySorted(folder + sub, ""))
+            platform::DeleteFile(folder + sub + "/" + name);
+        rmdir((folder + sub).c_str());
+    }
     for (const std::string& name : platform::ListDirectorySorted(folder, "")) platform::DeleteFile(folder + "/" + name);
     rmdir(folder.c_str());
 }
