@@ -6,28 +6,21 @@
 #include <vector>
 
 #include "headless/HeadlessClient.h"
-#include "support/ServerProcess.h"
-#include "support/TempDir.h"
+#include "support/GameServer.h"
 
-class TransportServer {
+class TransportServer : public GameServer {
 public:
     // extraEnvironment: "NAME=value" entries, e.g. a short peer idle period.
-    explicit TransportServer(std::vector<std::string> extraEnvironment = {});
-    ~TransportServer();
-
-    // False when the server did not start or never answered on its port.
-    bool Ready() const { return m_bReady; }
-    int Port() const { return m_Port; }
-    ServerProcess& Process() { return *m_pProcess; }
+    explicit TransportServer(std::vector<std::string> extraEnvironment = {})
+        : GameServer({}, std::move(extraEnvironment)) {}
 
     // A client with raw datagram recording on and keep-alives off, connected from a new port.
-    std::unique_ptr<headless::HeadlessClient> NewClient();
-
-private:
-    TempDir m_Dir;
-    int m_Port = 0;
-    bool m_bReady = false;
-    std::unique_ptr<ServerProcess> m_pProcess;
+    std::unique_ptr<headless::HeadlessClient> NewClient() {
+        auto client = GameServer::NewClient();
+        client->m_bRecordDatagrams = true;
+        client->m_bAutoKeepAlive = false;
+        return client;
+    }
 };
 
 using Bytes = std::vector<uint8_t>;

@@ -1,39 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include "core/LogChat.h"
-#include "platform/LocalTime.h"
-#include "support/TempDir.h"
+#include "support/FixedLocalTime.h"
+#include "support/WorkingFolder.h"
 
 namespace {
 
-platform::LocalTime MorningOfFebruaryThird() {
-    platform::LocalTime t;
-    t.year = 2026;
-    t.month = 2;
-    t.day = 3;
-    t.hour = 9;
-    t.minute = 5;
-    t.second = 7;
-    return t;
-}
-
 class InTempFolder : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char cwd[4096];
-        ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-        m_OldFolder = cwd;
-        ASSERT_EQ(chdir(m_Dir.Path().c_str()), 0);
-        platform::SetLocalTimeSource(&MorningOfFebruaryThird);
-    }
-    void TearDown() override {
-        platform::SetLocalTimeSource(nullptr);
-        ASSERT_EQ(chdir(m_OldFolder.c_str()), 0);
-    }
-    TempDir m_Dir;
-    std::string m_OldFolder;
+    WorkingFolder m_Folder;
+    FixedLocalTime m_Time;
+    const TempDir& m_Dir = m_Folder.Dir();
 };
 
 TEST_F(InTempFolder, EntriesGoToTheDaysFileWithUnpaddedFieldsAndCrLf) {

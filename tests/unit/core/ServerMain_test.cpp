@@ -1,14 +1,13 @@
 // A server run inside the test process, keys fed through the console seam.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include "core/LogChat.h"
 #include "core/ServerLock.h"
 #include "core/ServerMain.h"
 #include "core/Tunables.h"
 #include "platform/Console.h"
 #include "support/TempDir.h"
+#include "support/WorkingFolder.h"
 
 namespace {
 
@@ -47,10 +46,6 @@ int NextKey() { return *g_keys ? *g_keys++ : -1; }
 class ServerRun : public ::testing::Test {
 protected:
     void SetUp() override {
-        char cwd[4096];
-        ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-        m_OldFolder = cwd;
-        ASSERT_EQ(chdir(m_Dir.Path().c_str()), 0);
         m_SavedHooks = g_TestHooks;
         g_TestHooks.crashKey = true;
         g_uiCurrentPort = uint32_t(FreeUdpPort());
@@ -61,10 +56,9 @@ protected:
         g_TestHooks = m_SavedHooks;
         g_uiCurrentPort = 1983;
         g_bException = false;
-        ASSERT_EQ(chdir(m_OldFolder.c_str()), 0);
     }
-    TempDir m_Dir;
-    std::string m_OldFolder;
+    WorkingFolder m_Folder;
+    const TempDir& m_Dir = m_Folder.Dir();
     TestHooks m_SavedHooks;
 };
 

@@ -2,11 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <unistd.h>
 
 #include "platform/Clock.h"
 #include "support/ServerHarness.h"
-#include "support/TempDir.h"
+#include "support/WorkingFolder.h"
 
 namespace {
 
@@ -87,19 +86,12 @@ TEST_F(TickRate, TickThatTakesHalfItsPeriodKeepsTheRate) {
 
 class ClientBookkeeping : public ::testing::Test {
 protected:
-    ClientBookkeeping() {
-        char cwd[4096];
-        if (getcwd(cwd, sizeof cwd)) m_OldFolder = cwd;
-        if (chdir(m_Dir.Path().c_str()) != 0) ADD_FAILURE();
-        m_Harness = std::make_unique<ServerHarness>();
-    }
+    ClientBookkeeping() : m_Harness(std::make_unique<ServerHarness>()) {}
     ~ClientBookkeeping() override {
         m_Harness.reset();
         g_uiAllocatedClientUINs = 32;
-        if (chdir(m_OldFolder.c_str()) != 0) ADD_FAILURE();
     }
-    TempDir m_Dir;
-    std::string m_OldFolder;
+    WorkingFolder m_Folder;
     std::unique_ptr<ServerHarness> m_Harness;
 };
 

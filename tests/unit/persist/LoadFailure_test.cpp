@@ -58,7 +58,7 @@ class ServerRun : public InSaveFolder {};
 TEST_F(ServerRun, DoesNotStartFromABrokenWorldFile) {
     if (access(QV_SERVER_BINARY, X_OK) != 0) GTEST_SKIP() << "the server binary is not built";
     Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("28"));
-    ServerProcess server(ServerProcess::Unattended(m_Dir.Path(), FreeUdpPort()));
+    ServerProcess server(ServerProcess::Unattended(m_Folder.Dir().Path(), FreeUdpPort()));
     EXPECT_EQ(server.WaitForExit(20s), 1);
     EXPECT_NE(server.Output().find("LOADING FROM KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n"), std::string::npos);
     EXPECT_EQ(server.Output().find("LOADING COMPLETE"), std::string::npos);
@@ -76,7 +76,7 @@ TEST_F(ServerRun, SaveKeyWritesWhatTheRunLoaded) {
     if (access(QV_SERVER_BINARY, X_OK) != 0) GTEST_SKIP() << "the server binary is not built";
     Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("0e 04000000") + "Gate" + Hex("07 0000803f 00000041 00004040 07000000"));
     {
-        ServerProcess server(ServerProcess::Unattended(m_Dir.Path(), FreeUdpPort()));
+        ServerProcess server(ServerProcess::Unattended(m_Folder.Dir().Path(), FreeUdpPort()));
         ASSERT_NE(server.WaitForOutput("THE SERVER IS NOW RUNNING!", 20s), std::string::npos);
         server.SendKeys("s");
         ASSERT_NE(server.WaitForOutput("SAVE COMPLETE!", 20s), std::string::npos);

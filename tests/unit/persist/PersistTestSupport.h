@@ -10,7 +10,9 @@
 #include "core/LogChat.h"
 #include "core/Tunables.h"
 #include "platform/LocalTime.h"
+#include "support/FixedLocalTime.h"
 #include "support/TempDir.h"
+#include "support/WorkingFolder.h"
 
 // Bytes from hex digits; blanks are only for reading.
 inline std::string Hex(std::string_view digits) {
@@ -96,17 +98,6 @@ inline std::string BobRecords() {
            Hex("18 15000000") + "KRV_IGNORE_LIST_ENTRY" + Hex("07000000 03000000") + "Mal";
 }
 
-inline platform::LocalTime MorningOfFebruaryThird() {
-    platform::LocalTime t;
-    t.year = 2026;
-    t.month = 2;
-    t.day = 3;
-    t.hour = 9;
-    t.minute = 5;
-    t.second = 7;
-    return t;
-}
-
 // Every global setting a save file carries, so a test can put them back.
 struct SavedSettings {
     uint32_t udpSendBufferLimit = g_uiUdpSendBufferLimit;
@@ -138,25 +129,14 @@ struct SavedSettings {
 
 class InSaveFolder : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char cwd[4096];
-        ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-        m_strOldFolder = cwd;
-        ASSERT_EQ(chdir(m_Dir.Path().c_str()), 0);
-        platform::SetLocalTimeSource(&MorningOfFebruaryThird);
-    }
-    void TearDown() override {
-        m_Settings.Restore();
-        platform::SetLocalTimeSource(nullptr);
-        ASSERT_EQ(chdir(m_strOldFolder.c_str()), 0);
-    }
+    void TearDown() override { m_Settings.Restore(); }
 
-    std::string Read(const std::string& name) const { return m_Dir.Read(name); }
-    void Write(const std::string& name, const std::string& bytes) const { m_Dir.Write(name, bytes); }
-    bool Exists(const std::string& name) const { return m_Dir.Exists(name); }
-    std::string ChatLog() const { return Exists(ChatLogFileName()) ? Read(ChatLogFileName()) : ""; }
+    std::string Read(const std::string& name) const { return m_Folder.Dir().Read(name); }
+    void Write(const std::string& name, const std::string& bytes) const { m_Folder.Dir().Write(name, bytes); }
+    bool Exists(const std::string& name) const { return m_Folder.Exists(name); }
+    std::string ChatLog() const { return m_Folder.Log(); }
 
-    TempDir m_Dir;
+    WorkingFolder m_Folder;
+    FixedLocalTime m_Time;
     SavedSettings m_Settings;
-    std::string m_strOldFolder;
 };

@@ -3,31 +3,21 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <unistd.h>
 
 #include "support/ClientRecords.h"
 #include "support/ServerHarness.h"
-#include "support/TempDir.h"
-#include "core/LogChat.h"
+#include "support/WorkingFolder.h"
 
 using namespace records;
 
 class SessionTest : public ::testing::Test {
 protected:
-    SessionTest() {
-        char cwd[4096];
-        if (getcwd(cwd, sizeof cwd)) m_OldFolder = cwd;
-        if (chdir(m_Dir.Path().c_str()) != 0) ADD_FAILURE() << "cannot enter " << m_Dir.Path();
-        m_Harness = std::make_unique<ServerHarness>();
-    }
-    ~SessionTest() override {
-        m_Harness.reset();
-        if (chdir(m_OldFolder.c_str()) != 0) ADD_FAILURE() << "cannot go back to " << m_OldFolder;
-    }
+    SessionTest() : m_Harness(std::make_unique<ServerHarness>()) {}
+    ~SessionTest() override { m_Harness.reset(); }
 
     Server& server() { return m_Harness->server(); }
 
-    std::string ChatLog() { return m_Dir.Read(ChatLogFileName()); }
+    std::string ChatLog() { return m_Folder.Log(); }
 
     // Connects, sends version 84 and a login; returns the peer with its answers taken.
     ServerHarness::Peer LoggedIn(const std::string& name, uint8_t type = 5, const std::string& password = "pw") {
@@ -38,7 +28,6 @@ protected:
         return peer;
     }
 
-    TempDir m_Dir;
-    std::string m_OldFolder;
+    WorkingFolder m_Folder;
     std::unique_ptr<ServerHarness> m_Harness;
 };

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "WorkingFolder.h"
+#include "support/WorkingFolder.h"
 #include "world/LinkedList.h"
 #include "world/PointerStringList.h"
 #include "world/Server_Entity.h"

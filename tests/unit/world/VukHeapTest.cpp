@@ -5,7 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "WorkingFolder.h"
+#include "support/WorkingFolder.h"
 #include "world/VUKHeap.h"
 #include "world/VUKHeap_FileMapped.h"
 #include "world/WorldFatalError.h"

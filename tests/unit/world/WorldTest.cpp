@@ -3,7 +3,7 @@
 #include <tuple>
 #include <vector>
 
-#include "WorkingFolder.h"
+#include "support/WorkingFolder.h"
 #include "core/Tunables.h"
 #include "world/VUK_Zone.h"
 #include "world/ZoneGridHolder.h"

@@ -15,8 +15,8 @@ public:
         if (chdir(m_Dir.Path().c_str()) != 0) m_strPrevious.clear();
     }
     ~WorkingFolder() {
-        if (!m_strPrevious.empty() && chdir(m_strPrevious.c_str()) != 0) {
-        }
+        // Nothing sensible is left to do if the old folder has gone.
+        if (!m_strPrevious.empty() && chdir(m_strPrevious.c_str()) != 0) m_strPrevious.clear();
     }
     WorkingFolder(const WorkingFolder&) = delete;
     WorkingFolder& operator=(const WorkingFolder&) = delete;
@@ -30,6 +30,7 @@ public:
         return n;
     }
     bool Exists(const std::string& name) const { return m_Dir.Exists(name); }
+    const TempDir& Dir() const { return m_Dir; }
 
 private:
     TempDir m_Dir;
