@@ -51,9 +51,22 @@ void RunServerUntilClean(bool logReturn) {
     }
 }
 
-void PrintAddressBanners() {
-    platform::GetHostName();
-    for (const auto& a : platform::GetIPv4Addresses()) {
+void PrintUsage() {
+    platform::ErrorWrite("usage: quorvane [--port N] [--auto] [--dir PATH]\n");
+}
+
+bool ParsePort(const char* text, uint32_t* port) {
+    char* end = nullptr;
+    long value = std::strtol(text, &end, 10);
+    if (!*text || *end || value < 1 || value > 65535) return false;
+    *port = uint32_t(value);
+    return true;
+}
+
+} // namespace
+
+void PrintAddressBanners(const std::vector<std::array<uint8_t, 4>>& addresses) {
+    for (const auto& a : addresses) {
         if (a[0] == 127 || a[0] == 0) continue;
         ConsolePrintf("Welcome to Quorvane!\n");
         ConsolePrintf("Visit the Quorvane home page for information and updates.\n");
@@ -73,20 +86,6 @@ void PrintAddressBanners() {
     }
 }
 
-void PrintUsage() {
-    platform::ErrorWrite("usage: quorvane [--port N] [--auto] [--dir PATH]\n");
-}
-
-bool ParsePort(const char* text, uint32_t* port) {
-    char* end = nullptr;
-    long value = std::strtol(text, &end, 10);
-    if (!*text || *end || value < 1 || value > 65535) return false;
-    *port = uint32_t(value);
-    return true;
-}
-
-} // namespace
-
 int MenuMain(const MenuOptions& options) {
     platform::ConsoleInit();
     ApplyMarkerFiles();
@@ -98,7 +97,8 @@ int MenuMain(const MenuOptions& options) {
         return 0;
     }
 
-    PrintAddressBanners();
+    platform::GetHostName();
+    PrintAddressBanners(platform::GetIPv4Addresses());
     for (;;) {
         ConsolePrintf("Type choice:\n(L) - Start Server\n(P) - Port switch (NORMALLY NOT NEEDED)\n(Q) - Quit\n"
                       "Current port: %d\n",

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "core/LogChat.h"
+#include "core/MenuMain.h"
 #include "core/ServerLock.h"
 #include "core/ServerMain.h"
 #include "core/Tunables.h"
@@ -90,6 +91,30 @@ TEST_F(ServerRun, WithoutSavingQuitStoresNothing) {
     EXPECT_EQ(out.find("FINAL SAVE"), std::string::npos);
     EXPECT_FALSE(m_Dir.Exists("KRV1_Data.krv"));
     EXPECT_FALSE(m_Dir.Exists("VUK_Players.krv"));
+}
+
+} // namespace
+
+namespace {
+
+TEST(AddressBanner, LoopbackIsSkippedAndPrivateAddressesGetTheRouterAdvice) {
+    g_uiCurrentPort = 1984;
+    testing::internal::CaptureStdout();
+    PrintAddressBanners({{127, 0, 0, 1}, {192, 168, 0, 5}, {0, 0, 0, 0}, {10, 1, 2, 3}});
+    std::string out = testing::internal::GetCapturedStdout();
+    g_uiCurrentPort = 1983;
+    const std::string head = "Welcome to Quorvane!\nVisit the Quorvane home page for information and updates.\n"
+                             "More information on this server can also be found by typing /sa\n"
+                             "===================================\n";
+    EXPECT_EQ(out, head + "This computer's IP address is: 192.168.0.5\n"
+                          "\nIt appears that this computer is connected to the Internet through a\n"
+                          "router or other Internet Connection Sharing (ICS) device.  You will\n"
+                          "need to configure your ICS device so that it forwards UDP packets\n"
+                          "destined for port 1984 to IP address 192.168.0.5.  Then, figure out the\n"
+                          "IP address of your ICS device (look at its instruction manual for help),\n"
+                          "and then tell your friends the address of the ICS device, so they\n"
+                          "can connect to VUK.\n\n" +
+                          head + "This computer's IP address is: 10.1.2.3\n");
 }
 
 } // namespace
