@@ -106,6 +106,9 @@ public:
     static void operator delete(void* p);
 
     uint32_t m_uiPassStamp = 0;  // stamp of the last clipping sweep that tested this entity
+    // Zones of the clients' pending grids the last change notice filed the entity in (a key of
+    // the replication layer; 0 unknown), so that a move within them need not file it again.
+    uint32_t m_uiPendingGridZones = 0;
     PFAE_InfoList m_GroupLinks{8};
     PFAE_InfoList m_ZoneLinks{8};
     ReferringPlayerList m_ReferringPlayers;
