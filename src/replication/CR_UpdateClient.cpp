@@ -45,6 +45,19 @@ float LeftOverDistance(const Server_Entity* e) {
     }
 }
 
+// Entities the rules move tick after tick stay filed in the pending grid after they have been
+// sent: the next notice mostly finds them in the same zones and need not file them again. While
+// not pending they cost the passes nothing but the look.
+bool MovesOften(const Server_Entity* e) {
+    switch (e->GetKind()) {
+    case kKindPlayer:
+    case kKindTalvyCube:
+    case kKindOrisetCube:
+    case kKindQuillhobCube: return true;
+    default: return e->IsMoving() || e->m_pLift;
+    }
+}
+
 // The list passes: entities in list order while the message has room. A far entity goes only
 // when the client still sees it near, so that it sees the entity leave; otherwise it waits.
 void ProcessLeftOvers(Server_Client& c, VUKFastArray_WithLinkBacks<Server_Entity*>& list, bool players) {
@@ -65,7 +78,10 @@ void ProcessLeftOvers(Server_Client& c, VUKFastArray_WithLinkBacks<Server_Entity
         c.UC_AddOrUpdate();
         // The last element moves into place i and is examined next.
         c.TakeOutOfPending(e);
-        c.TakeOutOfZoneWaitOrGrid(e);
+        if (MovesOften(e))
+            c.TakeOutOfZoneWait(e);
+        else
+            c.TakeOutOfZoneWaitOrGrid(e);
     }
 }
 
@@ -189,10 +205,12 @@ bool Server_Client::UC_ProcessZones(float radius) {
         }
     }
 
-    // The grid changes only now that the walk is over; membership records stay, empty.
+    // The grid changes only now that the walk is over; membership records stay, empty. What
+    // moves tick after tick stays filed (it is not pending any more, so it costs no bytes).
     const uint32_t slot = Slot();
     for (Server_Entity* e : m_ZonePassVisited) {
         e->m_ucPassFlags &= uint8_t(~kPassVisited);
+        if (MovesOften(e)) continue;
         if (PFAE_InfoList* info = e->GetClientZoneInfo(slot)) ZL_RemoveEntityFromZonesOnly(e, info);
     }
     m_ZonePassVisited.clear();

@@ -130,6 +130,9 @@ public:
 
     // ---- notices, removals, attachment and teardown ----
     void Inform_EntityUpdated(Server_Entity* entity);
+    // The same, told whether the entity still lies in the pending-grid zones the last notice
+    // filed it in: then an entity already filed needs only to be pending.
+    void Inform_EntityUpdated(Server_Entity* entity, bool sameZones);
     void Inform_EntityAboutToBeRemoved(Server_Entity* entity);
     bool UC_ProcessAllRemoves();
     bool UC_ProcessAllRemoves_FireBlocks();
@@ -154,6 +157,7 @@ public:
     void Attach(Server_Entity* e);
     void Detach(Server_Entity* e);
     void PutInZoneWait(Server_Entity* e);
+    void TakeOutOfZoneWait(Server_Entity* e);
     // Out of m_ZoneWaitEntities when e waits there, otherwise out of m_PendingGrid's zones.
     void TakeOutOfZoneWaitOrGrid(Server_Entity* e);
     // Files e in m_PendingGrid where it is now, making its membership record when missing.

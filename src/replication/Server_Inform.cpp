@@ -3,6 +3,7 @@
 // to the whole world, the slice-wise filing into its pending grid, and the teardown at shutdown.
 #include "core/Server.h"
 #include "platform/Clock.h"
+#include "replication/PendingGridZones.h"
 #include "replication/Server_Client.h"
 #include "world/Server_Client_Entity.h"
 #include "world/Server_Entity.h"
@@ -116,6 +117,14 @@ void Server_Client::PutInZoneWait(Server_Entity* e) {
     e->SetClientZoneWaitLink(slot, m_ZoneWaitEntities.Append(e));
 }
 
+void Server_Client::TakeOutOfZoneWait(Server_Entity* e) {
+    uint32_t slot = Slot();
+    if (uint32_t* cell = e->GetClientZoneWaitLink(slot)) {
+        m_ZoneWaitEntities.Remove(cell);
+        e->SetClientZoneWaitLink(slot, nullptr);
+    }
+}
+
 void Server_Client::TakeOutOfZoneWaitOrGrid(Server_Entity* e) {
     uint32_t slot = Slot();
     if (uint32_t* cell = e->GetClientZoneWaitLink(slot)) {
@@ -154,14 +163,24 @@ void Server_Client::ForgetEntity(Server_Entity* e) {
 
 // ---- notices ----
 
-void Server_Client::Inform_EntityUpdated(Server_Entity* e) {
+void Server_Client::Inform_EntityUpdated(Server_Entity* e) { Inform_EntityUpdated(e, false); }
+
+void Server_Client::Inform_EntityUpdated(Server_Entity* e, bool sameZones) {
+    const uint32_t slot = Slot();
+    // Filed and not waiting means filed where the last notice put it (or where the zone filing
+    // put it since, from the same bounds): pending and filed at once needs nothing, filed only
+    // needs to become pending. A pending entity is always filed or waiting.
+    if (sameZones && !e->GetClientZoneWaitLink(slot)) {
+        if (e->GetClientPendingLink(slot)) return;
+        const PFAE_InfoList* info = e->GetClientZoneInfo(slot);
+        if (info && info->Count() != 0) {
+            MakePending(e);
+            return;
+        }
+    }
     MakePending(e);
     Attach(e);
-    uint32_t slot = Slot();
-    if (uint32_t* cell = e->GetClientZoneWaitLink(slot)) {
-        m_ZoneWaitEntities.Remove(cell);
-        e->SetClientZoneWaitLink(slot, nullptr);
-    }
+    TakeOutOfZoneWait(e);
     FileInPendingGrid(e);
 }
 
@@ -186,8 +205,13 @@ void Server_Client::Inform_EntityAboutToBeRemoved(Server_Entity* e) {
 
 void Server::InformClients_EntityUpdated(Server_Entity* entity) {
     if (entity->m_ucRuleFlags & kRuleQueuedForRemoval) return;
+    if (m_Clients.Empty()) return;
+    // Every client's pending grid has the same geometry: one key serves them all.
+    uint32_t zones = replication::PendingGridZoneKey(m_Clients[0]->m_PendingGrid, entity);
+    bool sameZones = zones != 0 && zones == entity->m_uiPendingGridZones;
     for (Server_Client* client : m_Clients)
-        if (client->m_pPlayer) client->Inform_EntityUpdated(entity);
+        if (client->m_pPlayer) client->Inform_EntityUpdated(entity, sameZones);
+    entity->m_uiPendingGridZones = zones;
 }
 
 void Server::InformClients_EntityAboutToBeRemoved(Server_Entity* entity) {

@@ -84,6 +84,41 @@ TEST_F(Notices, EntityQueuedForRemovalIsNotFiledAgain) {
     EXPECT_FALSE(Pending(ann, pad));
 }
 
+TEST_F(Notices, MovingEntityStaysFiledOnceSentAndASmallMoveMakesItPendingThere) {
+    auto ann = LogIn("ann");
+    Settle(ann);
+    uint32_t s = Slot(ann);
+    Server_Entity* cube = Add(kKindTalvyCube, 500.0f, 200.0f, -200.0f);
+    Server_Entity* pad = Add(kKindNormalPad, 600.0f, 200.0f, -200.0f);
+    NormalUpdate(ann);
+    ASSERT_FALSE(Pending(ann, cube));
+    ASSERT_FALSE(Pending(ann, pad));
+    EXPECT_GT(cube->GetClientZoneInfo(s)->Count(), 0u);
+    EXPECT_EQ(pad->GetClientZoneInfo(s)->Count(), 0u);
+
+    uint32_t filed = cube->GetClientZoneInfo(s)->Count();
+    MoveTo(cube, 501.0f, 200.0f, -200.0f);
+    EXPECT_TRUE(Pending(ann, cube));
+    EXPECT_EQ(cube->GetClientZoneInfo(s)->Count(), filed);
+    // The zone pass finds it where it is filed and sends the move (the pad was selected last).
+    EXPECT_EQ(NormalUpdateMessage(ann),
+              (Bytes{0x2E, 1, 0x27} + U16(uint16_t(-4990)) + U16(uint16_t(-2000)) + U16(2000)));
+    EXPECT_FALSE(Pending(ann, cube));
+}
+
+TEST_F(Notices, MoveAcrossZonesFilesTheEntityAgain) {
+    auto ann = LogIn("ann");
+    Settle(ann);
+    Server_Entity* cube = Add(kKindTalvyCube, 500.0f, 200.0f, -200.0f);
+    NormalUpdate(ann);
+    MoveTo(cube, 40000.0f, 200.0f, -200.0f);
+    ASSERT_TRUE(Pending(ann, cube));
+    // Filed around x = 40000 now: a zone pass from there finds it.
+    MoveTo(ann.client->m_pPlayer, 40000.0f, 200.0f, 0.0f);
+    NormalUpdate(ann);
+    EXPECT_FALSE(Pending(ann, cube));
+}
+
 using Removals = ReplicationTest;
 
 TEST_F(Removals, RemovalSelectsTheObjectAndFreesItsSlotForTheNextAdd) {
