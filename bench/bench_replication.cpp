@@ -1,0 +1,354 @@
+// Client replication under load, in process: a world of 100,000 normal pads and 1,000 Zorbin
+// cubes moving at a steady velocity, and 64 clients logged in at spread positions (in groups of
+// four, so that each sees three moving players near it) whose players move steadily too.
+//
+// The server runs in this process, driven as its main loop drives it (Server::Tick under the
+// server lock), with the clients created and fed as the UDP thread creates and feeds them: their
+// records go straight into their pipes and every queued message is taken out after each pass,
+// as if acknowledged at once. In process rather than over UDP because the per-tick timings below
+// need the server's own passes, which a separate binary cannot report, and because 64 UDP
+// clients on this two-core machine would take the CPU the server is measured on. The moving
+// entities are moved as the rules will move them: position, World::UpdateZonesEntityIsIn,
+// Server::InformClients_EntityUpdated, once per game tick.
+//
+// 1. Login: the clients log in one per pass on the real clock; reports the attach time of one
+//    login, the time from login until the please-wait window has closed (nearby zones sent, all
+//    zones filed), and the longest pass meanwhile.
+// 2. Steady state: time moves only when the benchmark says. Each game tick is one pass with the
+//    game tick, the movement with its notices, and then passes until every client has had its
+//    normal update (each pass also gives one client an extra update, as in the server). Reports
+//    that CPU time per game tick (median, 99th percentile), bytes sent per client per tick, and
+//    how the position messages of one client's stream are made up.
+//
+//   bench_replication [--clients N] [--pads N] [--zorbins N] [--ticks N] [--update-size BYTES]
+//                     [--settle SECONDS]
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "../tests/integration/replication_stream.h"
+#include "core/Server.h"
+#include "core/ServerLock.h"
+#include "net/ClientServerPipe.h"
+#include "net/Packet.h"
+#include "platform/Clock.h"
+#include "replication/Server_Client.h"
+#include "world/Server_Entity.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    int clients = 64;
+    int pads = 100000;
+    int zorbins = 1000;
+    int ticks = 300;
+    uint32_t updateSize = 1400;
+    int settleSeconds = 5;
+};
+
+// A small deterministic generator, so that every run builds the same world.
+struct Lcg {
+    uint64_t state = 0x9E3779B97F4A7C15ull;
+    float Next(float low, float high) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return low + (high - low) * float(double(state >> 11) / double(1ull << 53));
+    }
+};
+
+struct Mover {
+    Server_Entity* entity;
+    VUKVector velocity;
+};
+
+int64_t g_BenchNow = 0;
+int64_t BenchCounter() { return g_BenchNow; }
+
+double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+
+double Percentile(std::vector<double> v, double p) {
+    if (v.empty()) return 0;
+    std::sort(v.begin(), v.end());
+    size_t i = size_t(p * double(v.size() - 1) + 0.5);
+    return v[std::min(i, v.size() - 1)];
+}
+
+void PutU32(Packet* p, uint32_t v) { p->AppendU32(v); }
+
+class Bench {
+public:
+    explicit Bench(const Options& o) : m_Options(o) {}
+
+    void BuildWorld() {
+        Lcg rng;
+        for (int i = 0; i < m_Options.pads; ++i) {
+            Server_Entity* pad = m_Server.ProperAddByType(kKindNormalPad);
+            pad->m_vPosition.Set(rng.Next(-100000, 100000), rng.Next(0, 3000), rng.Next(-100000, 100000));
+            pad->m_vSize.Set(rng.Next(50, 400), rng.Next(10, 100), rng.Next(50, 400));
+            m_Server.UpdateZonesEntityIsIn(pad);
+        }
+        for (int i = 0; i < m_Options.zorbins; ++i) {
+            Server_Entity* cube = m_Server.ProperAddByType(kKindZorbinCube);
+            cube->m_vPosition.Set(rng.Next(-100000, 100000), rng.Next(100, 2000), rng.Next(-100000, 100000));
+            cube->m_vSize.Set(40, 40, 40);
+            cube->SetLabel("owner");
+            m_Server.UpdateZonesEntityIsIn(cube);
+            m_Movers.push_back({cube, VUKVector(rng.Next(-4, 4), 0, rng.Next(-4, 4))});
+        }
+    }
+
+    // The records a game client sends to log in and get going.
+    void Connect(int i) {
+        ClientServerPipe* pipe;
+        {
+            ServerLockGuard lock(m_Server.m_ServerLock);
+            pipe = m_Server.CreateClientServerPipe();
+        }
+        Packet* p = new Packet;
+        for (const char* ext : {"KRV_FASTADD_NORMALPADS", "KRV_CACHE_STRINGS", "KRV_MULTI_UDP_CHANNEL"}) {
+            p->AppendByte(13);
+            p->AppendString(ext);
+            p->AppendByte(1);
+        }
+        p->AppendByte(9);
+        p->AppendByte(84);
+        p->AppendByte(5);
+        p->AppendString("player" + std::to_string(i));
+        p->AppendString("pw");
+        p->AppendByte(6);
+        p->AppendByte(10);
+        PutU32(p, m_Options.updateSize);
+        pipe->PushToServer(0, p);
+        m_Pipes.push_back(pipe);
+    }
+
+    Server_Client* ClientOf(int i) {
+        for (Server_Client* c : m_Server.m_Clients)
+            if (&c->m_Pipe == m_Pipes[size_t(i)]) return c;
+        return nullptr;
+    }
+
+    // Groups of four players around spread centres.
+    void Place(int i, Server_Client* client) {
+        int group = i / 4, member = i % 4;
+        float cx = -70000.0f + 20000.0f * float(group % 8), cz = -70000.0f + 20000.0f * float(group / 8);
+        Server_Player* player = client->m_pPlayer;
+        player->m_vPosition.Set(cx + 500.0f * float(member), 200.0f, cz + 300.0f * float(member));
+        m_Server.UpdateZonesEntityIsIn(player);
+        m_Server.InformClients_EntityUpdated(player);
+        m_Movers.push_back({player, VUKVector(3.0f, 0.0f, 2.0f)});
+    }
+
+    // The rules' part: positions and the world's own grid. Then the notices.
+    void MoveInWorld() {
+        for (Mover& m : m_Movers) {
+            m.entity->m_vPosition += m.velocity;
+            m_Server.UpdateZonesEntityIsIn(m.entity);
+        }
+    }
+    void Notify() {
+        for (Mover& m : m_Movers) m_Server.InformClients_EntityUpdated(m.entity);
+    }
+    void Move() {
+        MoveInWorld();
+        Notify();
+    }
+
+    // The UDP thread's part: every queued message leaves at once.
+    void Drain(bool record) {
+        for (Server_Client* c : m_Server.m_Clients) {
+            bool sample = record && &c->m_Pipe == m_Pipes[0];
+            for (unsigned ch = 0; ch < kChannelCount; ++ch) {
+                while (Packet* p = c->m_Pipe.TakeToClient(ch)) {
+                    m_uiBytes += p->Length();
+                    if (sample) {
+                        m_SampleWorld.Apply(p->m_Data);
+                        m_uiSampleBytes += p->Length();
+                    }
+                    delete p;
+                }
+            }
+        }
+    }
+
+    Clock::duration Pass() {
+        auto start = Clock::now();
+        {
+            ServerLockGuard lock(m_Server.m_ServerLock);
+            m_Server.Tick();
+        }
+        return Clock::now() - start;
+    }
+
+    void LoginPhase() {
+        std::printf("-- login: %d clients, %d pads, %d Zorbin cubes, update size %u --\n", m_Options.clients,
+                    m_Options.pads, m_Options.zorbins, m_Options.updateSize);
+        std::vector<double> attachMs, readyMs;
+        std::vector<Clock::time_point> loginAt(size_t(m_Options.clients));
+        std::vector<bool> ready(size_t(m_Options.clients), false);
+        Clock::duration longest{};
+        uint32_t lastTick = m_Server.m_uiTickCount;
+        auto phaseStart = Clock::now();
+        int next = 0, readyCount = 0;
+        while (readyCount < m_Options.clients && Clock::now() - phaseStart < std::chrono::seconds(600)) {
+            bool loginPass = false;
+            if (next < m_Options.clients) {
+                Connect(next);
+                loginPass = true;
+            }
+            Clock::duration d = Pass();
+            if (loginPass) {
+                attachMs.push_back(Ms(d));
+                Server_Client* c = ClientOf(next);
+                loginAt[size_t(next)] = Clock::now();
+                Place(next, c);
+                ++next;
+            } else {
+                longest = std::max(longest, d);
+            }
+            if (m_Server.m_uiTickCount != lastTick) {
+                lastTick = m_Server.m_uiTickCount;
+                Move();
+            }
+            Drain(false);
+            for (int i = 0; i < next; ++i) {
+                if (ready[size_t(i)]) continue;
+                Server_Client* c = ClientOf(i);
+                if (c->m_bZonesFilled && c->m_bNearbyLoaded && !c->m_bPleaseWaitShown) {
+                    ready[size_t(i)] = true;
+                    ++readyCount;
+                    readyMs.push_back(Ms(Clock::now() - loginAt[size_t(i)]));
+                }
+            }
+        }
+        std::printf("login pass (attach %d entities): median %.1f ms, max %.1f ms\n",
+                    m_Options.pads + m_Options.zorbins, Percentile(attachMs, 0.5), Percentile(attachMs, 1.0));
+        std::printf("login until the please-wait window closed: median %.0f ms, max %.0f ms (%d of %d clients)\n",
+                    Percentile(readyMs, 0.5), Percentile(readyMs, 1.0), readyCount, m_Options.clients);
+        std::printf("longest other pass meanwhile: %.1f ms (zone filing slices are 16.7 ms by design)\n", Ms(longest));
+        // A few seconds more of the real loop before the steady state is measured.
+        auto settle = Clock::now();
+        while (Clock::now() - settle < std::chrono::seconds(m_Options.settleSeconds)) {
+            Pass();
+            if (m_Server.m_uiTickCount != lastTick) {
+                lastTick = m_Server.m_uiTickCount;
+                Move();
+            }
+            Drain(false);
+        }
+        uint64_t pads = 0;
+        for (Server_Client* c : m_Server.m_Clients)
+            for (uint32_t i = 0; i < c->m_PendingEntities.Count(); ++i)
+                if (c->m_PendingEntities[i]->GetKind() == kKindNormalPad) ++pads;
+        std::printf("after %d s more: %.0f pads per client still to be sent\n", m_Options.settleSeconds,
+                    double(pads) / double(m_Options.clients));
+    }
+
+    void SteadyPhase() {
+        g_BenchNow = platform::QueryCounter();
+        platform::SetCounterSource(&BenchCounter);
+        std::vector<double> tickMs, worldMs, noticeMs, passMs;
+        uint64_t bytesBefore = 0;
+        const int warmup = 60;
+        for (int t = 0; t < warmup + m_Options.ticks; ++t) {
+            if (t == warmup) {
+                bytesBefore = m_uiBytes;
+                m_uiSampleBytes = 0;
+                m_SampleWorld.counts.clear();
+            }
+            g_BenchNow += m_Server.m_GameTickTimer.m_iPeriod + 1;
+            Clock::duration passes = Pass();
+            auto start = Clock::now();
+            MoveInWorld();
+            auto moved = Clock::now();
+            Notify();
+            auto notified = Clock::now();
+            Drain(t >= warmup);
+            for (size_t guard = 0; guard < m_Server.m_Clients.Length() * 2; ++guard) {
+                bool waiting = false;
+                for (Server_Client* c : m_Server.m_Clients) waiting = waiting || c->m_bNeedsNormalUpdate;
+                if (!waiting) break;
+                passes += Pass();
+                Drain(t >= warmup);
+            }
+            if (t >= warmup) {
+                worldMs.push_back(Ms(moved - start));
+                noticeMs.push_back(Ms(notified - moved));
+                passMs.push_back(Ms(passes));
+                tickMs.push_back(Ms(passes + (notified - start)));
+            }
+        }
+        platform::SetCounterSource(nullptr);
+
+        double perClientTick = double(m_uiBytes - bytesBefore) / double(m_Options.ticks) / double(m_Options.clients);
+        std::printf("-- steady state: %d game ticks --\n", m_Options.ticks);
+        std::printf("server CPU per game tick (tick, movement and notices, one normal and one extra update per "
+                    "client): median %.2f ms, 99th percentile %.2f ms, max %.2f ms\n",
+                    Percentile(tickMs, 0.5), Percentile(tickMs, 0.99), Percentile(tickMs, 1.0));
+        std::printf("  of which: moving %zu entities in the world's grid (the rules' part) median %.2f ms; their "
+                    "change notices median %.2f ms; the passes with the game tick and the updates median %.2f ms, "
+                    "99th percentile %.2f ms\n",
+                    m_Movers.size(), Percentile(worldMs, 0.5), Percentile(noticeMs, 0.5), Percentile(passMs, 0.5),
+                    Percentile(passMs, 0.99));
+        std::printf("bytes sent per client per tick: %.0f\n", perClientTick);
+
+        auto& n = m_SampleWorld.counts;
+        int predicted = n[0x25] + n[0x26] + n[0x27] + n[0x28];
+        std::printf("client 0's stream over %d ticks: %llu bytes; position messages: %d x 0x25 (1 byte), "
+                    "%d x 0x26 (4), %d x 0x27 (7), %d x 0x28 (13), %d x 0x52 (25), %d x 0x70 exact (13); "
+                    "%d selections 0x2E (2), %d bindings 0x2F (6)\n",
+                    m_Options.ticks, (unsigned long long)m_uiSampleBytes, n[0x25], n[0x26], n[0x27], n[0x28],
+                    n[0x52], n[0x70], n[0x2E], n[0x2F]);
+        if (predicted)
+            std::printf("predicted positions (the moving players near it): %.1f%% at the 1-byte minimum, %.2f bytes "
+                        "each on average\n",
+                        100.0 * n[0x25] / predicted,
+                        double(n[0x25] * 1 + n[0x26] * 4 + n[0x27] * 7 + n[0x28] * 13) / predicted);
+    }
+
+private:
+    Options m_Options;
+    Server m_Server;
+    std::vector<ClientServerPipe*> m_Pipes;
+    std::vector<Mover> m_Movers;
+    uint64_t m_uiBytes = 0;
+    uint64_t m_uiSampleBytes = 0;
+    replication_stream::ClientWorld m_SampleWorld;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options o;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        std::string a = argv[i];
+        int v = std::atoi(argv[i + 1]);
+        if (a == "--clients") o.clients = v;
+        else if (a == "--pads") o.pads = v;
+        else if (a == "--zorbins") o.zorbins = v;
+        else if (a == "--ticks") o.ticks = v;
+        else if (a == "--update-size") o.updateSize = uint32_t(v);
+        else if (a == "--settle") o.settleSeconds = v;
+    }
+    // The chat log goes to a folder of its own.
+    char folder[] = "/tmp/bench_replication_XXXXXX";
+    if (!mkdtemp(folder) || chdir(folder) != 0) return 1;
+
+    auto bench = std::make_unique<Bench>(o);
+    auto start = Clock::now();
+    bench->BuildWorld();
+    std::printf("world built in %.0f ms\n", Ms(Clock::now() - start));
+    bench->LoginPhase();
+    bench->SteadyPhase();
+    bench.reset();
+    std::string cleanup = std::string("rm -rf ") + folder;
+    return std::system(cleanup.c_str()) == 0 ? 0 : 1;
+}
