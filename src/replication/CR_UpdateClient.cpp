@@ -63,8 +63,13 @@ bool MovesOften(const Server_Entity* e) {
 void ProcessLeftOvers(Server_Client& c, VUKFastArray_WithLinkBacks<Server_Entity*>& list, bool players) {
     const uint32_t slot = c.Slot();
     const VUKVector& here = c.m_pPlayer->m_vPosition;
+    // View records lie all over their pool: fetch the one handled a few entities later while
+    // this one is encoded. A handled entity's place is taken by the list's last one, so the
+    // entities to come are read from the end.
+    constexpr uint32_t kAhead = 8;
     uint32_t i = 0;
     while (i < list.Count() && c.HandleFullPacket()) {
+        if (list.Count() > i + kAhead) __builtin_prefetch(list[list.Count() - kAhead]->GetClientView(slot));
         Server_Entity* e = list[i];
         float distance = players ? kLeftOverPlayers : LeftOverDistance(e);
         if (distance > 0.0f && !Near(e->m_vPosition, here, distance)) {
