@@ -1,58 +1,9 @@
-// The field-delta helpers, size, texture, label and the box, princess and Zorbin encoders.
+// Size, texture, label and the add messages, and the box, princess and Zorbin encoders.
 #include <string>
 
 #include "unit/replication/EncoderFixture.h"
 
 namespace {
-
-using FieldHelpers = EncoderTest;
-
-TEST_F(FieldHelpers, WriteTypeAndValueOnlyWhenTheyDifferAndCopyIntoTheView) {
-    unsigned int u = 0x01020304, uView = 0;
-    m_Client->UC_Update_UINT(0x16, &u, &uView);
-    EXPECT_EQ(Written(), (Bytes{0x16, 0x04, 0x03, 0x02, 0x01}));
-    EXPECT_EQ(uView, 0x01020304u);
-    m_Client->UC_Update_UINT(0x16, &u, &uView);
-    EXPECT_TRUE(Written().empty());
-
-    short s = -2, sView = 0;
-    m_Client->UC_Update_SignedShortINT_As_UINT(0x1D, &s, &sView);
-    EXPECT_EQ(Written(), (Bytes{0x1D, 0xFE, 0xFF, 0xFF, 0xFF}));
-
-    float f = 1.5f, fView = 1.0f;
-    m_Client->UC_Update_Float(0x6E, &f, &fView);
-    EXPECT_EQ(Written(), (Bytes{0x6E} + F32(kF1_5)));
-
-    bool b = true, bView = false;
-    m_Client->UC_Update_Bool(0x7C, &b, &bView);
-    EXPECT_EQ(Written(), (Bytes{0x7C, 1}));
-
-    unsigned char c = 200, cView = 0;
-    m_Client->UC_Update_Byte(0x6D, &c, &cView);
-    EXPECT_EQ(Written(), (Bytes{0x6D, 200}));
-    m_Client->UC_Update_Byte(0x6D, &c, &cView);
-    EXPECT_TRUE(Written().empty());
-}
-
-TEST_F(FieldHelpers, StringsCarryAFourByteOrAOneByteLength) {
-    std::string sent;
-    m_Client->UC_Update_String(0x71, "red", sent);
-    EXPECT_EQ(Written(), (Bytes{0x71} + U32(3) + Text("red")));
-    EXPECT_EQ(sent, "red");
-    m_Client->UC_Update_String(0x71, "red", sent);
-    EXPECT_TRUE(Written().empty());
-    std::string sent255;
-    m_Client->UC_Update_String255(0x5B, "red", sent255);
-    EXPECT_EQ(Written(), (Bytes{0x5B, 3} + Text("red")));
-}
-
-TEST_F(FieldHelpers, FloatThatIsNoNumberIsSentEveryTime) {
-    float nan = __builtin_nanf(""), view = 0.0f;
-    m_Client->UC_Update_Float(0x54, &nan, &view);
-    EXPECT_EQ(Written().size(), 5u);
-    m_Client->UC_Update_Float(0x54, &nan, &view);
-    EXPECT_EQ(Written().size(), 5u);
-}
 
 class FieldEncoders : public EncoderTest {
 protected:

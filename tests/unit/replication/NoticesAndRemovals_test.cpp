@@ -31,17 +31,6 @@ TEST_F(Notices, LoginAttachesEveryEntityButFireBlocks) {
     EXPECT_EQ(ann.client->m_AttachedEntities.Count(), 3u);
 }
 
-TEST_F(Notices, AttachingLeavesTheServerLockAsItWas) {
-    auto ann = LogIn("ann");
-    {
-        ServerLockGuard lock(server().m_ServerLock);
-        server().AddAlmostAllEntitiesToNewClient(ann.client);
-        EXPECT_TRUE(server().m_ServerLock.IsHeld());
-    }
-    server().AddAlmostAllEntitiesToNewClient(ann.client);
-    EXPECT_FALSE(server().m_ServerLock.IsHeld());
-}
-
 TEST_F(Notices, FireBlockMadeAfterLoginReachesTheClientThroughItsNotice) {
     auto ann = LogIn("ann");
     Settle(ann);

@@ -112,13 +112,6 @@ TEST_F(PositionEncoding, FireBlocksAreNeverResynced) {
     EXPECT_EQ(Written(), (Bytes{0x26, 10, 0, 0}));
 }
 
-TEST_F(PositionEncoding, ResyncDropsTheViewRotationWhenAllAnglesAreZero) {
-    m_pView->SetYaw(1.0f);
-    m_pView->m_usStepsSinceResync = 1000;
-    MoveTo(0.0f, 0.0f, 0.0f);
-    EXPECT_EQ(m_pView->m_pRotation, nullptr);
-}
-
 TEST_F(PositionEncoding, PositionMessagesSelectTheirObject) {
     Server_Entity* other = Make(kKindTalvyCube);
     Server_Client_Entity* otherView = Track(other);
@@ -145,11 +138,6 @@ TEST_F(PositionEncoding, YawCorrectionInTenthsThenSteadyTurning) {
 
 TEST_F(PositionEncoding, YawCorrectionOfTwelveOrMoreGoesAsFloat) {
     EXPECT_EQ(YawTo(12.0f), (Bytes{0x2C} + F32(0x41400000)));
-}
-
-TEST_F(PositionEncoding, YawWithinATenThousandthIsNotSent) {
-    YawTo(1.0f);
-    EXPECT_TRUE(YawTo(1.00005f).empty());
 }
 
 TEST_F(PositionEncoding, ViewRotationGoesWhenTheYawReturnsToZero) {

@@ -237,15 +237,6 @@ TEST_F(UpdateCycle, ExtraUpdateSendsNoOwnPlayerScoresWindowOrTickMark) {
     EXPECT_FALSE(ann.client->m_bFirstPassMarkSent);
 }
 
-TEST_F(UpdateCycle, KickedClientGetsNothing) {
-    auto ann = LogIn("ann");
-    ann.client->m_bKicked = true;
-    server().m_uiTickCount = 3;
-    EXPECT_TRUE(NormalUpdate(ann).empty());
-    ann.client->UpdateClient_ExtraPacket();
-    EXPECT_TRUE(ann.TakeAll().empty());
-}
-
 TEST_F(UpdateCycle, OwnPlayerComesFirstWithThePlatformItStandsOn) {
     auto ann = LogIn("ann");
     Settle(ann);
