@@ -162,6 +162,7 @@ void VukHeap_FreeElementStack::Push(uint8_t* p) {
         ++m_uiCommittedPages;
     }
     m_pEntries[m_uiCount] = Entry{p, 1};
+    m_bInReverseOrder = false;
     if (m_uiCount == 0) {
         m_bInOrder = true;
         m_pFirstAddress = p;
@@ -201,9 +202,33 @@ void VukHeap_FreeElementStack::Pop() {
     Pop(&ignored);
 }
 
+namespace {
+
+// Moves the live entries to the front in their order; the rest become dead entries. The count
+// stays, so the hole count is what sorting the dead entries behind the live ones would leave.
+uint32_t LiveEntriesFirst(VukHeap_FreeElementStack::Entry* entries, uint32_t count) {
+    uint32_t live = 0;
+    for (uint32_t i = 0; i < count; ++i)
+        if (!IsDead(entries[i])) entries[live++] = entries[i];
+    for (uint32_t i = live; i < count; ++i) entries[i].m_uiRunLength = 0;
+    return live;
+}
+
+} // namespace
+
+// Both orderings run every minute over stacks that can hold millions of entries. When the live
+// entries are already known to be in the opposite order, reversing them gives exactly what the
+// sort would, in linear time.
 void VukHeap_FreeElementStack::RearrangeElementsIntoOrder() {
     if (m_bInOrder) return;
-    std::sort(m_pEntries, m_pEntries + m_uiCount, _PHFES_CompareElements);
+    if (m_bInReverseOrder) {
+        uint32_t live = LiveEntriesFirst(m_pEntries, m_uiCount);
+        std::reverse(m_pEntries, m_pEntries + live);
+    } else {
+        std::sort(m_pEntries, m_pEntries + m_uiCount,
+                  [](const Entry& a, const Entry& b) { return _PHFES_CompareElements(a, b); });
+    }
+    m_bInReverseOrder = false;
     m_bInOrder = true;
     if (m_uiCount > 0) {
         m_pFirstAddress = m_pEntries[0].m_pAddress;
@@ -213,8 +238,17 @@ void VukHeap_FreeElementStack::RearrangeElementsIntoOrder() {
 
 void VukHeap_FreeElementStack::RearrangeElementsIntoReverseOrder() {
     if (m_uiCount <= 1) return;
+    if (m_bInOrder) {
+        uint32_t live = LiveEntriesFirst(m_pEntries, m_uiCount);
+        std::reverse(m_pEntries, m_pEntries + live);
+    } else if (!m_bInReverseOrder) {
+        std::sort(m_pEntries, m_pEntries + m_uiCount,
+                  [](const Entry& a, const Entry& b) { return _PHFES_CompareElements_Reverse(a, b); });
+    } else {
+        LiveEntriesFirst(m_pEntries, m_uiCount);
+    }
     m_bInOrder = false;
-    std::sort(m_pEntries, m_pEntries + m_uiCount, _PHFES_CompareElements_Reverse);
+    m_bInReverseOrder = true;
 }
 
 void VukHeap_FreeElementStack::CombineNeighbors() {

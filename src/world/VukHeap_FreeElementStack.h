@@ -88,6 +88,8 @@ private:
     uint32_t m_uiElementSize = 0;
     uint32_t m_uiCapacity = 0;
     bool m_bInOrder = true;
+    // The live entries are known to be in ascending order (the tidy pass's intermediate state).
+    bool m_bInReverseOrder = false;
     uint8_t* m_pFirstAddress = nullptr;
     uint8_t* m_pLastAddress = nullptr;
     uint32_t m_uiCommittedPages = 0;
