@@ -3,7 +3,6 @@
 // to the whole world, the slice-wise filing into its pending grid, and the teardown at shutdown.
 #include "core/Server.h"
 #include "platform/Clock.h"
-#include "replication/PendingGridZones.h"
 #include "replication/Server_Client.h"
 #include "world/Server_Client_Entity.h"
 #include "world/Server_Entity.h"
@@ -207,7 +206,7 @@ void Server::InformClients_EntityUpdated(Server_Entity* entity) {
     if (entity->m_ucRuleFlags & kRuleQueuedForRemoval) return;
     if (m_Clients.Empty()) return;
     // Every client's pending grid has the same geometry: one key serves them all.
-    uint32_t zones = replication::PendingGridZoneKey(m_Clients[0]->m_PendingGrid, entity);
+    uint32_t zones = m_Clients[0]->m_PendingGrid.ZoneKey(entity);
     bool sameZones = zones != 0 && zones == entity->m_uiPendingGridZones;
     for (Server_Client* client : m_Clients)
         if (client->m_pPlayer) client->Inform_EntityUpdated(entity, sameZones);

@@ -106,9 +106,10 @@ public:
     static void operator delete(void* p);
 
     uint32_t m_uiPassStamp = 0;  // stamp of the last clipping sweep that tested this entity
-    // Zones of the clients' pending grids the last change notice filed the entity in (a key of
-    // the replication layer; 0 unknown), so that a move within them need not file it again.
+    // Zone keys (VUK_Grid::ZoneKey; 0 unknown) of where the entity was last filed in the world's
+    // grid and in the clients' pending grids, so that a move within them need not file it again.
     uint32_t m_uiPendingGridZones = 0;
+    uint32_t m_uiWorldGridZones = 0;
     PFAE_InfoList m_GroupLinks{8};
     PFAE_InfoList m_ZoneLinks{8};
     ReferringPlayerList m_ReferringPlayers;

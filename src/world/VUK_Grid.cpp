@@ -113,6 +113,61 @@ void VUK_Grid::GetEntityBounds(const Server_Entity* e, bool rotated, VUKVector* 
     *high = e->m_vPosition + h;
 }
 
+namespace {
+
+// One axis of the filing walk: the first index and how many consecutive ones follow.
+struct AxisZones {
+    int first = -1;
+    int count = 0;
+    bool consecutive = true;
+};
+
+constexpr int kMaxKeyZones = 7;
+
+template <typename IndexOf>
+AxisZones WalkAxis(float low, float high, float min, float max, float size, IndexOf indexOf) {
+    AxisZones a;
+    int last = -1;
+    for (float c = SkipToGrid(low, min, size); c <= high + size && c < max; c += size) {
+        int i = indexOf(c);
+        if (i < 0) continue;
+        if (a.count == 0)
+            a.first = i;
+        else if (i != last + 1)
+            a.consecutive = false;
+        last = i;
+        if (++a.count > kMaxKeyZones) break;
+    }
+    return a;
+}
+
+uint32_t BitsFor(uint32_t count) {
+    uint32_t bits = 0;
+    while ((1u << bits) < count) ++bits;
+    return bits;
+}
+
+} // namespace
+
+uint32_t VUK_Grid::ZoneKey(const Server_Entity* e) const {
+    constexpr uint32_t kValid = 1u << 31;
+    VUKVector low, high;
+    GetEntityBounds(e, true, &low, &high);
+    AxisZones x = WalkAxis(low.x, high.x, m_fMinX, m_fMaxX, m_fZoneSizeX, [this](float c) { return IndexX(c); });
+    AxisZones y = WalkAxis(low.y, high.y, m_fMinY, m_fMaxY, m_fZoneSizeY, [this](float c) { return IndexY(c); });
+    AxisZones z = WalkAxis(low.z, high.z, m_fMinZ, m_fMaxZ, m_fZoneSizeZ, [this](float c) { return IndexZ(c); });
+    if (x.count == 0 || y.count == 0 || z.count == 0) return kValid; // filed nowhere
+    uint32_t key = 0, shift = 0;
+    for (auto [a, axisCount] : {std::pair{x, m_uiZoneCount}, std::pair{z, m_uiRowCount}, std::pair{y, m_uiLayerCount}}) {
+        if (!a.consecutive || a.count > kMaxKeyZones) return 0;
+        uint32_t bits = BitsFor(axisCount);
+        if (shift + bits + 3 > 31) return 0;
+        key |= uint32_t(a.first) << shift | uint32_t(a.count) << (shift + bits);
+        shift += bits + 3;
+    }
+    return kValid | key;
+}
+
 void VUK_Grid::AddEntity(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly) {
     VUKVector low, high;
     GetEntityBounds(e, true, &low, &high);

@@ -32,6 +32,10 @@ public:
     void AddEntity_NonRotated(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly);
     // The box AddEntity files e by.
     static void GetEntityBounds(const Server_Entity* e, bool rotated, VUKVector* low, VUKVector* high);
+    // The zones AddEntity would file e in, as one comparable value: equal non-zero keys mean the
+    // same zones. 0 when that cannot be told cheaply (more than seven zones along an axis, or
+    // indices too wide for the key). Moves within the same zones then need no re-filing.
+    uint32_t ZoneKey(const Server_Entity* e) const;
 
     // Index of c on an axis, or -1 when c lies outside the grid.
     int IndexX(float c) const { return AxisIndex(c, m_fMinX, m_fZoneSizeX, m_uiZoneCount); }

@@ -100,6 +100,7 @@ void World::RemoveEntityFromGroups(Server_Entity* e) {
 void World::AddEntityToZonesAndGroups(Server_Entity* e) {
     AddEntityToGroups(e);
     m_Grid.AddEntity(e, &e->m_ZoneLinks, false);
+    e->m_uiWorldGridZones = m_Grid.ZoneKey(e);
 }
 
 void World::UpdateGroupsAndZonesEntityIsIn(Server_Entity* e) {
@@ -109,8 +110,13 @@ void World::UpdateGroupsAndZonesEntityIsIn(Server_Entity* e) {
 }
 
 void World::UpdateZonesEntityIsIn(Server_Entity* e) {
+    // Movers mostly stay within their zones from one tick to the next; filing them again would
+    // only reshuffle the zone arrays.
+    uint32_t key = m_Grid.ZoneKey(e);
+    if (key != 0 && key == e->m_uiWorldGridZones && e->m_ZoneLinks.Count() > 0) return;
     ZL_RemoveEntityFromZonesOnly(e, &e->m_ZoneLinks);
     m_Grid.AddEntity(e, &e->m_ZoneLinks, false);
+    e->m_uiWorldGridZones = key;
 }
 
 void World::ProperDestroy(Server_Entity* e) {
