@@ -132,17 +132,8 @@ void VukHeap::FreeOne(void* pointer) {
 
 void VukHeap::L2_OptimizeFreeElementStack() {
     ReleaseUnusedPages();
-    VukHeap_FreeElementStack& stack = *m_pFreeStack;
-    stack.RearrangeElementsIntoReverseOrder();
-    while (m_pTop != m_pBase) {
-        uint8_t* next;
-        if (!stack.Peek(&next) || next != m_pTop - m_uiElementSize) break;
-        stack.Pop();
-        m_pTop -= m_uiElementSize;
-    }
-    stack.RearrangeElementsIntoOrder();
-    stack.CombineNeighbors();
-    stack.ReleaseUnusedPages();
+    m_pTop = m_pFreeStack->AbsorbIntoTopAndSort(m_pTop, m_pBase);
+    m_pFreeStack->ReleaseUnusedPages();
     if (m_pNext) m_pNext->L2_OptimizeFreeElementStack();
 }
 

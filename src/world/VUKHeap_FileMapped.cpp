@@ -104,16 +104,7 @@ void VukHeap_FileMapped::FreeOne(void* pointer) {
 }
 
 void VukHeap_FileMapped::L2_OptimizeFreeElementStack() {
-    VukHeap_FreeElementStack& stack = *m_pFreeStack;
-    stack.RearrangeElementsIntoReverseOrder();
-    while (m_pTop != m_pView) {
-        uint8_t* next;
-        if (!stack.Peek(&next) || next != m_pTop - m_uiElementSize) break;
-        stack.Pop();
-        m_pTop -= m_uiElementSize;
-    }
-    stack.RearrangeElementsIntoOrder();
-    stack.CombineNeighbors();
+    m_pTop = m_pFreeStack->AbsorbIntoTopAndSort(m_pTop, m_pView);
     if (m_pNext) m_pNext->L2_OptimizeFreeElementStack();
 }
 

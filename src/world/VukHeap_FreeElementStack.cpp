@@ -264,3 +264,16 @@ void VukHeap_FreeElementStack::CombineNeighbors() {
         }
     }
 }
+
+uint8_t* VukHeap_FreeElementStack::AbsorbIntoTopAndSort(uint8_t* top, uint8_t* base) {
+    RearrangeElementsIntoReverseOrder();
+    while (top != base) {
+        uint8_t* next;
+        if (!Peek(&next) || next != top - m_uiElementSize) break;
+        Pop();
+        top -= m_uiElementSize;
+    }
+    RearrangeElementsIntoOrder();
+    CombineNeighbors();
+    return top;
+}

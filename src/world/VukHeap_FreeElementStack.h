@@ -67,6 +67,9 @@ public:
     // Ascending addresses, so that the highest free run is on top.
     void RearrangeElementsIntoReverseOrder();
     void CombineNeighbors();
+    // The tidy of a pool: the single free slots just below top are given back to it, the rest
+    // are put in descending order and neighbouring runs merged. Returns the new top.
+    uint8_t* AbsorbIntoTopAndSort(uint8_t* top, uint8_t* base);
 
     uint32_t Count() const { return m_uiCount; }
     const Entry& EntryAt(uint32_t i) const { return m_pEntries[i]; }
