@@ -61,6 +61,7 @@ VukHeap::VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name, 
     }
     m_uiShift = ShiftFor(elementSize);
     m_bPowerOfTwo = elementSize != 0 && (elementSize & (elementSize - 1)) == 0;
+    m_ChainRanges.push_back({m_pBase, m_pEnd});
 }
 
 VukHeap::~VukHeap() noexcept(false) {
@@ -108,6 +109,9 @@ uint8_t* VukHeap::AllocateOne() {
     }
     if (!m_pNext) {
         m_pNext = std::make_unique<VukHeap>(m_uiElementSize, m_uiElementCount, m_strName.c_str());
+        m_pNext->m_pHead = m_pHead;
+        m_pNext->m_uiDepth = m_uiDepth + 1;
+        m_pHead->m_ChainRanges.push_back({m_pNext->m_pBase, m_pNext->m_pEnd});
         char text[512];
         snprintf(text, sizeof text, "DEBUG INFO: Additional heap created for %s objects.", m_strName.c_str());
         LogChat("VukHeap", text);
@@ -120,7 +124,10 @@ void VukHeap::FreeOne(void* pointer) {
     if (p < m_pBase || p >= m_pEnd) {
         if (!m_pNext) throw WorldFatalError("VukHeap::FreeOne: pointer from no pool of " + m_strName);
         m_pNext->FreeOne(p);
-        if (m_pNext->m_uiLiveCount == 0 && (!m_pNext->m_pNext || m_pNext->m_pNext->CanBeFreed())) m_pNext.reset();
+        if (m_pNext->m_uiLiveCount == 0 && (!m_pNext->m_pNext || m_pNext->m_pNext->CanBeFreed())) {
+            m_pNext.reset();
+            m_pHead->m_ChainRanges.resize(m_uiDepth + 1);
+        }
         return;
     }
     if (p == m_pTop - m_uiElementSize) m_pTop = p;
@@ -196,12 +203,13 @@ void VukHeap::ReleaseUnusedPages() {
 uint32_t VukHeap::HandleOf(const void* pointer) const {
     if (!pointer) return 0;
     const uint8_t* p = static_cast<const uint8_t*>(pointer);
-    uint64_t depth = 0;
-    for (const VukHeap* heap = this; heap; heap = heap->m_pNext.get(), ++depth) {
-        if (p < heap->m_pBase || p >= heap->m_pEnd) continue;
-        size_t offset = size_t(p - heap->m_pBase);
+    const std::vector<ChainRange>& ranges = m_pHead->m_ChainRanges;
+    for (size_t depth = m_uiDepth; depth < ranges.size(); ++depth) {
+        const ChainRange& range = ranges[depth];
+        if (p < range.m_pBase || p >= range.m_pEnd) continue;
+        size_t offset = size_t(p - range.m_pBase);
         size_t slot = m_bPowerOfTwo ? offset >> m_uiShift : offset / m_uiElementSize;
-        uint64_t handle = depth * m_uiElementCount + slot + 1;
+        uint64_t handle = uint64_t(depth - m_uiDepth) * m_uiElementCount + slot + 1;
         if (slot * m_uiElementSize != offset || handle > UINT32_MAX)
             throw WorldFatalError("VukHeap::HandleOf: no element handle in " + m_strName);
         return uint32_t(handle);
@@ -213,13 +221,10 @@ uint8_t* VukHeap::FromHandle(uint32_t handle) const {
     if (handle == 0) return nullptr;
     uint32_t value = handle - 1;
     if (value < m_uiElementCount) return m_pBase + size_t(value) * m_uiElementSize;
-    const VukHeap* heap = this;
-    while (value >= m_uiElementCount) {
-        heap = heap->m_pNext.get();
-        if (!heap) throw WorldFatalError("VukHeap::FromHandle: stale handle in " + m_strName);
-        value -= m_uiElementCount;
-    }
-    return heap->m_pBase + size_t(value) * m_uiElementSize;
+    size_t depth = m_uiDepth + value / m_uiElementCount;
+    const std::vector<ChainRange>& ranges = m_pHead->m_ChainRanges;
+    if (depth >= ranges.size()) throw WorldFatalError("VukHeap::FromHandle: stale handle in " + m_strName);
+    return ranges[depth].m_pBase + size_t(value % m_uiElementCount) * m_uiElementSize;
 }
 
 // ---- the global pools ------------------------------------------------------------------------

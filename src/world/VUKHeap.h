@@ -19,6 +19,7 @@
 #include <memory>
 #include <string>
 #include <vector>
+#include <vector>
 
 #include "world/VukHeap_FreeElementStack.h"
 
@@ -97,6 +98,15 @@ private:
     uint32_t m_uiPageCount = 0;
     uint32_t m_uiLiveCount = 0;
     uint64_t m_uiCommittedPages = 0;
+    // The ranges of every pool of the chain, kept by its first pool, so that handles are found
+    // without walking the chain: entry i belongs to the pool at depth i.
+    struct ChainRange {
+        uint8_t* m_pBase;
+        uint8_t* m_pEnd;
+    };
+    VukHeap* m_pHead = this;
+    uint32_t m_uiDepth = 0;
+    std::vector<ChainRange> m_ChainRanges;
     size_t m_uiReservedBytes = 0;
     Lifetime m_Lifetime = Lifetime::Scoped;
     uint32_t m_uiShift = 0;       // log2 of the element size when it is a power of two

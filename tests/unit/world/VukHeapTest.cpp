@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include <cstring>
 #include <memory>
 #include <sys/mman.h>
@@ -286,6 +288,28 @@ TEST(VukHeapHandles, HandlesRoundTripOverTheChain) {
     heap.FreeOne(c);
     heap.FreeOne(b);
     heap.FreeOne(a);
+}
+
+TEST(VukHeapHandles, HandlesFollowTheChainAsItEmptiesAndGrowsAgain) {
+    WorkingFolder folder;
+    VukHeap heap(24, 2, "HandleChainHeap");
+    std::vector<uint8_t*> p;
+    for (int i = 0; i < 6; ++i) p.push_back(heap.AllocateOne()); // three pools of two
+    EXPECT_EQ(heap.HandleOf(p[5]), 6u);
+    EXPECT_EQ(heap.FromHandle(6), p[5]);
+    EXPECT_EQ(heap.FromHandle(4), p[3]);
+    // Emptying the last two pools deletes them: their handles are stale.
+    for (int i = 5; i >= 2; --i) heap.FreeOne(p[size_t(i)]);
+    EXPECT_EQ(heap.Next(), nullptr);
+    EXPECT_THROW(heap.FromHandle(3), WorldFatalError);
+    EXPECT_THROW(heap.HandleOf(p[4]), WorldFatalError);
+    // A new chained pool takes depth 1 again.
+    uint8_t* again = heap.AllocateOne();
+    EXPECT_EQ(heap.HandleOf(again), 3u);
+    EXPECT_EQ(heap.FromHandle(3), again);
+    heap.FreeOne(again);
+    heap.FreeOne(p[1]);
+    heap.FreeOne(p[0]);
 }
 
 // ---- errors --------------------------------------------------------------------------------------
