@@ -16,6 +16,7 @@ Packet* ClientServerPipe::TakeToServer(unsigned channel) {
     if (channel >= kChannelCount) return nullptr;
     std::lock_guard<std::mutex> lock(m_ToServerLocks[channel]);
     if (m_ToServer[channel].Empty()) return nullptr;
+    m_uiInboundWaiting.fetch_sub(1, std::memory_order_relaxed);
     return m_ToServer[channel].RemoveFront();
 }
 
@@ -26,6 +27,7 @@ void ClientServerPipe::PushToServer(unsigned channel, Packet* packet) {
     }
     std::lock_guard<std::mutex> lock(m_ToServerLocks[channel]);
     m_ToServer[channel].Append(packet);
+    m_uiInboundWaiting.fetch_add(1, std::memory_order_release);
 }
 
 Packet* ClientServerPipe::TakeToClient(unsigned channel) {

@@ -1,6 +1,7 @@
 // The only meeting place of the UDP thread and the server thread for one client: sixteen
 // queues of whole messages each way, each with its own lock, and the connection flags.
 #pragma once
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -64,6 +65,10 @@ public:
     Packet* TakeToServer(unsigned channel);
     // UDP thread counterparts.
     void PushToServer(unsigned channel, Packet* packet);
+    // Messages from the client not yet taken, over all channels: the server thread passes over
+    // a quiet client without taking its sixteen locks. A message pushed meanwhile is seen on
+    // the next look.
+    bool AnyInboundWaiting() const { return m_uiInboundWaiting.load(std::memory_order_acquire) != 0; }
     Packet* TakeToClient(unsigned channel);
     void SetUnackedCount(unsigned channel, uint32_t count);
     uint32_t UnackedCount(unsigned channel);
@@ -84,4 +89,5 @@ public:
     std::mutex m_ToServerLocks[kChannelCount];
     std::mutex m_ToClientLocks[kChannelCount];
     std::mutex m_PipeLock;
+    std::atomic<uint32_t> m_uiInboundWaiting{0};
 };

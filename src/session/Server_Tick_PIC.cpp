@@ -90,7 +90,8 @@ bool Server::PIC() {
     for (size_t tried = 0; tried < count && !packet; ++tried) {
         Server_Client* candidate = m_Clients[m_uiIncomingCursor];
         if (++candidate->m_uiIncomingChannelCursor >= kChannelCount) candidate->m_uiIncomingChannelCursor = 0;
-        for (unsigned c = 0; c < kChannelCount; ++c) {
+        // Trying all sixteen empty channels would bring the cursor back to where it is now.
+        for (unsigned c = 0; c < kChannelCount && candidate->m_Pipe.AnyInboundWaiting(); ++c) {
             packet = candidate->m_Pipe.TakeToServer(candidate->m_uiIncomingChannelCursor);
             if (packet) break;
             if (++candidate->m_uiIncomingChannelCursor >= kChannelCount) candidate->m_uiIncomingChannelCursor = 0;
