@@ -8,6 +8,7 @@
 //    datagrams per second of its own CPU time, compared with the floor.
 // 3. With the server binary (next to this program, or --server): for each N, N clients send 30
 //    records 29 per second; prints server CPU time per datagram and resident memory per client.
+#include <climits>
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -353,7 +354,11 @@ int main(int argc, char** argv) {
     std::vector<size_t> counts = {1, 32, 128};
     for (int i = 1; i + 1 < argc; i += 2) {
         std::string a = argv[i];
-        if (a == "--server") server = argv[i + 1];
+        if (a == "--server") {
+            // The server runs in a folder of its own: a relative path must not depend on ours.
+            char absolute[PATH_MAX];
+            server = realpath(argv[i + 1], absolute) ? absolute : argv[i + 1];
+        }
         else if (a == "--anchor") anchor = argv[i + 1];
         else if (a == "--seconds") seconds = std::atof(argv[i + 1]);
         else if (a == "--clients") {
