@@ -29,7 +29,6 @@ void ReadTestHooksFromEnvironment() {
     const char* enabled = std::getenv("QUORVANE_TEST_HOOKS");
     g_TestHooks = TestHooks();
     if (!enabled || std::string(enabled) != "1") return;
-    g_TestHooks.enabled = true;
     g_TestHooks.crashKey = true;
     if (const char* idle = std::getenv("QUORVANE_TEST_PEER_IDLE_SECONDS")) {
         float seconds = std::strtof(idle, nullptr);

@@ -48,7 +48,6 @@ extern ProcessInformation g_pi;
 // Test seams that production never turns on by accident: only the environment variable
 // QUORVANE_TEST_HOOKS=1 enables them.
 struct TestHooks {
-    bool enabled = false;
     // Console key '!' throws out of the main loop, to exercise the crash path.
     bool crashKey = false;
     // Idle time-out of a silent peer in seconds (production: 30).

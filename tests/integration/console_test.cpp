@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <dirent.h>
 #include <sys/stat.h>
 #include <thread>
 
+#include "platform/Files.h"
 #include "support/ServerProcess.h"
 #include "support/TempDir.h"
 
@@ -40,14 +40,8 @@ const std::string kActive = "Server active...\nType Q to save, stop the server, 
 
 std::string ReadChatLog(const TempDir& dir) {
     std::string all;
-    for (const auto& name : {std::string("chat_logs")}) {
-        std::string folder = dir.File(name);
-        if (DIR* d = opendir(folder.c_str())) {
-            while (dirent* e = readdir(d))
-                if (std::string(e->d_name).rfind("vuk_chat_", 0) == 0) all += dir.Read(name + "/" + e->d_name);
-            closedir(d);
-        }
-    }
+    for (const std::string& name : platform::ListDirectorySorted(dir.File("chat_logs"), ".log"))
+        all += dir.Read("chat_logs/" + name);
     return all;
 }
 
@@ -109,12 +103,8 @@ TEST(ConsoleKeys, SaveThenQuitPrintsTheSaveLinesAndExitsZero) {
     // Two saves, each writing both files and a dated backup of each.
     EXPECT_EQ(dir.Read("KRV1_Data.krv").substr(0, 1), "\x0b");
     EXPECT_EQ(dir.Read("VUK_Players.krv"), "\x0b");
-    size_t backups = 0;
-    if (DIR* d = opendir(dir.File("backups").c_str())) {
-        while (dirent* e = readdir(d)) backups += e->d_name[0] != '.';
-        closedir(d);
-    }
-    EXPECT_GE(backups, 2u); // saves within one second share their backup names
+    // Saves within one second share their backup names.
+    EXPECT_GE(platform::ListDirectorySorted(dir.File("backups"), ".krv").size(), 2u);
     std::string log = ReadChatLog(dir);
     EXPECT_NE(log.find("] LOG: Starting Server\r\n"), std::string::npos);
     EXPECT_NE(log.find("] LOG: Server is now active.\r\n"), std::string::npos);
