@@ -20,11 +20,11 @@
 #include <vector>
 
 #include "core/Server.h"
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "net/Packet.h"
 #include "persist/Server_File.h"
 #include "platform/Files.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 

@@ -42,7 +42,7 @@
 #include "net/Packet.h"
 #include "platform/Clock.h"
 #include "replication/Server_Client.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 

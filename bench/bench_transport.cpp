@@ -33,7 +33,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "headless/HeadlessSwarm.h"
 #include "headless/Records.h"
 #include "net/ClientServerPipe.h"

@@ -14,7 +14,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "world/Server_Client_Entity.h"
 #include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/VUK_Zone.h"
@@ -236,8 +236,7 @@ void Run(uint32_t slots, size_t pads) {
     for (Server_Entity* e : made) w.ProperDestroy(e);
     double destroy = NsPer(t, pads);
     std::printf("\n%-44s %10.0f\n", "destroy (ns/op)", destroy);
-    OptimizeWorldHeaps(WorldHeapGroup::BeforeServerClient);
-    OptimizeWorldHeaps(WorldHeapGroup::AfterServerClient);
+    OptimizeGlobalHeaps();
     std::printf("%-44s %10llu\n", "pool pages still committed after destroy",
                 (unsigned long long)(g_VukHeap_ServerEntity.ChainCommittedPages() + g_VukHeap_PFAE_Info.ChainCommittedPages() +
                                      g_VukHeap_VukZone.ChainCommittedPages() + g_VukHeap_VukZoneLine.ChainCommittedPages()));

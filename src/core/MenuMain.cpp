@@ -7,9 +7,9 @@
 #include <unistd.h>
 #include <vector>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "core/ServerMain.h"
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "platform/Console.h"
 #include "platform/Files.h"
@@ -52,7 +52,7 @@ void RunServerUntilClean(bool logReturn) {
 }
 
 void PrintUsage() {
-    platform::ErrorWrite("usage: quorvane [--port N] [--auto] [--dir PATH]\n");
+    platform::ErrorWrite("usage: quorvane [--port N] [--auto] [--dir PATH] [--peer-timeout SECONDS]\n");
 }
 
 bool ParsePort(const char* text, uint32_t* port) {
@@ -60,6 +60,14 @@ bool ParsePort(const char* text, uint32_t* port) {
     long value = std::strtol(text, &end, 10);
     if (!*text || *end || value < 1 || value > 65535) return false;
     *port = uint32_t(value);
+    return true;
+}
+
+bool ParseSeconds(const char* text, float* seconds) {
+    char* end = nullptr;
+    float value = std::strtof(text, &end);
+    if (!*text || *end || !(value > 0.0f) || value > 86'400.0f) return false;
+    *seconds = value;
     return true;
 }
 
@@ -134,6 +142,11 @@ int RunQuorvane(int argc, char** argv) {
             options.portGiven = true;
         } else if (arg == "--dir" && i + 1 < argc) {
             folder = argv[++i];
+        } else if (arg == "--peer-timeout" && i + 1 < argc) {
+            if (!ParseSeconds(argv[++i], &g_fPeerIdleSeconds)) {
+                PrintUsage();
+                return 2;
+            }
         } else {
             PrintUsage();
             return 2;

@@ -1,6 +1,6 @@
 #include "core/Server.h"
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "platform/Console.h"
 #include "replication/Server_Client.h"
 

@@ -5,9 +5,11 @@
 #include <vector>
 
 #include "core/ServerLock.h"
-#include "core/Timer.h"
+#include "core/Server_WeirdLink.h"
+#include "base/Timer.h"
 #include "game/Game.h"
-#include "world/PointerStringList.h"
+#include "persist/Server_File.h"
+#include "base/PointerStringList.h"
 #include "world/VUKVector.h"
 
 class ClientServerPipe;
@@ -16,25 +18,21 @@ class Server_Client;
 class Server_Entity;
 class Server_Player;
 
-// A client number: it indexes the per-client arrays every entity carries.
-struct Server_WeirdLink {
-    Server_WeirdLink* m_pNext = nullptr;
-    uint32_t m_uiNumber = 0;
-};
-
 class ClientList : public PointerStringList<Server_Client> {
 public:
     ~ClientList() override = default;
 };
 
+// Each section names the file that defines it.
 class Server : public Game {
 public:
+    // ---- the object (core/Server.cpp) ----
     Server();
     ~Server() override;
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // ---- server tick (Server_Tick.cpp) ----
+    // ---- server tick and client bookkeeping (core/Server_Tick.cpp) ----
     void Tick();
     void UpdateClientsWithWorldUpdates();
     void UpdateClients_Extra();
@@ -50,7 +48,7 @@ public:
     // Nothing to simulate and nobody to serve: the main loop may sleep.
     bool IsIdle() const;
 
-    // ---- incoming messages (session) ----
+    // ---- incoming messages (session/Server_Tick_PIC.cpp) ----
     bool PIC();
     bool PIC_Keys(Server_Client* client, Packet* packet);
     bool PIC_Keys_2(Server_Client* client, Packet* packet);
@@ -60,22 +58,28 @@ public:
     bool PIC_ClientSideMove_Yaw(Server_Client* client, Packet* packet);
     bool PIC_ClientSideMove_Vel(Server_Client* client, Packet* packet);
     void PIC_IfResetPositionTimerActive(Server_Client* client);
+    uint32_t CountVisibleLoggedInClients() const;
+
+    // ---- login (session/Server_Login.cpp) ----
     void PIC_ExistingLogin(Server_Client* client, Packet* packet);
     void PIC_NewLogin(Server_Client* client, Packet* packet);
     // The first player of the world with exactly this name (names are case-sensitive).
     Server_Player* FindPlayerByName(const std::string& name) const;
     // Appends the welcome to answer and queues it.
     void SendWelcome(Server_Client* client, Packet* answer, const std::string& name);
-    void PIC_Chat(Server_Client* client, Packet* packet);
-    // Slash commands; true when the line was a command and has been handled.
-    bool NonAdminCommand(Server_Client* client, const std::string& line);
-    bool AdminCommand(Server_Client* client, const std::string& line);
     // A dropped client's player stays in the world, offline.
     void DetachPlayerOfDroppedClient(Server_Client* client);
-    void SendQueryExtensions(Packet* packet);
-    uint32_t CountVisibleLoggedInClients() const;
 
-    // ---- chat and word filter (session) ----
+    // ---- extension negotiation (session/Server_Extensions.cpp) ----
+    void SendQueryExtensions(Packet* packet);
+
+    // ---- command interpreter (session/Server_AdminControl.cpp; the tables in session/Server_Commands.h) ----
+    // Slash commands; true when the line was a command and has been dealt with.
+    bool NonAdminCommand(Server_Client* client, const std::string& line);
+    bool AdminCommand(Server_Client* client, const std::string& line);
+
+    // ---- chat and word filter (session/Server_Chat.cpp) ----
+    void PIC_Chat(Server_Client* client, Packet* packet);
     void SendChatMessageToSameChannel(Server_Client* speaker, const std::string& text);
     void SendChatMessageToAll(const std::string& name, const std::string& text);
     void SendChatMessageToAll(Server_Player* sender, const std::string& text);
@@ -84,23 +88,31 @@ public:
     static void ApplyFilteringToString(std::string& text);
     static void ApplyFilteringToName(Server_Player* player);
 
-    // ---- world-change notices and client attachment (replication) ----
+    // ---- world-change notices and client attachment (replication/Server_Inform.cpp) ----
     void InformClients_EntityUpdated(Server_Entity* entity);
     void InformClients_EntityAboutToBeRemoved(Server_Entity* entity);
     void AddAlmostAllEntitiesToNewClient(Server_Client* client);
     void ProperlyDeleteClient(Server_Client* client);
 
-    // ---- persistence ----
-    void LoadRoutine();
-    void LoadRoutineV5(Packet* packet);
+    // ---- loading (persist/Server_File_Load.cpp) ----
+    // Both files, then the derived state; stops at the first failure, which the caller reports.
+    LoadError LoadRoutine();
+    LoadError LoadRoutineV5(Packet* packet);
+
+    // ---- saving (persist/Server_File_Save.cpp; SaveAll in core/Server.cpp) ----
     void SaveRoutine_WorldWithoutPlayers();
     void SaveRoutine_Players();
+    // Players first, then the world: every save path of the main loop.
+    void SaveAll();
+
+    // ---- powerup cubes (game/Server_PowerupSpawn.cpp) ----
     // Spawns a powerup pad at every entry of the powerup table.
     void MakeAllPowerupsSpawn();
     // Marks a new pad as a powerup cube, labels it by its type and adds it to the world.
     void ApplyAttributesToSpawnedPowerup(Server_Entity* pad);
-    // Players first, then the world: every save path of the main loop.
-    void SaveAll();
+
+    // ---- administrative actions, as they come: AC_ functions in family files of session/
+    // (AC_Players, AC_Pads, AC_Lifts, AC_Cubes, AC_Settings, AC_Reports) ----
 
     ServerLock m_ServerLock;
     uint32_t m_uiZoneUpdateCursor = 0;
@@ -120,5 +132,4 @@ public:
     PointerStringList<VUKVector> m_PowerupTablePositions;
     std::vector<uint32_t> m_PowerupTableTypes;
     int32_t m_iTaxCountdown = 108000;
-    uint32_t m_uiServerByteSendLimit = 0;
 };

@@ -1,15 +1,16 @@
 #include "core/ServerMain.h"
 
 #include <cctype>
+#include <cstdlib>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <thread>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "core/Server.h"
-#include "core/Timer.h"
-#include "core/Tunables.h"
+#include "base/Timer.h"
+#include "base/Settings.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "net/UDPServerInterface.h"
 #include "platform/Clock.h"
@@ -19,6 +20,20 @@
 #include "platform/Signals.h"
 
 using platform::ConsolePrintf;
+
+bool g_bException = false;
+Server* g_pServer = nullptr;
+std::string g_strAdminName;
+char g_szBuffer[16384];
+StartUpInfo g_myStartUpInfo;
+ProcessInformation g_pi;
+TestHooks g_TestHooks;
+
+void ReadTestHooksFromEnvironment() {
+    const char* enabled = std::getenv("QUORVANE_TEST_HOOKS");
+    g_TestHooks = TestHooks();
+    if (enabled && std::string(enabled) == "1") g_TestHooks.crashKey = true;
+}
 
 namespace {
 
@@ -196,7 +211,7 @@ int ServerMain(bool bLoad, bool bSaveEnabled) {
 
     if (bLoad) {
         ConsolePrintf("LOADING FROM KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n");
-        server->LoadRoutine();
+        if (LoadError error = server->LoadRoutine(); error != LoadError::None) EndProgramAfterLoadError(error);
         ConsolePrintf("LOADING COMPLETE\n");
     }
 

@@ -1,6 +1,35 @@
 // One server run: build the server, load, run the console main loop until the operator quits.
 #pragma once
+#include <cstdint>
 #include <string>
+
+class Server;
+
+// ---- run state of the process ----
+extern bool g_bException;                 // set when the main loop caught a crash
+extern Server* g_pServer;                 // the running server
+extern std::string g_strAdminName;        // master administrator, upper case ("krv_admin.ini")
+extern char g_szBuffer[16384];            // scratch for console and log text, server thread only
+
+// Records handed to the process starter (kept for the operator's tools; cb is 68 as on the
+// original host).
+struct StartUpInfo {
+    uint32_t cb = 0;
+};
+struct ProcessInformation {
+    int pid = 0;
+};
+extern StartUpInfo g_myStartUpInfo;
+extern ProcessInformation g_pi;
+
+// Test seams that production never turns on by accident: only the environment variable
+// QUORVANE_TEST_HOOKS=1 enables them.
+struct TestHooks {
+    // Console key '!' throws out of the main loop, to exercise the crash path.
+    bool crashKey = false;
+};
+extern TestHooks g_TestHooks;
+void ReadTestHooksFromEnvironment();
 
 // Returns 0. With bSaveEnabled false a crash returns with g_bException set instead of
 // restarting the process.

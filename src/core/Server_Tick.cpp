@@ -1,9 +1,9 @@
 // One pass of the server's work, in its fixed order, and the client bookkeeping around it.
 #include <cstdio>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "core/Server.h"
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "platform/Clock.h"
 #include "replication/Server_Client.h"
 #include "world/VUKHeap.h"
@@ -15,12 +15,6 @@ constexpr int kMaxGameTicksPerSecond = 30;
 constexpr int32_t kTaxPeriodTicks = 108000;
 constexpr int32_t kTicksPerMinute = 1800;
 constexpr int kDismantleStepsPerPass = 10;
-
-void TidyPools() {
-    OptimizeWorldHeaps(WorldHeapGroup::BeforeServerClient);
-    g_VukHeap_ServerClient.L2_OptimizeFreeElementStack();
-    OptimizeWorldHeaps(WorldHeapGroup::AfterServerClient);
-}
 
 uint32_t Advance(uint32_t cursor, size_t count) { return cursor + 1 >= count ? 0 : cursor + 1; }
 
@@ -52,7 +46,7 @@ void Server::Tick() {
                     } else {
                         RewardPlayersWhoHaveBBlocks();
                     }
-                    TidyPools();
+                    OptimizeGlobalHeaps();
                 }
             }
         }

@@ -1,44 +1,63 @@
 // The rule engine's shared state. Game sits between the world and the server: the one server
-// object is at once the world, the rules and the network server.
+// object is at once the world, the rules and the network server. Each section names the file
+// that defines it. The rules to come go in files named after them: Game_Tick_Player (player
+// actions), Game_VC_3, Game_VC_ReactToHit and CoreVelocityClipping_2 (movement), Game_Tick_FireBlock,
+// Game_TC, Game_OC and Game_Quillhob (princess cubes), Game_Tick_Zorbins, Game_Moving_NPs (lifts and
+// moving property), Game_Economy, Server_Player and Server_ZorbinCube.
 #pragma once
 #include <cstdint>
 
+#include "base/Settings.h"
 #include "world/World.h"
 
 class Server;
 class Server_Entity;
 
-class Game : public World {
+// Where the lift and princess round robins stand: each pass goes on from the cube or lift it
+// reached last time within its budget.
+struct RoundRobinCursors {
+    uint32_t m_uiLiftCursor = 0;
+    uint32_t m_uiTalvyCursor = 0;
+    uint32_t m_uiOrisetCursor = 0;
+};
+
+// The property moving group each moving-property pass works on in this tick.
+struct MovingGroups {
+    uint32_t m_uiMovingBlockGroup = 0;
+    uint32_t m_uiMovingZorbinGroup = 0;
+};
+
+// The rule switches and budgets (m_uiPopPrincessSkip, m_bLiftsRunning, ...) come from
+// ServerSettings, whose rows in the settings table say how they are saved and changed.
+class Game : public World, public ServerSettings {
 public:
     Game();
     ~Game() override;
 
+    // ---- game tick and schedule (game/Game.cpp) ----
     // One game tick of the rules, in their fixed order.
     void Game_Tick();
-    // Periodic duties driven by the server tick.
-    void DoTagPadRewards();
+
+    // ---- rankings (game/Game_PlayerRankings.cpp) ----
     void DeterminePlayerRankings();
+
+    // ---- duties the server tick calls at their fixed places, not built yet (game/Game.cpp) ----
+    void DoTagPadRewards();
     void DoMeanTaxWarrior();
     void RewardPlayersWhoHaveBBlocks();
     void Tick_TCs();
     void Tick_OCs();
     void Tick_Lifts();
+
+    // ---- Zorbin cubes (game/Game_MatchZorbinsWithPlayers.cpp) ----
     // Re-derives owners, property values and palace counts after a load.
     void MatchZorbinsWithPlayers();
 
     uint32_t m_uiOnlinePlayerCount = 0;
-    uint32_t m_uiPopPrincessSkip = 0;
     uint32_t m_uiTickCount = 0;
     Server* m_pServer = nullptr;
-    bool m_bIRSBuildEnabled = false;
-    bool m_bLiftsRunning = true;
-    bool m_bPrincessesRunning = true;
-    bool m_bOfflinePlayerScan = true;
     Server_Entity* m_pCurrentEntity = nullptr;
-    uint32_t m_uiLiftCursor = 0;
-    uint32_t m_uiTalvyCursor = 0;
-    uint32_t m_uiOrisetCursor = 0;
+    RoundRobinCursors m_RoundRobins;
     uint32_t m_uiClipPassStamp = 0;
-    uint32_t m_uiMovingBlockGroup = 0;
-    uint32_t m_uiMovingZorbinGroup = 0;
+    MovingGroups m_MovingGroups;
 };

@@ -5,12 +5,11 @@
 #include <unordered_map>
 
 #include "game/Game.h"
-#include "world/Server_Entity.h"
+#include "game/GameConstants.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 
-constexpr uint16_t kTextureBuildingBlock = 42;
-constexpr int64_t kBuildingBlockPropertyValue = 600'000;
 constexpr std::string_view kTagPadLabelPrefix = "T: ";
 
 class OwnerIndex {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "game/Game.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 

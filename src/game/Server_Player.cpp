@@ -1,6 +1,6 @@
-#include "game/Server_Player.h"
+#include "game/GameConstants.h"
 
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 bool Server_Player::AlreadyHavePowerup(uint32_t id) const {
     for (int i = 0; i < kPlayerEffectSlots; ++i) {
@@ -8,4 +8,24 @@ bool Server_Player::AlreadyHavePowerup(uint32_t id) const {
         if (m_uiEffectIds[i] == id && (time > 0.0f || time == kEffectPermanent)) return true;
     }
     return false;
+}
+
+void Server_Player::AllKeysFalse() {
+    m_uiKeyFlags = 0;
+    for (PlayerFlag request : {kPlayerMenuButton1, kPlayerMenuButton2, kPlayerMenuButton4, kPlayerMenuLocateEnemy,
+                               kPlayerMenuLocateTopEnemy, kPlayerMenuButton7, kPlayerMenuToggleAFK, kPlayerMenuLocateOwn})
+        SetFlag(request, false);
+    m_fThrottle = 0.0f;
+}
+
+void Server_Player::ClearEffects() {
+    for (int i = 0; i < kPlayerEffectSlots; ++i) {
+        m_strEffectNames[i].clear();
+        m_fEffectTimes[i] = 0.0f;
+        m_uiEffectIds[i] = 0;
+    }
+}
+
+bool Server_Player::IsOnSameTeam(const Server_Player* other) const {
+    return !m_strTeamName.empty() && !other->m_strTeamName.empty() && m_strTeamName == other->m_strTeamName;
 }

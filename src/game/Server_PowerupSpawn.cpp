@@ -1,13 +1,12 @@
 // Powerup cubes are not saved: they are spawned again from the server's powerup table.
 #include "core/Server.h"
-#include "world/Server_Entity.h"
+#include "game/GameConstants.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUK_Zone.h"
 #include "world/ZoneGridHolder.h"
 
 namespace {
 
-constexpr uint16_t kPowerupTexture = 5;
-constexpr float kPowerupSize = 16.0f;
 
 // The label of each powerup cube type; types without a label show none.
 constexpr const char* kPowerupLabels[] = {
@@ -63,8 +62,8 @@ void Server::MakeAllPowerupsSpawn() {
     for (size_t i = 0; i < entries; ++i) {
         Server_Entity* pad = World::CreateByType(kKindNormalPad);
         pad->m_vPosition = *m_PowerupTablePositions[i];
-        pad->m_vSize.Set(kPowerupSize, kPowerupSize, kPowerupSize);
-        pad->m_usTexture = kPowerupTexture;
+        pad->m_vSize.Set(kPowerupCubeSize, kPowerupCubeSize, kPowerupCubeSize);
+        pad->m_usTexture = kTexturePowerupPad;
         pad->SetTextureMode(1);
         pad->GetOrCreateGoalPad()->m_sType = int16_t(m_PowerupTableTypes[i]);
         if (IsSpotTaken(m_Grid, pad)) {

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "net/UDPServerInterface.h"
 
 namespace {
@@ -107,7 +107,7 @@ UDPOutgoingPacket::~UDPOutgoingPacket() { delete[] m_pDatagram; }
 // ---- the peer ------------------------------------------------------------------------------------
 
 UDPClient::UDPClient(const sockaddr_in* address, ClientServerPipe* pipe)
-    : m_IdleTimer(g_TestHooks.peerIdleSeconds), m_KeepAliveTimer(1.0f), m_Address(*address), m_pPipe(pipe) {
+    : m_IdleTimer(g_fPeerIdleSeconds), m_KeepAliveTimer(1.0f), m_Address(*address), m_pPipe(pipe) {
     std::memset(m_Address.sin_zero, 0, sizeof m_Address.sin_zero);
     for (unsigned c = 0; c < kChannelCount; ++c) m_Channels[c].m_ucDataKind = UdpDataKind(c);
 }

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/Timer.h"
+#include "base/Timer.h"
 #include "net/ClientServerPipe.h"
 #include "net/Packet.h"
 

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <system_error>
 
-#include "core/Timer.h"
-#include "core/Tunables.h"
+#include "base/Timer.h"
+#include "base/Settings.h"
 #include "net/UDPClient.h"
 #include "platform/Console.h"
 #include "platform/Process.h"

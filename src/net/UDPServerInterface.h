@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/Event.h"
-#include "world/PointerStringList.h"
+#include "base/PointerStringList.h"
 
 class ClientServerPipe;
 class Socket2;

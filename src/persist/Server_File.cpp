@@ -5,14 +5,15 @@
 #include <string>
 #include <unordered_map>
 
-#include "core/LogChat.h"
-#include "core/Tunables.h"
+#include "base/LogChat.h"
+#include "base/Settings.h"
+#include "game/GameConstants.h"
 #include "net/Packet.h"
 #include "persist/KRVRecordBytes.h"
 #include "platform/Console.h"
 #include "platform/Files.h"
 #include "platform/LocalTime.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 const KRVCommandName g_KRVCommandNames[] = {
     {KRV_FILE_ADD_ENTITY, "KRV_FILE_ADD_ENTITY"},
@@ -167,7 +168,7 @@ void Append_KRV_FILE_ADD_ENTITY(Packet* out, const Server_Entity* e, bool zeroPa
             break;
         }
         fields.U8(Bit(e->m_ucRuleFlags, kRulePyramid)).U8(Bit(e->m_ucRuleFlags, kRulePrincessReward));
-        fields.U8(e->m_usTexture == 15 ? 1 : 0).U8(0).U32(princessReward);
+        fields.U8(e->m_usTexture == kTexturePyramid ? 1 : 0).U8(0).U32(princessReward);
         break;
     case kKindTalvyCube:
         fields.Vec(static_cast<const Server_TalvyCube*>(e)->m_vHomePoint);

@@ -113,3 +113,16 @@ void WritePacketToKRVFile(Packet* packet, const char* fileName);
 bool ReadKRVFileToPacket(Packet* packet, const char* fileName);
 // "backups/<month>_<day>_<year>_<hour>_<minute>_<second>_<file name>" for the local time now.
 std::string BackupFileName(const char* fileName);
+
+// The verdict of reading a save file. Only the top of the program ends the process on a failure
+// (EndProgramAfterLoadError), so the reader can be fed any bytes in process.
+enum class LoadError : uint8_t {
+    None,
+    FireBlockEntity,  // ends the program without a word
+    BadEntityType,
+    BadCommandByte,
+};
+// The message box text of a failure, or null when the program ends silently.
+const char* LoadErrorText(LoadError error);
+// Shows the failure's text (titled "Loading World Error") and ends the process with exit code 1.
+[[noreturn]] void EndProgramAfterLoadError(LoadError error);

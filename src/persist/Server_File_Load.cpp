@@ -4,14 +4,15 @@
 #include <cstring>
 #include <string>
 
-#include "core/MessageBox.h"
+#include "base/MessageBox.h"
 #include "core/Server.h"
-#include "core/Tunables.h"
+#include "game/GameConstants.h"
+#include "base/Settings.h"
 #include "net/Packet.h"
 #include "persist/Server_File.h"
 #include "platform/Console.h"
 #include "platform/Process.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 
@@ -20,19 +21,9 @@ constexpr uint32_t kMaxLoadedPocketCoins = 2'000'000'000;
 constexpr uint16_t kMaxAdminLevel = 100;
 constexpr float kMinPowerupSpawnHeight = 8.0f;
 constexpr float kMaxSpiritOfZorbinTime = 10.0f;
-constexpr uint32_t kPowerupSpiritOfZorbin = 3;
-constexpr uint32_t kMinUdpSendBufferLimit = 6;
 constexpr uint32_t kPrincessTurnSlots = 5;
 constexpr uint32_t kPlayerScanSlots = 6;
 constexpr uint32_t kZorbinTurnSlots = 6;
-constexpr uint16_t kTextureBuildingBlock = 42;
-constexpr uint16_t kTextureIRSCube = 73;
-constexpr uint16_t kTexturePowerupPad = 5;
-
-[[noreturn]] void EndProgram(const char* text) {
-    if (text) ShowMessageBox(text, "Loading World Error");
-    platform::TerminateProcess(1);
-}
 
 // The state of one pass over one file.
 class LoadState {
@@ -78,6 +69,8 @@ public:
 
     Server* m_pServer;
     Packet* m_pIn;
+    const Setting* m_pSetting = nullptr;  // the row of a setting record being read
+    LoadError m_Error = LoadError::None;
     Server_Entity* m_pCurrent = nullptr;
     const std::string* m_pLastLabel = nullptr;
     uint32_t m_uiPrincessTurn = 0;
@@ -165,8 +158,14 @@ int16_t TakeTurn(uint32_t& counter, uint32_t slots) {
 
 void Read_FILE_ADD_ENTITY(LoadState& s) {
     uint8_t kind = s.U8();
-    if (kind == kKindFireBlock) EndProgram(nullptr);
-    if (!IsLoadableKind(kind)) EndProgram("Loading World Error: Bad Entity Type In Data File");
+    if (kind == kKindFireBlock) {
+        s.m_Error = LoadError::FireBlockEntity;
+        return;
+    }
+    if (!IsLoadableKind(kind)) {
+        s.m_Error = LoadError::BadEntityType;
+        return;
+    }
 
     Server_Entity* e = World::CreateByType(kind);
     s.BeginEntity(e);
@@ -203,7 +202,7 @@ void Read_FILE_ADD_ENTITY(LoadState& s) {
         auto* cube = static_cast<Server_ZorbinCube*>(e);
         cube->SetMoving(true);
         cube->m_uiTurnSlot = uint32_t(TakeTurn(s.m_uiZorbinTurn, kZorbinTurnSlots));
-        cube->m_uiStoredCoins = cube->m_usTexture == kTextureIRSCube ? 300'000 : 25'000;
+        cube->m_uiStoredCoins = cube->m_usTexture == kTextureIRSCube ? kCostIRSCube : kCostZorbinCube;
         break;
     }
     default:
@@ -293,7 +292,7 @@ void Read_PLAYER_CREATED_BLOCK(LoadState& s) {
         e->m_ucMoveState = 0;
         e->SetMoving(true);
     }
-    e->m_uiStoredCoins = e->m_usTexture == kTextureBuildingBlock ? 300'000 : 5'000;
+    e->m_uiStoredCoins = e->m_usTexture == kTextureBuildingBlock ? kCostBuildingBlock : kCostStoneBlock;
 }
 
 void Read_Label(LoadState& s) {
@@ -319,18 +318,9 @@ void Read_ADMIN_LEVEL(LoadState& s) {
     if (Server_Player* p = s.Player()) p->m_usAdminLevel = uint16_t(level);
 }
 
-void Read_POP_PRINCESS_SKIP(LoadState& s) { s.m_pServer->m_uiPopPrincessSkip = s.U32(); }
-
-void Read_IRS_BUILD_ENABLE(LoadState& s) { s.m_pServer->m_bIRSBuildEnabled = s.U8() != 0; }
-
 void Read_ADMIN_PERMIT_COIN_CHANGING(LoadState& s) {
     bool permitted = s.U8() != 0;
     if (Server_Player* p = s.Player()) p->SetFlag(kPlayerCoinCommands, permitted);
-}
-
-void Read_UDP_SEND_BUFFER_LIMIT_CODE(LoadState& s) {
-    uint32_t limit = s.U32();
-    g_uiUdpSendBufferLimit = limit < kMinUdpSendBufferLimit ? kMinUdpSendBufferLimit : limit;
 }
 
 void Read_TICKS_SINCE_LAST_LOGIN(LoadState& s) {
@@ -357,8 +347,6 @@ void Read_ENTITY_LIFTINFO(LoadState& s) {
     lift->m_fSpeed = speed;
     e->m_ucMoveState = 0;
 }
-
-void Read_TOTAL_SERVER_RATE_LIMIT(LoadState& s) { s.m_pServer->m_uiServerByteSendLimit = s.U32(); }
 
 void Read_IGNORE_LIST_ENTRY(LoadState& s) {
     const std::string& name = s.Str();
@@ -395,28 +383,23 @@ void Read_TAGPAD_STARTING_LOCK_TIME(LoadState& s) {
     if (s.m_pCurrent) s.m_pCurrent->SetEEA(kEEATagLockTime, lockTime);
 }
 
-void Read_SET_QUILLHOB_TEXTURE(LoadState& s) { g_uiQuillhobTexture = s.U32(); }
-
 void Read_STORED_COINS(LoadState& s) {
     uint32_t coins = s.U32();
     if (s.m_pCurrent) s.m_pCurrent->m_uiStoredCoins = coins;
 }
 
-void Read_REWARD_HITTING_QUILLHOB(LoadState& s) { g_uiRewardHittingQuillhob = s.U32(); }
-void Read_ZORBIN_SHRINK_PER_HIT(LoadState& s) { g_fZorbinShrinkPerHit = s.F32(); }
-void Read_STONEBLOCK_SHRINK_PER_HIT(LoadState& s) { g_fStoneBlockShrinkPerHit = s.F32(); }
-void Read_BUILDINGBLOCK_SHRINK_PER_HIT(LoadState& s) { g_fBuildingBlockShrinkPerHit = s.F32(); }
-void Read_ZORBIN_COINS_STOLEN_PER_HIT(LoadState& s) { g_iZorbinCoinsStolenPerHit = int32_t(s.U32()); }
-
-void Read_PROPERTY_MOVING_GROUPS(LoadState& s) {
-    int32_t groups = int32_t(s.U32());
-    // The moving-property rules take the entity count modulo this: never below one group.
-    g_iPropertyMovingGroups = groups < 1 ? 1 : groups;
+// Every saved setting: its table row gives the field's type and the limits of a loaded value.
+void Read_Setting(LoadState& s) {
+    const Setting& row = *s.m_pSetting;
+    double value = 0.0;
+    switch (row.m_Type) {
+    case SettingType::Bool: value = s.U8() != 0 ? 1.0 : 0.0; break;
+    case SettingType::U32: value = s.U32(); break;
+    case SettingType::I32: value = int32_t(s.U32()); break;
+    case SettingType::F32: value = s.F32(); break;
+    }
+    row.Set(s.m_pServer, row.m_Load.Clamp(value));
 }
-
-void Read_MAX_PROPERTY_MOVE_PER_TICK(LoadState& s) { g_iMaxPropertyMovePerTick = int32_t(s.U32()); }
-void Read_COMPACT_SAVE_MODE(LoadState& s) { g_bCompactSaveMode = s.U8() != 0; }
-void Read_BOOL_IMPROVED_CTS_RESPONSE(LoadState& s) { g_bImprovedCTSResponse = s.U8() != 0; }
 
 void Read_WAS_MOVING_AT_SAVE_TIME(LoadState& s) {
     bool moving = s.U8() != 0;
@@ -468,6 +451,12 @@ struct ReaderRow {
     RecordReader m_pRead;
 };
 
+// What a record code does: its reader, and the settings row when it carries a setting.
+struct RecordAction {
+    RecordReader m_pRead = nullptr;
+    const Setting* m_pSetting = nullptr;
+};
+
 constexpr ReaderRow kReaders[] = {
     {KRV_FILE_ADD_ENTITY, Read_FILE_ADD_ENTITY},
     {KRV_LAST_ENTITY_RESTRICTED, Read_Nothing},
@@ -486,44 +475,36 @@ constexpr ReaderRow kReaders[] = {
     {KRV_ADMIN_LEVEL, Read_ADMIN_LEVEL},
     {KRV_NP_NETWORTH, Read_IgnoredU32},
     {KRV_ZC_NETWORTH, Read_IgnoredU32},
-    {KRV_POP_PRINCESS_SKIP, Read_POP_PRINCESS_SKIP},
-    {KRV_IRS_BUILD_ENABLE, Read_IRS_BUILD_ENABLE},
     {KRV_ADMIN_PERMIT_COIN_CHANGING, Read_ADMIN_PERMIT_COIN_CHANGING},
-    {KRV_UDP_SEND_BUFFER_LIMIT_CODE, Read_UDP_SEND_BUFFER_LIMIT_CODE},
     {KRV_TICKS_SINCE_LAST_LOGIN, Read_TICKS_SINCE_LAST_LOGIN},
     {KRV_PLAYER_TEAMNAME, Read_PLAYER_TEAMNAME},
     {KRV_ENTITY_LIFTINFO, Read_ENTITY_LIFTINFO},
-    {KRV_TOTAL_SERVER_RATE_LIMIT, Read_TOTAL_SERVER_RATE_LIMIT},
     {KRV_STONEBLOCK_BONUS, Read_IgnoredU32},
     {KRV_IGNORE_LIST_ENTRY, Read_IGNORE_LIST_ENTRY},
     {KRV_PALACECUBE_HP, Read_PALACECUBE_HP},
     {KRV_TAGPAD_AMOUNT, Read_TAGPAD_AMOUNT},
     {KRV_ALPHA_BLEND_FACTOR, Read_ALPHA_BLEND_FACTOR},
     {KRV_TAGPAD_LOCK_TIME, Read_TAGPAD_LOCK_TIME},
-    {KRV_SET_QUILLHOB_TEXTURE, Read_SET_QUILLHOB_TEXTURE},
     {KRV_STORED_COINS, Read_STORED_COINS},
-    {KRV_REWARD_HITTING_QUILLHOB, Read_REWARD_HITTING_QUILLHOB},
     {KRV_TAGPAD_STARTING_LOCK_TIME, Read_TAGPAD_STARTING_LOCK_TIME},
-    {KRV_ZORBIN_SHRINK_PER_HIT, Read_ZORBIN_SHRINK_PER_HIT},
-    {KRV_STONEBLOCK_SHRINK_PER_HIT, Read_STONEBLOCK_SHRINK_PER_HIT},
-    {KRV_ZORBIN_COINS_STOLEN_PER_HIT, Read_ZORBIN_COINS_STOLEN_PER_HIT},
-    {KRV_PROPERTY_MOVING_GROUPS, Read_PROPERTY_MOVING_GROUPS},
-    {KRV_MAX_PROPERTY_MOVE_PER_TICK, Read_MAX_PROPERTY_MOVE_PER_TICK},
-    {KRV_COMPACT_SAVE_MODE, Read_COMPACT_SAVE_MODE},
     {KRV_WAS_MOVING_AT_SAVE_TIME, Read_WAS_MOVING_AT_SAVE_TIME},
-    {KRV_BUILDINGBLOCK_SHRINK_PER_HIT, Read_BUILDINGBLOCK_SHRINK_PER_HIT},
     {KRV_NP_LABEL_SAME_AS_LAST, Read_NP_LABEL_SAME_AS_LAST},
-    {KRV_BOOL_IMPROVED_CTS_RESPONSE, Read_BOOL_IMPROVED_CTS_RESPONSE},
     {QVS_SOLEXIS, Read_QVS_SOLEXIS},
     {QVS_ENTITY_JAIL_DISALLOW, Read_QVS_ENTITY_JAIL_DISALLOW},
     {QVS_ENTITY_JAIL_RELEASE, Read_QVS_ENTITY_JAIL_RELEASE},
     {KRV_ENTITY_SPLINELIFTINFO, Read_ENTITY_SPLINELIFTINFO},
 };
 
-const std::array<RecordReader, 256>& Readers() {
-    static const std::array<RecordReader, 256> table = [] {
-        std::array<RecordReader, 256> t{};
-        for (const ReaderRow& row : kReaders) t[row.m_ucCode] = row.m_pRead;
+const std::array<RecordAction, 256>& Actions() {
+    static const std::array<RecordAction, 256> table = [] {
+        std::array<RecordAction, 256> t{};
+        for (const ReaderRow& row : kReaders) t[row.m_ucCode].m_pRead = row.m_pRead;
+        for (size_t i = 0; i < g_uiSettingCount; ++i) {
+            const Setting& setting = g_Settings[i];
+            if (!setting.m_szRecord) continue;
+            for (const KRVCommandName* c = g_KRVCommandNames; c->m_szName; ++c)
+                if (std::strcmp(c->m_szName, setting.m_szRecord) == 0) t[c->m_ucCode] = {Read_Setting, &setting};
+        }
         return t;
     }();
     return table;
@@ -537,27 +518,52 @@ bool ReadVersion(Packet* packet, uint8_t lowest) {
 
 } // namespace
 
-void Server::LoadRoutine() {
+const char* LoadErrorText(LoadError error) {
+    switch (error) {
+    case LoadError::None:
+    case LoadError::FireBlockEntity:
+        return nullptr;
+    case LoadError::BadEntityType:
+        return "Loading World Error: Bad Entity Type In Data File";
+    case LoadError::BadCommandByte:
+        return "Loading World Error: Bad Command Byte In Data File";
+    }
+    return nullptr;
+}
+
+void EndProgramAfterLoadError(LoadError error) {
+    if (const char* text = LoadErrorText(error)) ShowMessageBox(text, "Loading World Error");
+    platform::TerminateProcess(1);
+}
+
+LoadError Server::LoadRoutine() {
     {
         Packet world;
-        if (!ReadKRVFileToPacket(&world, kWorldFileName)) return;
-        if (ReadVersion(&world, 5)) LoadRoutineV5(&world);
-        else ShowMessageBox("Incorrect load file", "VUK Server LoadRoutine");
+        if (!ReadKRVFileToPacket(&world, kWorldFileName)) return LoadError::None;
+        if (ReadVersion(&world, 5)) {
+            if (LoadError error = LoadRoutineV5(&world); error != LoadError::None) return error;
+        } else {
+            ShowMessageBox("Incorrect load file", "VUK Server LoadRoutine");
+        }
     }
     MakeAllPowerupsSpawn();
     {
         Packet players;
         if (ReadKRVFileToPacket(&players, kPlayersFileName)) {
-            if (ReadVersion(&players, 6)) LoadRoutineV5(&players);
-            else ShowMessageBox("Incorrect load player file", "VUK Server LoadRoutine");
+            if (ReadVersion(&players, 6)) {
+                if (LoadError error = LoadRoutineV5(&players); error != LoadError::None) return error;
+            } else {
+                ShowMessageBox("Incorrect load player file", "VUK Server LoadRoutine");
+            }
         }
     }
     MatchZorbinsWithPlayers();
     DeterminePlayerRankings();
+    return LoadError::None;
 }
 
-void Server::LoadRoutineV5(Packet* packet) {
-    const std::array<RecordReader, 256>& readers = Readers();
+LoadError Server::LoadRoutineV5(Packet* packet) {
+    const std::array<RecordAction, 256>& actions = Actions();
     LoadState s(this, packet);
     std::string name;
     while (packet->Remaining() > 0) {
@@ -572,14 +578,20 @@ void Server::LoadRoutineV5(Packet* packet) {
             s.m_bMaySkip = true;
             continue;
         }
-        if (RecordReader read = readers[code]) {
-            read(s);
+        const RecordAction& action = actions[code];
+        if (action.m_pRead) {
+            s.m_pSetting = action.m_pSetting;
+            action.m_pRead(s);
+            if (s.m_Error != LoadError::None) break;
         } else if (s.m_bMaySkip) {
             packet->Skip(s.m_uiSkipLength);
         } else {
-            EndProgram("Loading World Error: Bad Command Byte In Data File");
+            s.m_Error = LoadError::BadCommandByte;
+            break;
         }
         s.m_bMaySkip = false;
     }
+    // What was read before a failure belongs to the world too, so that it is torn down with it.
     s.FileCurrent();
+    return s.m_Error;
 }

@@ -3,12 +3,13 @@
 #include <algorithm>
 
 #include "core/Server.h"
-#include "core/Tunables.h"
+#include "game/GameConstants.h"
+#include "base/Settings.h"
 #include "net/Packet.h"
 #include "persist/KRVRecordBytes.h"
 #include "persist/Server_File.h"
 #include "platform/Console.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 
@@ -187,7 +188,7 @@ void BuildWorldFile(Server* server, Packet* out) {
         w.ReserveAhead();
         const Attributes& eea = batch[k];
         Append_KRV_FILE_ADD_ENTITY(out, e, false, eea[kEEAPrincessReward]);
-        if (e->m_usTexture == 5) e->SetTextureMode(1);
+        if (e->m_usTexture == kTexturePowerupPad) e->SetTextureMode(1);
         w.ExtraRotation(e);
         Append_KRV_ENTITY_LIFTINFO(out, e);
         if (e->GetKind() == kKindNormalPad) AppendNormalPadRecords(w, e, eea);
@@ -203,20 +204,17 @@ void BuildWorldFile(Server* server, Packet* out) {
     }
 
     w.ReserveAhead();
-    w.NamedU32("KRV_POP_PRINCESS_SKIP", server->m_uiPopPrincessSkip);
-    w.NamedByte("KRV_IRS_BUILD_ENABLE", server->m_bIRSBuildEnabled ? 1 : 0);
-    w.NamedU32("KRV_UDP_SEND_BUFFER_LIMIT_CODE", g_uiUdpSendBufferLimit);
-    w.NamedU32("KRV_TOTAL_SERVER_RATE_LIMIT", server->m_uiServerByteSendLimit);
-    w.NamedU32("KRV_SET_QUILLHOB_TEXTURE", g_uiQuillhobTexture);
-    w.NamedU32("KRV_REWARD_HITTING_QUILLHOB", g_uiRewardHittingQuillhob);
-    w.NamedFloat("KRV_ZORBIN_SHRINK_PER_HIT", g_fZorbinShrinkPerHit);
-    w.NamedFloat("KRV_STONEBLOCK_SHRINK_PER_HIT", g_fStoneBlockShrinkPerHit);
-    w.NamedFloat("KRV_BUILDINGBLOCK_SHRINK_PER_HIT", g_fBuildingBlockShrinkPerHit);
-    w.NamedU32("KRV_ZORBIN_COINS_STOLEN_PER_HIT", uint32_t(g_iZorbinCoinsStolenPerHit));
-    w.NamedU32("KRV_PROPERTY_MOVING_GROUPS", uint32_t(g_iPropertyMovingGroups));
-    w.NamedU32("KRV_MAX_PROPERTY_MOVE_PER_TICK", uint32_t(g_iMaxPropertyMovePerTick));
-    w.NamedByte("KRV_COMPACT_SAVE_MODE", g_bCompactSaveMode ? 1 : 0);
-    w.NamedByte("KRV_BOOL_IMPROVED_CTS_RESPONSE", g_bImprovedCTSResponse ? 1 : 0);
+    for (size_t i = 0; i < g_uiSettingCount; ++i) {
+        const Setting& s = g_Settings[i];
+        if (!s.m_szRecord) continue;
+        double value = s.Get(server);
+        switch (s.m_Type) {
+        case SettingType::Bool: w.NamedByte(s.m_szRecord, value != 0.0 ? 1 : 0); break;
+        case SettingType::U32: w.NamedU32(s.m_szRecord, uint32_t(value)); break;
+        case SettingType::I32: w.NamedU32(s.m_szRecord, uint32_t(int32_t(value))); break;
+        case SettingType::F32: w.NamedFloat(s.m_szRecord, float(value)); break;
+        }
+    }
 }
 
 void BuildPlayersFile(Server* server, Packet* out) {

@@ -9,7 +9,7 @@
 #include "replication/Server_Client.h"
 #include "replication/UpdateMessages.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 using namespace replication;
 
@@ -333,7 +333,7 @@ void Server_Client::UC_Update_Player() {
         StoreSentStatus(sce, status);
     }
 
-    if (own && m_bClientSideMovement) {
+    if (own && m_Movement.m_bClientSideMovement) {
         // The client moves its own player: the view follows without a message.
         view->m_vPosition = player->m_vPosition;
         view->SetRotation(player->GetYaw(), player->GetPitch(), player->GetRoll());

@@ -7,7 +7,7 @@
 #include "replication/Server_Client.h"
 #include "replication/UpdateMessages.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUK_Zone.h"
 #include "world/ZoneGridHolder.h"
 
@@ -107,9 +107,9 @@ void Server_Client::UpdateClient_NormalPacket(uint32_t tick) {
     m_pPacket = new Packet;
     FigureClientSideMovement();
     if (m_pPlayer && m_pPlayer->m_ucCSMHoldOff > 0) --m_pPlayer->m_ucCSMHoldOff;
-    if (m_bClientSideMovement != m_bClientSideMovementSent) UpdateClientSideMovementFlag();
+    if (m_Movement.m_bClientSideMovement != m_Movement.m_bClientSideMovementSent) UpdateClientSideMovementFlag();
     if (m_pPlayer) UC_FillPacket();
-    if (m_bClientSideMovement != m_bClientSideMovementSent) UpdateClientSideMovementFlag();
+    if (m_Movement.m_bClientSideMovement != m_Movement.m_bClientSideMovementSent) UpdateClientSideMovementFlag();
     if (tick != m_uiLastMarkedTick) {
         if (m_bMultiUdpChannel) {
             Packet* mark = new Packet;

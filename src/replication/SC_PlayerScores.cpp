@@ -4,7 +4,7 @@
 #include "replication/Server_Client.h"
 #include "replication/UpdateMessages.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 using namespace replication;
 
@@ -118,31 +118,31 @@ void Server_Client::UC_ProcessUpdate_PlayerScore() {
 void Server_Client::FigureClientSideMovement() {
     Server_Player* player = m_pPlayer;
     if (!player) {
-        m_bClientSideMovement = m_bClientSideMovementAllowed;
+        m_Movement.m_bClientSideMovement = m_Movement.m_bClientSideMovementAllowed;
         return;
     }
     const Server_Entity* platform = player->m_pPlatform;
-    bool on = m_bClientSideMovementAllowed && !player->GetFlag(kPlayerClientSideWarp) && player->m_ucCSMHoldOff == 0 &&
+    bool on = m_Movement.m_bClientSideMovementAllowed && !player->GetFlag(kPlayerClientSideWarp) && player->m_ucCSMHoldOff == 0 &&
               m_bNearbyLoaded && m_bZonesFilled && !player->GetFlag(kPlayerAdminMode) &&
               !(platform && CarriesPlayer(platform));
-    m_bClientSideMovement = on;
+    m_Movement.m_bClientSideMovement = on;
     bool wasOn = player->GetFlag(kPlayerClientSideMovement);
     player->SetFlag(kPlayerClientSideMovement, on);
     if (wasOn && !on) player->m_fMovementInput = 0.0f;
 }
 
 void Server_Client::UpdateClientSideMovementFlag() {
-    ++m_ucClientSideMovementSeq;
+    ++m_Movement.m_ucClientSideMovementSeq;
     m_pPacket->AppendByte(kMsgClientSideMovement);
-    m_pPacket->AppendBool(m_bClientSideMovement);
-    m_pPacket->AppendByte(m_ucClientSideMovementSeq);
-    m_bClientSideMovementSent = m_bClientSideMovement;
+    m_pPacket->AppendBool(m_Movement.m_bClientSideMovement);
+    m_pPacket->AppendByte(m_Movement.m_ucClientSideMovementSeq);
+    m_Movement.m_bClientSideMovementSent = m_Movement.m_bClientSideMovement;
     Server_Player* player = m_pPlayer;
     if (!player) return;
     player->SetFlag(kPlayerAwaitClientPosition, true);
     player->SetFlag(kPlayerAwaitClientYaw, true);
     player->SetFlag(kPlayerAwaitClientVelocity, true);
-    if (!m_bClientSideMovement) {
+    if (!m_Movement.m_bClientSideMovement) {
         if (Server_Client_Entity* view = player->GetClientView(Slot())) view->m_usStepsSinceResync = kResyncAtNextUpdate;
     } else {
         m_pPacket->AppendByte(kMsgClientSideVelocity);

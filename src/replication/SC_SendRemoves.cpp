@@ -3,7 +3,7 @@
 #include "replication/Server_Client.h"
 #include "replication/UpdateMessages.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 using namespace replication;
 

@@ -6,7 +6,7 @@
 #include "world/Server_Client_Entity.h"
 #include "world/VUKHeap.h"
 
-VukHeap g_VukHeap_ServerClient(sizeof(Server_Client), 128, "g_VukHeap_ServerClient", VukHeap::Lifetime::Process);
+static_assert(sizeof(Server_Client) <= kServerClientElementSize, "a client record must fit its pool's elements");
 
 namespace {
 constexpr int kSlotCount = 256;

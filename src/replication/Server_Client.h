@@ -6,9 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "core/Timer.h"
+#include "base/Timer.h"
+#include "clientui/ClientRecord.h"
 #include "net/ClientServerPipe.h"
-#include "world/PointerStringList.h"
+#include "base/PointerStringList.h"
 #include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/VUK_Grid.h"
 
@@ -28,22 +29,14 @@ public:
     Server_Client_Entity* m_pOwner = nullptr;
 };
 
-// Window and texture bookkeeping is kept as plain lists here; their behaviour is not built yet.
-struct UpdateNewsFile {
-    virtual ~UpdateNewsFile() = default;
-    std::string m_strName;
-};
-struct ServerTextureFile {
-    virtual ~ServerTextureFile() = default;
-    std::string m_strName;
-};
-class UpdateNewsFileList : public PointerStringList<UpdateNewsFile> {
-public:
-    ~UpdateNewsFileList() override = default;
-};
-class ServerTextureFileList : public PointerStringList<ServerTextureFile> {
-public:
-    ~ServerTextureFileList() override = default;
+// Client-side movement: whether the client moves its own player, and the sequence numbers of
+// the steering echo.
+struct ClientMovement {
+    bool m_bClientSideMovement = false;
+    bool m_bClientSideMovementSent = false;
+    bool m_bClientSideMovementAllowed = true;  // "/client_side_move" turns it off for this client
+    uint8_t m_ucClientSideMovementSeq = 0;
+    uint8_t m_ucMovementSeqEcho = 0;
 };
 
 // Channels a client with KRV_MULTI_UDP_CHANNEL gets; everything else travels on channel 0.
@@ -58,6 +51,7 @@ enum : unsigned {
 
 class Server_Client {
 public:
+    // ---- the record, its storage and sending (replication/Server_Client.cpp) ----
     Server_Client();
     virtual ~Server_Client();
     Server_Client(const Server_Client&) = delete;
@@ -72,16 +66,16 @@ public:
     // Queues a whole message on a channel of the pipe; the pipe owns it from here.
     void Send(unsigned channel, Packet* packet);
 
-    // ---- chat ----
+    // ---- chat (session/Server_Chat.cpp) ----
     void SendChatMessage(const char* name, const char* text);
     void SendChatMessage(const std::string& name, const std::string& text);
     void SendKick(const char* name, const char* text);
 
-    // ---- extensions ----
+    // ---- extensions (session/Server_Extensions.cpp) ----
     void HandleQueryExtension(Packet* packet, unsigned char visibleCount);
     void HandleQueryExtensionResponse(Packet* packet);
 
-    // ---- reference slots ----
+    // ---- reference slots (replication/Server_Client.cpp) ----
     void SendIDChange();
     void SendIDChange_Core();
     bool HandleFullPacket() const;
@@ -94,7 +88,7 @@ public:
     // The 32-bit handle the client knows a view by.
     uint32_t HandleOf(const Server_Client_Entity* view) const;
 
-    // ---- update cycle ----
+    // ---- update cycle (replication/CR_UpdateClient.cpp) ----
     void UpdateClient_NormalPacket(uint32_t tick);
     void UpdateClient_ExtraPacket();
     void UC_FillPacket();
@@ -105,7 +99,7 @@ public:
     void UC_ProcessLeftOverPlayers();
     void UC_HandlePleaseWaitWindow();
 
-    // ---- encoders ----
+    // ---- encoders (replication/CR_UC_Update.cpp; positions and rotation in replication/CR_UC_UpdatePosition.cpp) ----
     void UC_Update_UINT(unsigned char type, unsigned int* value, unsigned int* view);
     void UC_Update_SignedShortINT_As_UINT(unsigned char type, short* value, short* view);
     void UC_Update_Float(unsigned char type, float* value, float* view);
@@ -128,7 +122,8 @@ public:
     void UC_Update_Player_ClientSideFireBlocks();
     void UC_ProcessAdd2_FireBlock();
 
-    // ---- notices, removals, attachment and teardown ----
+    // ---- notices, attachment and zone filing (replication/Server_Inform.cpp; removals and teardown in
+    // replication/SC_SendRemoves.cpp) ----
     void Inform_EntityUpdated(Server_Entity* entity);
     // The same, told whether the entity still lies in the pending-grid zones the last notice
     // filed it in: then an entity already filed needs only to be pending.
@@ -139,7 +134,7 @@ public:
     void HandleZonesBeUpdatedThingy();
     bool GradualDeleteThingy();
 
-    // ---- player streams ----
+    // ---- player streams (replication/SC_PlayerScores.cpp) ----
     void UC_ProcessUpdateOwnPlayer();
     bool UC_ProcessAllUpdates_PlayerScores();
     void UC_ProcessAdd2_PlayerScore();
@@ -148,7 +143,8 @@ public:
     void FigureClientSideMovement();
     void UpdateClientSideMovementFlag();
 
-    // ---- bookkeeping shared by the passes, the notices and the teardown ----
+    // ---- bookkeeping shared by the passes, the notices and the teardown (replication/Server_Inform.cpp;
+    // views and adds in replication/CR_UpdateClient.cpp and replication/CR_UC_Update.cpp) ----
     bool IsPending(const Server_Entity* e) const;
     // Players wait in m_PendingPlayers, everything else in m_PendingEntities.
     VUKFastArray_WithLinkBacks<Server_Entity*>& PendingListOf(const Server_Entity* e);
@@ -174,7 +170,8 @@ public:
     // Queues m_pPacket on the world channel, or frees it when nothing was written.
     void QueueUpdatePacket();
 
-    // ---- windows and textures (not built yet; called at their fixed places) ----
+    // ---- windows and textures, not built yet; the update cycle calls them at their fixed places
+    // (clientui/ClientRecord.cpp) ----
     void SendMOTD();
     void SendServerTextures();
     void SendSpecialButton();
@@ -211,19 +208,9 @@ public:
     Server_WeirdLink* m_pSlotRecord = nullptr;
     Timer m_ResetPositionTimer{7.0f};
     uint32_t m_uiIncomingChannelCursor = 0;
-    bool m_bSpecialMenuOpen = false;
-    bool m_bClientSideMovement = false;
-    bool m_bClientSideMovementSent = false;
-    bool m_bClientSideMovementAllowed = true;
-    bool m_bUpdateNewsOpen = false;
+    ClientWindows m_Windows;
+    ClientMovement m_Movement;
     bool m_bNeedsNormalUpdate = true;
-    uint8_t m_ucClientSideMovementSeq = 0;
-    uint8_t m_ucMovementSeqEcho = 0;
-    UpdateNewsFileList m_UpdateNewsFiles;
-    int32_t m_iCurrentNewsItem = -1;
-    uint32_t m_uiScrollTopLine = 0;
-    ArrayOfStrings m_ScrollLines;
-    bool m_bScrollViewerShown = false;
     uint8_t m_ucChatChannel = 1;
     VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingEntities{65536};
     VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingPlayers{1024};
@@ -231,7 +218,7 @@ public:
     VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedFireBlockViews{128};
     VUKFastArray_WithLinkBacks<Server_Entity*> m_ZoneWaitEntities{65536};
     VUKFastArray_WithLinkBacks<Server_Entity*> m_AttachedEntities{65536};
-    ServerTextureFileList m_ServerTextures;
+    ClientTextures m_Textures;
     std::string* m_LabelCache[256] = {};
     Packet* m_pPacket = nullptr;
     Server_Entity* m_pEntity = nullptr;

@@ -5,7 +5,7 @@
 #include "platform/Clock.h"
 #include "replication/Server_Client.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 

@@ -2,12 +2,13 @@
 #include <cctype>
 #include <cstdio>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "core/Server.h"
-#include "core/Tunables.h"
+#include "core/ServerMain.h"
+#include "base/Settings.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 

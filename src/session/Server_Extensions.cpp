@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/Server.h"
+#include "game/GameConstants.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 
@@ -16,8 +17,8 @@ struct CostChartEntry {
     uint32_t cost;
 };
 constexpr CostChartEntry kCostChart[] = {
-    {"STONEBLOCK", 5000}, {"PERSONAL_BOUNCYPAD", 5000}, {"ZORBINCUBE", 25000},
-    {"BUILDINGBLOCK", 300000}, {"IRSCUBE", 300000},
+    {"STONEBLOCK", kCostStoneBlock},         {"PERSONAL_BOUNCYPAD", kCostBouncyPad}, {"ZORBINCUBE", kCostZorbinCube},
+    {"BUILDINGBLOCK", kCostBuildingBlock}, {"IRSCUBE", kCostIRSCube},
 };
 
 constexpr const char* kOffers[] = {"KRV_MSG_COMMAND", "KRV_CSE1", "KRV_MULTI_UDP_CHANNEL"};

@@ -2,13 +2,13 @@
 // small handlers for keys, steering, client-side movement and client settings.
 #include <cstdio>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "core/Server.h"
 #include "net/Packet.h"
 #include "platform/Console.h"
 #include "replication/Server_Client.h"
-#include "game/Server_Player.h"
-#include "world/Server_Entity.h"
+#include "game/GameConstants.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 
@@ -159,7 +159,7 @@ bool Server::PIC() {
         case kRecordClientSideYaw: valid = PIC_ClientSideMove_Yaw(client, packet); break;
         case kRecordClientSideVelocity: valid = PIC_ClientSideMove_Vel(client, packet); break;
         case kRecordMovementSequence:
-            if (packet->Remaining() >= 1) packet->ReadByte(client->m_ucMovementSeqEcho);
+            if (packet->Remaining() >= 1) packet->ReadByte(client->m_Movement.m_ucMovementSeqEcho);
             break;
         case kRecordServerFileInfo: client->HandleReceivedSFileInfo(packet); break;
         default: valid = false; break;
@@ -221,7 +221,7 @@ bool Server::PIC_Keys_V79Move(Server_Client* client, Packet* packet) {
     packet->ReadFloat(heading);
     packet->ReadByte(throttle);
     client->FigureClientSideMovement();
-    if (Server_Player* player = client->m_pPlayer; player && !client->m_bClientSideMovement) {
+    if (Server_Player* player = client->m_pPlayer; player && !client->m_Movement.m_bClientSideMovement) {
         player->SetYaw(yaw);
         player->m_fSteeringHeading = heading;
         player->m_fThrottle = float(throttle) / 255.0f;
@@ -247,8 +247,8 @@ struct ClientMoveRecord {
 // latest switch with its sequence number; otherwise a well-formed record is dropped silently.
 bool AcceptsClientMove(Server_Client* client) {
     client->FigureClientSideMovement();
-    return client->m_pPlayer && client->m_bClientSideMovement &&
-           client->m_ucMovementSeqEcho == client->m_ucClientSideMovementSeq;
+    return client->m_pPlayer && client->m_Movement.m_bClientSideMovement &&
+           client->m_Movement.m_ucMovementSeqEcho == client->m_Movement.m_ucClientSideMovementSeq;
 }
 
 void ApplyClientMove(Server& server, Server_Client* client, const ClientMoveRecord& move) {
@@ -281,7 +281,7 @@ void ApplyClientMove(Server& server, Server_Client* client, const ClientMoveReco
 bool Server::PIC_ClientSideMove(Server_Client* client, Packet* packet) {
     if (packet->Remaining() < 29) return false;
     ClientMoveRecord move;
-    packet->ReadByte(client->m_ucMovementSeqEcho);
+    packet->ReadByte(client->m_Movement.m_ucMovementSeqEcho);
     packet->ReadFloat(move.x);
     packet->ReadFloat(move.y);
     packet->ReadFloat(move.z);

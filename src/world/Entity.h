@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "world/PointerStringList.h"
+#include "base/PointerStringList.h"
 #include "world/VUKVector.h"
 
 // ---- kinds (low four bits of m_ucTypeAndFlags) -------------------------------------------------

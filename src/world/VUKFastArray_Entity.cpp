@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "platform/Console.h"
 #include "world/VUK_Zone.h"
 #include "world/WorldFatalError.h"

@@ -14,7 +14,7 @@
 #pragma once
 #include <cstdint>
 
-#include "world/VUKFastArray.h"
+#include "base/VUKFastArray.h"
 #include "world/VUKHeap.h"
 
 class Server_Entity;

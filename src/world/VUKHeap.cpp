@@ -3,11 +3,11 @@
 #include <cmath>
 #include <cstdio>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "platform/Console.h"
 #include "world/LinkedList.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUKFastArray_Entity.h"
 #include "world/VUK_Zone.h"
 #include "world/WorldFatalError.h"
@@ -91,45 +91,33 @@ VukHeap::~VukHeap() noexcept(false) {
     m_Range.Release();
 }
 
-uint8_t* VukHeap::AllocateOne() {
+uint8_t* VukHeap::AllocateHere() {
     uint8_t* p;
-    if (m_pFreeStack->Pop(&p)) {
-        MarkPagesUsed(p, m_uiElementSize);
-        ++m_uiLiveCount;
-        vukmem::UnpoisonSlot(p, m_uiElementSize);
-        return p;
-    }
-    if (m_pTop < m_pEnd) {
+    if (!m_pFreeStack->Pop(&p)) {
+        if (m_pTop >= m_pEnd) return nullptr;
         p = m_pTop;
         m_pTop += m_uiElementSize;
-        MarkPagesUsed(p, m_uiElementSize);
-        ++m_uiLiveCount;
-        vukmem::UnpoisonSlot(p, m_uiElementSize);
-        return p;
     }
-    if (!m_pNext) {
-        m_pNext = std::make_unique<VukHeap>(m_uiElementSize, m_uiElementCount, m_strName.c_str());
-        m_pNext->m_pHead = m_pHead;
-        m_pNext->m_uiDepth = m_uiDepth + 1;
-        m_pHead->m_ChainRanges.push_back({m_pNext->m_pBase, m_pNext->m_pEnd});
-        char text[512];
-        snprintf(text, sizeof text, "DEBUG INFO: Additional heap created for %s objects.", m_strName.c_str());
-        LogChat("VukHeap", text);
-    }
-    return m_pNext->AllocateOne();
+    MarkPagesUsed(p, m_uiElementSize);
+    ++m_uiLiveCount;
+    vukmem::UnpoisonSlot(p, m_uiElementSize);
+    return p;
 }
 
-void VukHeap::FreeOne(void* pointer) {
-    uint8_t* p = static_cast<uint8_t*>(pointer);
-    if (p < m_pBase || p >= m_pEnd) {
-        if (!m_pNext) throw WorldFatalError("VukHeap::FreeOne: pointer from no pool of " + m_strName);
-        m_pNext->FreeOne(p);
-        if (m_pNext->m_uiLiveCount == 0 && (!m_pNext->m_pNext || m_pNext->m_pNext->CanBeFreed())) {
-            m_pNext.reset();
-            m_pHead->m_ChainRanges.resize(m_uiDepth + 1);
-        }
-        return;
-    }
+std::unique_ptr<VukHeap> VukHeap::MakeNext() {
+    auto next = std::make_unique<VukHeap>(m_uiElementSize, m_uiElementCount, m_strName.c_str());
+    next->m_pHead = m_pHead;
+    next->m_uiDepth = m_uiDepth + 1;
+    m_pHead->m_ChainRanges.push_back({next->m_pBase, next->m_pEnd});
+    char text[512];
+    snprintf(text, sizeof text, "DEBUG INFO: Additional heap created for %s objects.", m_strName.c_str());
+    LogChat("VukHeap", text);
+    return next;
+}
+
+void VukHeap::NextDropped() { m_pHead->m_ChainRanges.resize(m_uiDepth + 1); }
+
+void VukHeap::FreeHere(uint8_t* p) {
     if (p == m_pTop - m_uiElementSize) m_pTop = p;
     else m_pFreeStack->Push(p);
     --m_uiLiveCount;
@@ -137,23 +125,10 @@ void VukHeap::FreeOne(void* pointer) {
     vukmem::PoisonSlot(p, m_uiElementSize);
 }
 
-void VukHeap::L2_OptimizeFreeElementStack() {
+void VukHeap::TidyHere() {
     ReleaseUnusedPages();
     m_pTop = m_pFreeStack->AbsorbIntoTopAndSort(m_pTop, m_pBase);
     m_pFreeStack->ReleaseUnusedPages();
-    if (m_pNext) m_pNext->L2_OptimizeFreeElementStack();
-}
-
-bool VukHeap::IsIn(const void* pointer) const {
-    const uint8_t* p = static_cast<const uint8_t*>(pointer);
-    if (p >= m_pBase && p < m_pEnd) return true;
-    return m_pNext && m_pNext->IsIn(p);
-}
-
-bool VukHeap::CanBeFreed() const { return m_uiLiveCount == 0 && (!m_pNext || m_pNext->CanBeFreed()); }
-
-uint32_t VukHeap::GetHolesInHeap() const {
-    return m_pFreeStack->Count() + (m_pNext ? m_pNext->GetHolesInHeap() : 0);
 }
 
 uint64_t VukHeap::ChainLiveCount() const { return m_uiLiveCount + (m_pNext ? m_pNext->ChainLiveCount() : 0); }
@@ -238,23 +213,18 @@ VukHeap g_VukHeap_ServerClientEntity(sizeof(Server_Client_Entity), 1'048'576, "g
                                      VukHeap::Lifetime::Process);
 VukHeap g_VukHeap_Links(kLinkElementSize, 2'097'152, "g_VukHeap_Links", VukHeap::Lifetime::Process);
 VukHeap g_VukHeap_PFA_LinkBacks(sizeof(uint32_t), 2'097'152, "g_VukHeap_PFA_LinkBacks", VukHeap::Lifetime::Process);
+VukHeap g_VukHeap_ServerClient(kServerClientElementSize, 128, "g_VukHeap_ServerClient", VukHeap::Lifetime::Process);
 VukHeap g_VukHeap_SCEPlayer(sizeof(SCE_Player), 16'384, "g_VukHeap_SCEPlayer", VukHeap::Lifetime::Process);
 VukHeap g_VukHeap_PFAE_Info(sizeof(PFAE_Info), 4'194'304, "g_VukHeap_PFAE_Info", VukHeap::Lifetime::Process);
 VukHeap g_VukHeap_VukZone(sizeof(VUK_Zone), 131'072, "g_VukHeap_VukZone", VukHeap::Lifetime::Process);
 VukHeap g_VukHeap_VukZoneLine(sizeof(VUK_ZoneLine), 16'384, "g_VukHeap_VukZoneLine", VukHeap::Lifetime::Process);
 
-void OptimizeWorldHeaps(WorldHeapGroup group) {
-    if (group == WorldHeapGroup::BeforeServerClient) {
-        g_VukHeap_ServerEntity.L2_OptimizeFreeElementStack();
-        g_VukHeap_ServerZorbinCube.L2_OptimizeFreeElementStack();
-        g_VukHeap_ServerPalaceCube.L2_OptimizeFreeElementStack();
-        g_VukHeap_ServerClientEntity.L2_OptimizeFreeElementStack();
-        g_VukHeap_Links.L2_OptimizeFreeElementStack();
-        g_VukHeap_PFA_LinkBacks.L2_OptimizeFreeElementStack();
-    } else {
-        g_VukHeap_SCEPlayer.L2_OptimizeFreeElementStack();
-        g_VukHeap_PFAE_Info.L2_OptimizeFreeElementStack();
-        g_VukHeap_VukZone.L2_OptimizeFreeElementStack();
-        g_VukHeap_VukZoneLine.L2_OptimizeFreeElementStack();
-    }
+VukHeap* const g_GlobalHeaps[kGlobalHeapCount] = {
+    &g_VukHeap_ServerEntity, &g_VukHeap_ServerZorbinCube, &g_VukHeap_ServerPalaceCube, &g_VukHeap_ServerClientEntity,
+    &g_VukHeap_Links,        &g_VukHeap_PFA_LinkBacks,    &g_VukHeap_ServerClient,     &g_VukHeap_SCEPlayer,
+    &g_VukHeap_PFAE_Info,    &g_VukHeap_VukZone,          &g_VukHeap_VukZoneLine,
+};
+
+void OptimizeGlobalHeaps() {
+    for (VukHeap* heap : g_GlobalHeaps) heap->L2_OptimizeFreeElementStack();
 }

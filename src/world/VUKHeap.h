@@ -19,13 +19,13 @@
 #include <memory>
 #include <string>
 #include <vector>
-#include <vector>
 
+#include "world/VukHeap_Chain.h"
 #include "world/VukHeap_FreeElementStack.h"
 
 inline constexpr uint32_t kVukPageSize = 4096;
 
-class VukHeap {
+class VukHeap : public VukHeapChain<VukHeap> {
 public:
     // The eleven global pools live for the whole process. At exit such a pool releases its
     // range when it is empty and otherwise only reports the leftovers: an exception cannot
@@ -42,18 +42,10 @@ public:
     VukHeap(const VukHeap&) = delete;
     VukHeap& operator=(const VukHeap&) = delete;
 
-    // Uninitialised storage for one element; never fails (a full pool chains another).
-    uint8_t* AllocateOne();
-    // Returns storage whose destructor has already run. p must come from this pool's chain.
-    void FreeOne(void* p);
-    // Absorbs free single slots just below the high-water mark, sorts the free runs so the
-    // lowest are handed out first and merges neighbouring runs; then the same on the chain.
-    void L2_OptimizeFreeElementStack();
+    // Allocation, freeing, the tidy pass and the chain queries come from VukHeapChain. The tidy
+    // pass absorbs free single slots just below the high-water mark, sorts the free runs so the
+    // lowest are handed out first, merges neighbouring runs and decommits pages left unused.
 
-    bool IsIn(const void* p) const;
-    bool CanBeFreed() const;
-    // Entries of the free stacks over the whole chain.
-    uint32_t GetHolesInHeap() const;
     void MarkPagesUsed(uint8_t* p, size_t n);
     void MarkPagesUnused(uint8_t* p, size_t n);
 
@@ -66,7 +58,6 @@ public:
     uint8_t* Base() const { return m_pBase; }
     uint8_t* Top() const { return m_pTop; }
     uint8_t* End() const { return m_pEnd; }
-    VukHeap* Next() const { return m_pNext.get(); }
     uint32_t ElementSize() const { return m_uiElementSize; }
     uint32_t ElementCount() const { return m_uiElementCount; }
     uint32_t PageCount() const { return m_uiPageCount; }
@@ -76,16 +67,23 @@ public:
     uint64_t ChainLiveCount() const;
     // Pages of the element ranges committed now, over the whole chain.
     uint64_t ChainCommittedPages() const;
-    VukHeap_FreeElementStack& FreeStack() { return *m_pFreeStack; }
+    VukHeap_FreeElementStack& FreeStack() const { return *m_pFreeStack; }
     // Decommits the pages that became unused since the last call (this pool only); part of the
     // tidy pass.
     void ReleaseUnusedPages();
 
 private:
+    friend class VukHeapChain<VukHeap>;
+    bool Holds(const void* p) const { return p >= m_pBase && p < m_pEnd; }
+    uint8_t* AllocateHere();
+    void FreeHere(uint8_t* p);
+    std::unique_ptr<VukHeap> MakeNext();
+    void NextDropped();
+    void TidyHere();
+
     vukmem::Range m_Range;
     std::string m_strName;
     uint8_t* m_pBase = nullptr;
-    std::unique_ptr<VukHeap> m_pNext;
     uint32_t m_uiElementSize = 0;
     uint32_t m_uiElementCount = 0;
     std::unique_ptr<VukHeap_FreeElementStack> m_pFreeStack;
@@ -113,9 +111,10 @@ private:
     bool m_bPowerOfTwo = false;
 };
 
-// The global pools, in the order the server tick tidies them. g_VukHeap_ServerClient is
-// defined by the replication layer, which owns the client record; nothing in the world library
-// refers to it.
+// The eleven global pools. The client record belongs to the replication layer, which checks
+// that it fits the element size given here.
+inline constexpr uint32_t kServerClientElementSize = 8192;
+
 extern VukHeap g_VukHeap_ServerEntity;       // Server_Entity (normal pads), 65,536
 extern VukHeap g_VukHeap_ServerZorbinCube;   // Server_ZorbinCube, 65,536
 extern VukHeap g_VukHeap_ServerPalaceCube;   // Server_PalaceCube, 65,536
@@ -128,10 +127,9 @@ extern VukHeap g_VukHeap_PFAE_Info;          // PFAE_Info, 4,194,304
 extern VukHeap g_VukHeap_VukZone;            // VUK_Zone, 131,072
 extern VukHeap g_VukHeap_VukZoneLine;        // VUK_ZoneLine, 16,384
 
-// Tidies the ten pools the world defines, in the tick's order; the caller tidies
-// g_VukHeap_ServerClient between g_VukHeap_PFA_LinkBacks and g_VukHeap_SCEPlayer itself:
-//   OptimizeWorldHeaps(WorldHeapGroup::BeforeServerClient);
-//   g_VukHeap_ServerClient.L2_OptimizeFreeElementStack();
-//   OptimizeWorldHeaps(WorldHeapGroup::AfterServerClient);
-enum class WorldHeapGroup { BeforeServerClient, AfterServerClient };
-void OptimizeWorldHeaps(WorldHeapGroup group);
+// All of them, in the order the tidy pass, "/holes_in_heap" and "/stats" walk them.
+inline constexpr size_t kGlobalHeapCount = 11;
+extern VukHeap* const g_GlobalHeaps[kGlobalHeapCount];
+
+// The tidy pass over every global pool (once a minute from the server tick).
+void OptimizeGlobalHeaps();

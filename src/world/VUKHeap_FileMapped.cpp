@@ -5,7 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "platform/Files.h"
 #include "world/WorldFatalError.h"
 
@@ -65,57 +65,32 @@ VukHeap_FileMapped::~VukHeap_FileMapped() noexcept(false) {
     close(m_iFile);
 }
 
-uint8_t* VukHeap_FileMapped::AllocateOne() {
+uint8_t* VukHeap_FileMapped::AllocateHere() {
     uint8_t* p;
     if (m_pFreeStack->Pop(&p)) {
-        ++m_uiLiveCount;
         vukmem::UnpoisonSlot(p, m_uiElementSize);
-        return p;
-    }
-    if (m_pTop < m_pEnd) {
+    } else {
+        if (m_pTop >= m_pEnd) return nullptr;
         p = m_pTop;
         m_pTop += m_uiElementSize;
-        ++m_uiLiveCount;
-        return p;
     }
-    if (!m_pNext) {
-        m_pNext = std::make_unique<VukHeap_FileMapped>(m_uiElementSize, m_uiElementCount, m_strBaseName.c_str(),
-                                                       m_iSequence + 1);
-        char text[768];
-        snprintf(text, sizeof text, "DEBUG INFO: Additional file mapped heap created for %s objects.",
-                 m_pNext->m_strFilePath.c_str());
-        LogChat("VukHeap", text);
-    }
-    return m_pNext->AllocateOne();
+    ++m_uiLiveCount;
+    return p;
 }
 
-void VukHeap_FileMapped::FreeOne(void* pointer) {
-    uint8_t* p = static_cast<uint8_t*>(pointer);
-    if (p < m_pView || p >= m_pEnd) {
-        if (!m_pNext) throw WorldFatalError("VukHeap_FileMapped::FreeOne: pointer from no pool of " + m_strBaseName);
-        m_pNext->FreeOne(p);
-        if (m_pNext->m_uiLiveCount == 0 && (!m_pNext->m_pNext || m_pNext->m_pNext->CanBeFreed())) m_pNext.reset();
-        return;
-    }
+std::unique_ptr<VukHeap_FileMapped> VukHeap_FileMapped::MakeNext() {
+    auto next = std::make_unique<VukHeap_FileMapped>(m_uiElementSize, m_uiElementCount, m_strBaseName.c_str(),
+                                                     m_iSequence + 1);
+    char text[768];
+    snprintf(text, sizeof text, "DEBUG INFO: Additional file mapped heap created for %s objects.",
+             next->m_strFilePath.c_str());
+    LogChat("VukHeap", text);
+    return next;
+}
+
+void VukHeap_FileMapped::FreeHere(uint8_t* p) {
     if (p == m_pTop - m_uiElementSize) m_pTop = p;
     else m_pFreeStack->Push(p);
     --m_uiLiveCount;
     vukmem::PoisonSlot(p, m_uiElementSize);
-}
-
-void VukHeap_FileMapped::L2_OptimizeFreeElementStack() {
-    m_pTop = m_pFreeStack->AbsorbIntoTopAndSort(m_pTop, m_pView);
-    if (m_pNext) m_pNext->L2_OptimizeFreeElementStack();
-}
-
-bool VukHeap_FileMapped::IsIn(const void* pointer) const {
-    const uint8_t* p = static_cast<const uint8_t*>(pointer);
-    if (p >= m_pView && p < m_pEnd) return true;
-    return m_pNext && m_pNext->IsIn(p);
-}
-
-bool VukHeap_FileMapped::CanBeFreed() const { return m_uiLiveCount == 0 && (!m_pNext || m_pNext->CanBeFreed()); }
-
-uint32_t VukHeap_FileMapped::GetHolesInHeap() const {
-    return m_pFreeStack->Count() + (m_pNext ? m_pNext->GetHolesInHeap() : 0);
 }

@@ -7,9 +7,10 @@
 #include <memory>
 #include <string>
 
+#include "world/VukHeap_Chain.h"
 #include "world/VukHeap_FreeElementStack.h"
 
-class VukHeap_FileMapped {
+class VukHeap_FileMapped : public VukHeapChain<VukHeap_FileMapped> {
 public:
     // Errors ("File Mapped Heap Creation Error: ...") are printed, logged under "VukHeap" and
     // raised as a WorldFatalError.
@@ -18,25 +19,28 @@ public:
     VukHeap_FileMapped(const VukHeap_FileMapped&) = delete;
     VukHeap_FileMapped& operator=(const VukHeap_FileMapped&) = delete;
 
-    uint8_t* AllocateOne();
-    void FreeOne(void* p);
-    void L2_OptimizeFreeElementStack();
-    bool IsIn(const void* p) const;
-    bool CanBeFreed() const;
-    uint32_t GetHolesInHeap() const;
+    // Allocation, freeing, the tidy pass and the chain queries come from VukHeapChain.
 
     const std::string& BaseName() const { return m_strBaseName; }
+    const std::string& Name() const { return m_strBaseName; }
     const std::string& FilePath() const { return m_strFilePath; }
     int Sequence() const { return m_iSequence; }
     uint8_t* Base() const { return m_pView; }
     uint8_t* Top() const { return m_pTop; }
-    VukHeap_FileMapped* Next() const { return m_pNext.get(); }
     uint32_t LiveCount() const { return m_uiLiveCount; }
+    VukHeap_FreeElementStack& FreeStack() const { return *m_pFreeStack; }
 
 private:
+    friend class VukHeapChain<VukHeap_FileMapped>;
+    bool Holds(const void* p) const { return p >= m_pView && p < m_pEnd; }
+    uint8_t* AllocateHere();
+    void FreeHere(uint8_t* p);
+    std::unique_ptr<VukHeap_FileMapped> MakeNext();
+    void NextDropped() {}
+    void TidyHere() { m_pTop = m_pFreeStack->AbsorbIntoTopAndSort(m_pTop, m_pView); }
+
     int m_iFile = -1;
     uint8_t* m_pView = nullptr;
-    std::unique_ptr<VukHeap_FileMapped> m_pNext;
     std::string m_strBaseName;
     std::string m_strFilePath;
     int m_iSequence = 0;

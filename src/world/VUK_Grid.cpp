@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUK_Zone.h"
 #include "world/WorldFatalError.h"
 #include "world/ZoneGridHolder.h"

@@ -1,6 +1,6 @@
 #include "world/VUK_Zone.h"
 
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 void* VUK_Zone::operator new(std::size_t) { return g_VukHeap_VukZone.AllocateOne(); }
 void VUK_Zone::operator delete(void* p) { g_VukHeap_VukZone.FreeOne(p); }

@@ -5,7 +5,7 @@
 #include <string>
 #include <sys/mman.h>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "platform/Console.h"
 #include "world/WorldFatalError.h"
 

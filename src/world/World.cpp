@@ -2,8 +2,7 @@
 
 #include <exception>
 
-#include "core/LogChat.h"
-#include "core/Tunables.h"
+#include "base/LogChat.h"
 #include "platform/Console.h"
 #include "world/WorldFatalError.h"
 

@@ -6,7 +6,7 @@
 #pragma once
 #include <cstdint>
 
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUKFastArray_Entity.h"
 #include "world/VUK_Grid.h"
 

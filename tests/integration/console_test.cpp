@@ -197,7 +197,7 @@ TEST(ConsoleOptions, BadOptionPrintsUsageAndExitsTwo) {
     o.arguments = {"--bogus"};
     ServerProcess server(o);
     EXPECT_EQ(server.WaitForExit(10s), 2);
-    EXPECT_EQ(server.ErrorOutput(), "usage: quorvane [--port N] [--auto] [--dir PATH]\n");
+    EXPECT_EQ(server.ErrorOutput(), "usage: quorvane [--port N] [--auto] [--dir PATH] [--peer-timeout SECONDS]\n");
 }
 
 TEST(ConsoleSwitch, EmptySwitchFileIsKeptAndANamedProgramTakesOver) {

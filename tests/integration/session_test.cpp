@@ -1,7 +1,7 @@
 // Login, extensions and chat records over real UDP against the real binary.
 #include <gtest/gtest.h>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "support/GameServer.h"
 
 namespace {

@@ -70,7 +70,7 @@ TEST(TransportConnection, LeaveThenTheSamePortStartsANewClient) {
 }
 
 TEST(TransportConnection, SilentClientIsDroppedAfterTheIdlePeriod) {
-    TransportServer server({"QUORVANE_TEST_PEER_IDLE_SECONDS=1.5"});
+    TransportServer server({"--peer-timeout", "1.5"});
     ASSERT_TRUE(server.Ready());
     auto c = server.NewClient();
     c->SendRaw(QueryDatagram(1, "X"));
@@ -85,7 +85,7 @@ TEST(TransportConnection, SilentClientIsDroppedAfterTheIdlePeriod) {
 }
 
 TEST(TransportConnection, KeepAlivesAloneKeepTheConnection) {
-    TransportServer server({"QUORVANE_TEST_PEER_IDLE_SECONDS=1.5"});
+    TransportServer server({"--peer-timeout", "1.5"});
     ASSERT_TRUE(server.Ready());
     auto c = server.NewClient();
     c->m_bAutoKeepAlive = true; // one every second, inside the 1.5 s idle period

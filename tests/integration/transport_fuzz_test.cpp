@@ -10,7 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 
 TEST(TransportFuzz, RandomDatagramsFromManyPortsLeaveTheServerAnswering) {
-    TransportServer server({"QUORVANE_TEST_PEER_IDLE_SECONDS=2"});
+    TransportServer server({"--peer-timeout", "2"});
     ASSERT_TRUE(server.Ready());
     std::mt19937 random(20240607);
     std::vector<std::unique_ptr<headless::HeadlessClient>> senders;

@@ -6,11 +6,11 @@
 
 using namespace std::chrono_literals;
 
-GameServer::GameServer(const std::function<void(const TempDir&)>& prepare, std::vector<std::string> extraEnvironment) {
+GameServer::GameServer(const std::function<void(const TempDir&)>& prepare, std::vector<std::string> extraArguments) {
     if (prepare) prepare(m_Dir);
     m_Port = FreeUdpPort();
     ServerProcess::Options options = ServerProcess::Unattended(m_Dir.Path(), m_Port);
-    options.environment.insert(options.environment.end(), extraEnvironment.begin(), extraEnvironment.end());
+    options.arguments.insert(options.arguments.end(), extraArguments.begin(), extraArguments.end());
     m_pProcess = std::make_unique<ServerProcess>(options);
     if (m_pProcess->WaitForOutput("THE SERVER IS NOW RUNNING!", 60s) == std::string::npos) return;
     // The port is bound just after the banner: a reliable message acknowledged says it is.

@@ -15,7 +15,7 @@ class GameServer {
 public:
     // prepare runs in the empty folder before the server starts (to write save or admin files).
     explicit GameServer(const std::function<void(const TempDir&)>& prepare = {},
-                        std::vector<std::string> extraEnvironment = {});
+                        std::vector<std::string> extraArguments = {});
     ~GameServer();
 
     bool Ready() const { return m_bReady; }

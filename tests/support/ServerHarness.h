@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "core/Server.h"
-#include "core/Tunables.h"
+#include "base/Settings.h"
+#include "core/ServerMain.h"
 #include "net/ClientServerPipe.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"

@@ -10,9 +10,9 @@
 
 class TransportServer : public GameServer {
 public:
-    // extraEnvironment: "NAME=value" entries, e.g. a short peer idle period.
-    explicit TransportServer(std::vector<std::string> extraEnvironment = {})
-        : GameServer({}, std::move(extraEnvironment)) {}
+    // extraArguments: more command-line options, e.g. a short peer time-out.
+    explicit TransportServer(std::vector<std::string> extraArguments = {})
+        : GameServer({}, std::move(extraArguments)) {}
 
     // A client with raw datagram recording on and keep-alives off, connected from a new port.
     std::unique_ptr<headless::HeadlessClient> NewClient() {

@@ -4,7 +4,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "support/TempDir.h"
 
 class WorkingFolder {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "support/FixedLocalTime.h"
 #include "support/WorkingFolder.h"
 

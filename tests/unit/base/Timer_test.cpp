@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "core/Timer.h"
+#include "base/Timer.h"
 #include "support/FakeClock.h"
 
 namespace {

@@ -1,11 +1,11 @@
 // A server run inside the test process, keys fed through the console seam.
 #include <gtest/gtest.h>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "core/MenuMain.h"
 #include "core/ServerLock.h"
 #include "core/ServerMain.h"
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "platform/Console.h"
 #include "support/TempDir.h"
 #include "support/WorkingFolder.h"

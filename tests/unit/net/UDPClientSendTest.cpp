@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "PeerHarness.h"
-#include "core/Tunables.h"
+#include "base/Settings.h"
 
 namespace {
 

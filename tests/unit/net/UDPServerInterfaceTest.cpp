@@ -4,7 +4,7 @@
 #include <mutex>
 #include <vector>
 
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "headless/HeadlessClient.h"
 #include "net/ClientServerPipe.h"
 #include "net/UDPServerInterface.h"
@@ -208,8 +208,8 @@ TEST(UDPServerInterface, SwitchesFromLockStepToThreadModeAtRunTime) {
 }
 
 TEST(UDPServerInterface, SilentPeerIsDroppedAfterTheIdlePeriod) {
-    const float saved = g_TestHooks.peerIdleSeconds;
-    g_TestHooks.peerIdleSeconds = 0.3f;
+    const float saved = g_fPeerIdleSeconds;
+    g_fPeerIdleSeconds = 0.3f;
     {
         InterfaceHarness h(true);
         std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
@@ -218,7 +218,7 @@ TEST(UDPServerInterface, SilentPeerIsDroppedAfterTheIdlePeriod) {
         ASSERT_TRUE(a->WaitUntil([&] { return h.PipeCount() == 1; }, 2s));
         EXPECT_TRUE(a->WaitUntil([&] { return !h.Pipe(0).IsConnected(); }, 3s));
     }
-    g_TestHooks.peerIdleSeconds = saved;
+    g_fPeerIdleSeconds = saved;
 }
 
 } // namespace

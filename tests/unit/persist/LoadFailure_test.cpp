@@ -1,4 +1,4 @@
-// Save files the loader must not start a server from: the program ends instead.
+// Save files the loader must not start a server from: it gives its verdict, and the program ends.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -18,38 +18,42 @@ std::string PadRecord() {
                "00000043 00000043 00000043 2a000000 02000000 00 00 00 00 00000000");
 }
 
-class FatalLoad : public InSaveFolder {
-protected:
-    Server m_Server;
-};
+using FatalLoad = InSaveFolder;
 
-TEST_F(FatalLoad, UnknownRawCommandEndsTheProgramWithTheBadCommandMessage) {
-    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("28 00000000"));
-    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1),
+// The loader stops at the first broken record and says why; what it read before stays loaded.
+TEST_F(FatalLoad, BrokenFilesGiveTheirVerdict) {
+    struct Case {
+        const char* what;
+        std::string world, players;
+        LoadError verdict;
+        uint32_t padsLoaded;
+    };
+    const Case cases[] = {
+        {"unknown raw command", Hex("0b") + PadRecord() + Hex("28 00000000"), "", LoadError::BadCommandByte, 1},
+        {"a skip marker covers only the next record",
+         Hex("0b") + PadRecord() + Hex("17 04000000 0a 05000000 28 00000000"), "", LoadError::BadCommandByte, 1},
+        {"bad command in the players file", Hex("0b"), Hex("0b 00"), LoadError::BadCommandByte, 0},
+        {"unknown entity kind", Hex("0b 01 05") + std::string(48, '\0'), "", LoadError::BadEntityType, 0},
+        {"fire block", Hex("0b") + PadRecord() + Hex("01 06") + std::string(48, '\0'), "", LoadError::FireBlockEntity, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Server server;
+        Write("KRV1_Data.krv", c.world);
+        if (!c.players.empty()) Write("VUK_Players.krv", c.players);
+        EXPECT_EQ(server.LoadRoutine(), c.verdict);
+        EXPECT_EQ(server.m_NormalPads.Count(), c.padsLoaded);
+        unlink("VUK_Players.krv");
+    }
+}
+
+// Only the top of the program ends it, with the message box text and exit code 1.
+TEST_F(FatalLoad, EndingTheProgramShowsTheReasonAndExitsWithOne) {
+    EXPECT_EXIT(EndProgramAfterLoadError(LoadError::BadCommandByte), testing::ExitedWithCode(1),
                 "^Loading World Error: Loading World Error: Bad Command Byte In Data File\n$");
-}
-
-TEST_F(FatalLoad, SkipMarkerCoversOnlyTheRecordRightAfterIt) {
-    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("17 04000000 0a 05000000 28 00000000"));
-    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1), "Bad Command Byte In Data File");
-}
-
-TEST_F(FatalLoad, BadCommandInThePlayersFileEndsTheProgramToo) {
-    Write("KRV1_Data.krv", Hex("0b"));
-    Write("VUK_Players.krv", Hex("0b 00"));
-    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1),
-                "^Loading World Error: Loading World Error: Bad Command Byte In Data File\n$");
-}
-
-TEST_F(FatalLoad, UnknownEntityKindEndsTheProgramWithTheBadEntityMessage) {
-    Write("KRV1_Data.krv", Hex("0b 01 05") + std::string(48, '\0'));
-    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1),
+    EXPECT_EXIT(EndProgramAfterLoadError(LoadError::BadEntityType), testing::ExitedWithCode(1),
                 "^Loading World Error: Loading World Error: Bad Entity Type In Data File\n$");
-}
-
-TEST_F(FatalLoad, FireBlockRecordEndsTheProgramWithoutAMessage) {
-    Write("KRV1_Data.krv", Hex("0b") + PadRecord() + Hex("01 06") + std::string(48, '\0'));
-    EXPECT_EXIT(m_Server.LoadRoutine(), testing::ExitedWithCode(1), "^$");
+    EXPECT_EXIT(EndProgramAfterLoadError(LoadError::FireBlockEntity), testing::ExitedWithCode(1), "^$");
 }
 
 // The real program, started in the test's folder.

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <unistd.h>
 
-#include "core/LogChat.h"
-#include "core/Tunables.h"
+#include "base/LogChat.h"
+#include "base/Settings.h"
 #include "platform/LocalTime.h"
 #include "support/FixedLocalTime.h"
 #include "support/TempDir.h"
@@ -98,38 +98,10 @@ inline std::string BobRecords() {
            Hex("18 15000000") + "KRV_IGNORE_LIST_ENTRY" + Hex("07000000 03000000") + "Mal";
 }
 
-// Every global setting a save file carries, so a test can put them back.
-struct SavedSettings {
-    uint32_t udpSendBufferLimit = g_uiUdpSendBufferLimit;
-    bool compactSaveMode = g_bCompactSaveMode;
-    bool improvedCTSResponse = g_bImprovedCTSResponse;
-    uint32_t quillhobTexture = g_uiQuillhobTexture;
-    uint32_t rewardHittingQuillhob = g_uiRewardHittingQuillhob;
-    float zorbinShrink = g_fZorbinShrinkPerHit;
-    float stoneShrink = g_fStoneBlockShrinkPerHit;
-    float buildingShrink = g_fBuildingBlockShrinkPerHit;
-    int32_t coinsStolen = g_iZorbinCoinsStolenPerHit;
-    int32_t movingGroups = g_iPropertyMovingGroups;
-    int32_t maxMovePerTick = g_iMaxPropertyMovePerTick;
-
-    void Restore() const {
-        g_uiUdpSendBufferLimit = udpSendBufferLimit;
-        g_bCompactSaveMode = compactSaveMode;
-        g_bImprovedCTSResponse = improvedCTSResponse;
-        g_uiQuillhobTexture = quillhobTexture;
-        g_uiRewardHittingQuillhob = rewardHittingQuillhob;
-        g_fZorbinShrinkPerHit = zorbinShrink;
-        g_fStoneBlockShrinkPerHit = stoneShrink;
-        g_fBuildingBlockShrinkPerHit = buildingShrink;
-        g_iZorbinCoinsStolenPerHit = coinsStolen;
-        g_iPropertyMovingGroups = movingGroups;
-        g_iMaxPropertyMovePerTick = maxMovePerTick;
-    }
-};
-
 class InSaveFolder : public ::testing::Test {
 protected:
-    void TearDown() override { m_Settings.Restore(); }
+    // Loading and saving change the process-wide settings: every test starts from the defaults.
+    void TearDown() override { ApplySettingDefaults(nullptr); }
 
     std::string Read(const std::string& name) const { return m_Folder.Dir().Read(name); }
     void Write(const std::string& name, const std::string& bytes) const { m_Folder.Dir().Write(name, bytes); }
@@ -138,5 +110,4 @@ protected:
 
     WorkingFolder m_Folder;
     FixedLocalTime m_Time;
-    SavedSettings m_Settings;
 };

@@ -3,7 +3,7 @@
 
 #include "core/Server.h"
 #include "persist/Server_File.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "PersistTestSupport.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUKHeap.h"
 #include "world/World.h"
 #include "unit/replication/WireBytes.h"

@@ -152,7 +152,7 @@ TEST_F(PlayerEncoder, TemporaryEffectsGoBySlot) {
 
 TEST_F(PlayerEncoder, OwnPlayerUnderClientSideMovementFollowsSilently) {
     BecomeOwnPlayer();
-    m_Client->m_bClientSideMovement = true;
+    m_Client->m_Movement.m_bClientSideMovement = true;
     m_pBob->m_vPosition.Set(0.0f, 0.0f, 0.0f);
     m_pBob->SetYaw(1.0f);
     EXPECT_TRUE(Update().empty());
@@ -225,7 +225,7 @@ protected:
     }
     bool Figure() {
         m_Client->FigureClientSideMovement();
-        return m_Client->m_bClientSideMovement;
+        return m_Client->m_Movement.m_bClientSideMovement;
     }
     Server_Player* m_pMe;
 };
@@ -251,9 +251,9 @@ TEST_F(ClientSideMovement, OnOnlyWhenEveryConditionHolds) {
     m_pMe->SetFlag(kPlayerAdminMode, true);
     EXPECT_FALSE(Figure());
     m_pMe->SetFlag(kPlayerAdminMode, false);
-    m_Client->m_bClientSideMovementAllowed = false;
+    m_Client->m_Movement.m_bClientSideMovementAllowed = false;
     EXPECT_FALSE(Figure());
-    m_Client->m_bClientSideMovementAllowed = true;
+    m_Client->m_Movement.m_bClientSideMovementAllowed = true;
     EXPECT_TRUE(Figure());
 }
 
@@ -282,7 +282,7 @@ TEST_F(ClientSideMovement, SwitchingOffClearsTheMovementInput) {
 TEST_F(ClientSideMovement, WithoutAPlayerItIsWhateverIsAllowed) {
     m_Client->m_pPlayer = nullptr;
     EXPECT_TRUE(Figure());
-    m_Client->m_bClientSideMovementAllowed = false;
+    m_Client->m_Movement.m_bClientSideMovementAllowed = false;
     EXPECT_FALSE(Figure());
 }
 
@@ -290,10 +290,10 @@ TEST_F(ClientSideMovement, SwitchingOnSendsTheSequenceAndTheMotion) {
     m_pMe->m_vVelocity.Set(1.0f, 2.0f, 3.0f);
     m_pMe->m_fExtraVerticalSpeed = 2.0f;
     m_pMe->m_ucPlayerFlags[7] = 0;
-    m_Client->m_bClientSideMovement = true;
+    m_Client->m_Movement.m_bClientSideMovement = true;
     m_Client->UpdateClientSideMovementFlag();
     EXPECT_EQ(Written(), (Bytes{0x6B, 1, 1} + Bytes{0x6F} + F32(kF1) + F32(kF4) + F32(kF3)));
-    EXPECT_TRUE(m_Client->m_bClientSideMovementSent);
+    EXPECT_TRUE(m_Client->m_Movement.m_bClientSideMovementSent);
     EXPECT_TRUE(m_pMe->GetFlag(kPlayerAwaitClientPosition));
     EXPECT_TRUE(m_pMe->GetFlag(kPlayerAwaitClientYaw));
     EXPECT_TRUE(m_pMe->GetFlag(kPlayerAwaitClientVelocity));
@@ -302,7 +302,7 @@ TEST_F(ClientSideMovement, SwitchingOnSendsTheSequenceAndTheMotion) {
 TEST_F(ClientSideMovement, SwitchingOffForcesAResyncOfTheOwnPlayer) {
     Server_Client_Entity* view = Track(m_pMe);
     m_pMe->SetClientView(0, view);
-    m_Client->m_bClientSideMovement = false;
+    m_Client->m_Movement.m_bClientSideMovement = false;
     m_Client->UpdateClientSideMovementFlag();
     EXPECT_EQ(Written(), (Bytes{0x6B, 0, 1}));
     EXPECT_EQ(view->m_usStepsSinceResync, 30000);
@@ -313,11 +313,11 @@ TEST_F(ClientSideMovement, SwitchingOffForcesAResyncOfTheOwnPlayer) {
 
 TEST_F(ClientSideMovement, SequenceCountsFromOneAndWrapsAfter255) {
     for (int i = 1; i <= 255; ++i) {
-        m_Client->m_bClientSideMovement = (i % 2) == 0;
+        m_Client->m_Movement.m_bClientSideMovement = (i % 2) == 0;
         m_Client->UpdateClientSideMovementFlag();
         ASSERT_EQ(Written()[2], uint8_t(i));
     }
-    m_Client->m_bClientSideMovement = false;
+    m_Client->m_Movement.m_bClientSideMovement = false;
     m_Client->UpdateClientSideMovementFlag();
     EXPECT_EQ(Written(), (Bytes{0x6B, 0, 0}));
 }

@@ -15,7 +15,7 @@
 #include "support/TempDir.h"
 #include "unit/replication/WireBytes.h"
 #include "world/Server_Client_Entity.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 class ReplicationTest : public ::testing::Test {
 protected:

@@ -265,7 +265,7 @@ TEST_F(ClientSideMovementCycle, SwitchesOnInTheSixtiethNormalUpdateAfterLogin) {
     }
     Bytes sixtieth = NormalUpdateMessage(ann);
     EXPECT_EQ(sixtieth, (Bytes{0x6B, 1, 1, 0x6F} + F32(kF0) + F32(kF0) + F32(kF0)));
-    EXPECT_TRUE(ann.client->m_bClientSideMovement);
+    EXPECT_TRUE(ann.client->m_Movement.m_bClientSideMovement);
 }
 
 TEST_F(ClientSideMovementCycle, WaitsForTheWorldNearbyToLoad) {
@@ -293,7 +293,7 @@ TEST_F(ClientSideMovementCycle, PlacementSwitchesItOffAndResyncsTheOwnPlayer) {
     FileAll(ann);
     ann.client->m_pPlayer->m_ucCSMHoldOff = 0;
     NormalUpdate(ann);
-    ASSERT_TRUE(ann.client->m_bClientSideMovement);
+    ASSERT_TRUE(ann.client->m_Movement.m_bClientSideMovement);
     ann.client->m_pPlayer->m_ucCSMHoldOff = 4;
     MoveTo(ann.client->m_pPlayer, 1000.0f, 200.0f, 0.0f);
     Bytes message = NormalUpdateMessage(ann);

@@ -1,7 +1,7 @@
 // Login answers, byte for byte, and what a login does to the player.
 #include "SessionFixture.h"
 
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 

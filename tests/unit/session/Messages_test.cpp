@@ -1,7 +1,7 @@
 // The record table of incoming messages: fields, length checks, the choice of the next message.
 #include "SessionFixture.h"
 
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 
@@ -210,7 +210,7 @@ TEST_F(SessionTest, ClientSideMoveWithAStaleSequenceIsIgnoredSilently) {
     peer.Send(0, move);
     m_Harness->Pass();
     EXPECT_EQ(player->m_vPosition, before);
-    EXPECT_EQ(peer.client->m_ucMovementSeqEcho, 9);
+    EXPECT_EQ(peer.client->m_Movement.m_ucMovementSeqEcho, 9);
     EXPECT_EQ(ChatLog().find("WARNING"), std::string::npos);
 }
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/Server.h"
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 
 #include "support/WorkingFolder.h"
 #include "world/LinkedList.h"
-#include "world/PointerStringList.h"
-#include "world/Server_Entity.h"
-#include "world/VUKFastArray.h"
+#include "base/PointerStringList.h"
+#include "world/Server_EntityKinds.h"
+#include "base/VUKFastArray.h"
 #include "world/VUKFastArray_Entity.h"
 #include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/WorldFatalError.h"

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "support/WorkingFolder.h"
-#include "core/Tunables.h"
+#include "base/Settings.h"
 #include "world/VUK_Zone.h"
 #include "world/ZoneGridHolder.h"
 #include "world/World.h"
@@ -317,8 +317,7 @@ TEST(WorldLifetime, AnEmptiedPoolHoldsNoCommittedPages) {
         for (int i = 0; i < 1000; ++i) w.ProperAddByType(kKindNormalPad);
         EXPECT_GT(g_VukHeap_ServerEntity.ChainCommittedPages(), 40u);
     }
-    OptimizeWorldHeaps(WorldHeapGroup::BeforeServerClient);
-    OptimizeWorldHeaps(WorldHeapGroup::AfterServerClient);
+    OptimizeGlobalHeaps();
     for (const VukHeap* heap : {&g_VukHeap_ServerEntity, &g_VukHeap_PFAE_Info, &g_VukHeap_VukZone, &g_VukHeap_VukZoneLine}) {
         if (heap->ChainLiveCount() == 0) {
             EXPECT_EQ(heap->ChainCommittedPages(), 0u) << heap->Name();

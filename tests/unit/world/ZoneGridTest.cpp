@@ -5,7 +5,7 @@
 #include <tuple>
 #include <vector>
 
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUK_Grid.h"
 #include "world/VUK_Zone.h"
 #include "world/World.h"

@@ -8,7 +8,7 @@
 #include <tuple>
 
 #include <memory>
-#include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUK_Grid.h"
 #include "world/VUK_Zone.h"
 #include "world/World.h"

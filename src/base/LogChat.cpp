@@ -1,4 +1,4 @@
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 
 #include <cstdio>
 #include <mutex>

@@ -1,8 +1,8 @@
-#include "core/MessageBox.h"
+#include "base/MessageBox.h"
 
 #include <string>
 
-#include "core/LogChat.h"
+#include "base/LogChat.h"
 #include "platform/Console.h"
 
 void ShowMessageBox(const char* text, const char* title) {

@@ -1,4 +1,4 @@
-#include "core/Timer.h"
+#include "base/Timer.h"
 
 #include "platform/Clock.h"
 

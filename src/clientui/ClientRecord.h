@@ -1,0 +1,41 @@
+// What the server keeps of the windows, menus and texture transfer of one client. The
+// operations on them are members of Server_Client, defined in clientui/ClientRecord.cpp.
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "base/PointerStringList.h"
+
+struct UpdateNewsFile {
+    virtual ~UpdateNewsFile() = default;
+    std::string m_strName;
+};
+class UpdateNewsFileList : public PointerStringList<UpdateNewsFile> {
+public:
+    ~UpdateNewsFileList() override = default;
+};
+
+struct ServerTextureFile {
+    virtual ~ServerTextureFile() = default;
+    std::string m_strName;
+};
+class ServerTextureFileList : public PointerStringList<ServerTextureFile> {
+public:
+    ~ServerTextureFileList() override = default;
+};
+
+// The special menu, the update news and the scroll viewer.
+struct ClientWindows {
+    bool m_bSpecialMenuOpen = false;
+    bool m_bUpdateNewsOpen = false;
+    UpdateNewsFileList m_UpdateNewsFiles;
+    int32_t m_iCurrentNewsItem = -1;
+    uint32_t m_uiScrollTopLine = 0;
+    ArrayOfStrings m_ScrollLines;
+    bool m_bScrollViewerShown = false;
+};
+
+// The server textures offered to the client and how far their transfer has come.
+struct ClientTextures {
+    ServerTextureFileList m_ServerTextures;
+};

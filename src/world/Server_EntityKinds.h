@@ -1,0 +1,267 @@
+// The data of every entity kind beyond the normal pad: fire blocks, the princess cubes, Zorbin and
+// palace cubes, Quillhob cubes and players, with their kinds' defaults. Their rules live in game/
+// (Server_Player.cpp, Game_Tick_Player.cpp, Game_TC.cpp, ...); only the World creates them.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "world/Server_Entity.h"
+
+// ---- fire blocks (kind 6) ----------------------------------------------------------------------
+inline constexpr uint8_t kFireKnockBack = 0x01;
+inline constexpr uint8_t kFireCoinLoss = 0x02;
+inline constexpr uint8_t kFirePrincessShot = 0x04;
+inline constexpr uint8_t kFireOfflineShot = 0x08;
+inline constexpr uint8_t kFireHitPalace = 0x10;
+inline constexpr uint8_t kFireColaLoaded = 0x20;
+inline constexpr uint8_t kFireStoneDestroyer = 0x40;
+
+class Server_FireBlock : public Server_Entity {
+public:
+    Server_FireBlock();
+    ~Server_FireBlock() override = default;
+    static void* operator new(std::size_t size) { return ::operator new(size); }
+    static void operator delete(void* p) { ::operator delete(p); }
+
+    Server_Entity* m_pShotOwner = nullptr;  // credited with the shot; its team is spared
+    int16_t m_sLife = 0;                    // ticks left
+    int16_t m_sPower = 1;
+    Server_Player* m_pShooter = nullptr;
+    uint8_t m_ucByte = 0;
+    uint8_t m_ucFireFlags = 0;
+};
+
+// ---- Talvy cubes (kind 8) ------------------------------------------------------------------------
+inline constexpr uint8_t kTalvyDrunk = 0x01;
+
+class Server_TalvyCube : public Server_Entity {
+public:
+    Server_TalvyCube();
+    ~Server_TalvyCube() override = default;
+    static void* operator new(std::size_t size) { return ::operator new(size); }
+    static void operator delete(void* p) { ::operator delete(p); }
+
+    int16_t m_sCountdown = 30;
+    int16_t m_sTurnSlot = 2;
+    int16_t m_sCounter = 0;
+    VUKVector m_vHomePoint;  // saved with the cube
+    Server_Player* m_pLastPusher = nullptr;
+    uint8_t m_ucTalvyFlags = 0;
+};
+
+// ---- Oriset cubes (kind 9) -----------------------------------------------------------------------
+class Server_OrisetCube : public Server_Entity {
+public:
+    Server_OrisetCube();
+    ~Server_OrisetCube() override = default;
+    static void* operator new(std::size_t size) { return ::operator new(size); }
+    static void operator delete(void* p) { ::operator delete(p); }
+
+    int16_t m_sCountdown = 10;
+    int16_t m_sTurnSlot = 2;
+    VUKVector m_vHomePoint;      // saved with the cube
+    float m_fHeading = 0.0f;     // radians
+    float m_fHoverHeight = 0.0f; // saved with the cube
+    uint8_t m_ucHeadingCountdown = 10;
+};
+
+// ---- Zorbin cubes (kind 10) ----------------------------------------------------------------------
+inline constexpr uint8_t kZorbinTarget = 0x01;
+inline constexpr uint16_t kZorbinCubeTexture = 44;
+inline constexpr uint32_t kZorbinCubeWorth = 25'000;  // stored coins of a new cube: what it costs
+
+class Server_ZorbinCube : public Server_Entity {
+public:
+    Server_ZorbinCube();
+    // Leaves the near-Zorbin list of every player on its near-player list first.
+    ~Server_ZorbinCube() override;
+    static void* operator new(std::size_t size);
+    static void operator delete(void* p);
+
+    uint16_t m_usShort = 1;
+    uint32_t m_uiTurnSlot = 1;
+    uint32_t m_uiWords[3] = {};
+    LinkedList<Server_Player*> m_NearPlayers;  // the other side of each player's m_NearZorbins
+    uint8_t m_ucZorbinFlags = 0;
+};
+
+// ---- palace cubes (kind 11) ----------------------------------------------------------------------
+class Server_PalaceCube : public Server_Entity {
+public:
+    Server_PalaceCube();
+    ~Server_PalaceCube() override = default;
+    static void* operator new(std::size_t size);
+    static void operator delete(void* p);
+
+    uint32_t m_uiHitPoints = 1'000'000;
+};
+
+// ---- Quillhob cubes (kind 12) --------------------------------------------------------------------
+class Server_QuillhobCube : public Server_Entity {
+public:
+    Server_QuillhobCube();
+    ~Server_QuillhobCube() override = default;
+    static void* operator new(std::size_t size) { return ::operator new(size); }
+    static void operator delete(void* p) { ::operator delete(p); }
+
+    int16_t m_sFiringCountdown = 1;
+    Server_Player* m_pLastHitter = nullptr;
+};
+
+// ---- players (kind 1) ------------------------------------------------------------------------------
+
+// A bit of the ten player flag bytes; m_ucByte is the index into m_ucPlayerFlags (byte 1 of
+// the numbering used elsewhere is index 0).
+struct PlayerFlag {
+    uint8_t m_ucByte;
+    uint8_t m_ucMask;
+};
+inline constexpr PlayerFlag kPlayerLoggedIn{0, 0x01};           // byte 1 bit 0
+inline constexpr PlayerFlag kPlayerAFK{0, 0x02};                // byte 1 bit 1: status value 2
+inline constexpr PlayerFlag kPlayerHidden{0, 0x04};             // byte 1 bit 2
+inline constexpr PlayerFlag kPlayerSavedBit0{3, 0x01};          // byte 4 bit 0, saved
+inline constexpr PlayerFlag kPlayerShowFurtherString{3, 0x02};  // byte 4 bit 1: others see the further string
+inline constexpr PlayerFlag kPlayerMessageWindow{3, 0x04};      // byte 4 bit 2: modal window open, saved
+inline constexpr PlayerFlag kPlayerAdminMode{3, 0x08};          // byte 4 bit 3: sent with 0x43, stops client-side movement
+inline constexpr PlayerFlag kPlayerMoving{3, 0x10};             // byte 4 bit 4
+inline constexpr PlayerFlag kPlayerSpeedBoost{3, 0x20};         // byte 4 bit 5: speed factor 1.5
+inline constexpr PlayerFlag kPlayerFlying{3, 0x80};             // byte 4 bit 7: fly state 1
+inline constexpr PlayerFlag kPlayerClientFireFlag{4, 0x02};     // byte 5 bit 1: sent with 0x7C
+inline constexpr PlayerFlag kPlayerClientFlag{4, 0x04};         // byte 5 bit 2: the client's flag record
+inline constexpr PlayerFlag kPlayerGlide{4, 0x10};              // byte 5 bit 4: fly state 2
+inline constexpr PlayerFlag kPlayerCoinCommands{5, 0x04};       // byte 6 bit 2: may use coin-changing commands, saved
+inline constexpr PlayerFlag kPlayerByte6Bit5{5, 0x20};          // byte 6 bit 5, set when made
+inline constexpr PlayerFlag kPlayerMenuButton1{6, 0x01};        // byte 7: menu requests by button id
+inline constexpr PlayerFlag kPlayerMenuButton2{6, 0x02};
+inline constexpr PlayerFlag kPlayerMenuButton4{6, 0x04};
+inline constexpr PlayerFlag kPlayerMenuLocateEnemy{6, 0x10};    // button 6
+inline constexpr PlayerFlag kPlayerMenuLocateTopEnemy{6, 0x20}; // button 35
+inline constexpr PlayerFlag kPlayerMenuButton7{6, 0x40};
+inline constexpr PlayerFlag kPlayerMenuToggleAFK{6, 0x80};      // button 8
+inline constexpr PlayerFlag kPlayerMenuLocateOwn{7, 0x01};      // byte 8 bit 0, button 9
+inline constexpr PlayerFlag kPlayerAwaitClientPosition{7, 0x02};// byte 8 bits 1 to 3: waiting for the
+inline constexpr PlayerFlag kPlayerAwaitClientYaw{7, 0x04};     // client's own position, yaw and
+inline constexpr PlayerFlag kPlayerAwaitClientVelocity{7, 0x08};// velocity reports
+inline constexpr PlayerFlag kPlayerGiantFireBlocks{7, 0x40};    // byte 8 bit 6
+inline constexpr PlayerFlag kPlayerClientSideMovement{8, 0x04}; // byte 9 bit 2: in force
+inline constexpr PlayerFlag kPlayerClientSideWarp{8, 0x08};     // byte 9 bit 3: set by a goal-pad landing
+inline constexpr PlayerFlag kPlayerNoKickOwnProperty{8, 0x80};  // byte 9 bit 7
+inline constexpr PlayerFlag kPlayerClientSimulatesFire{9, 0x01};// byte 10 bit 0: the client's KRV_CSE1
+inline constexpr PlayerFlag kPlayerByte10Bit1{9, 0x02};         // byte 10 bit 1, cleared by the loader
+
+// Key flags (m_uiKeyFlags). Bits 0 to 14 are the bits of the key message's mask.
+inline constexpr uint32_t kKeyMove0 = 1u << 0;  // the four ground movement keys
+inline constexpr uint32_t kKeyMove1 = 1u << 1;
+inline constexpr uint32_t kKeyMove2 = 1u << 2;
+inline constexpr uint32_t kKeyMove3 = 1u << 3;
+inline constexpr uint32_t kKeyJump = 1u << 4;
+inline constexpr uint32_t kKeyEnter = 1u << 5;
+inline constexpr uint32_t kKeyAdminToggle = 1u << 6;
+inline constexpr uint32_t kKeyFire = 1u << 7;
+inline constexpr uint32_t kKeyBuildBuildingBlock = 1u << 8;
+inline constexpr uint32_t kKeyBuildIRSCube = 1u << 9;
+inline constexpr uint32_t kKeyAdminStep = 1u << 10;
+inline constexpr uint32_t kKeyBuildFlatStone = 1u << 11;
+inline constexpr uint32_t kKeyResetPosition = 1u << 12;
+inline constexpr uint32_t kKeyUp = 1u << 13;
+inline constexpr uint32_t kKeyDown = 1u << 14;
+inline constexpr uint32_t kKeyAdminAddPad = 1u << 15;
+inline constexpr uint32_t kKeyAdminDeleteSelection = 1u << 16;
+inline constexpr uint32_t kKeyBuildZorbinCube = 1u << 17;
+inline constexpr uint32_t kKeyBuildStoneBlock = 1u << 18;
+inline constexpr uint32_t kKeyGroundMovement = kKeyMove0 | kKeyMove1 | kKeyMove2 | kKeyMove3;
+
+// Index of each build key's 4-bit repeat counter in m_ucBuildRepeat.
+enum BuildRepeat : uint8_t { kRepeatBuildingBlock, kRepeatZorbinCube, kRepeatStoneBlock, kRepeatFlatStone, kRepeatIRSCube, kRepeatCount };
+
+inline constexpr int kPlayerEffectSlots = 10;
+inline constexpr float kEffectPermanent = -100.0f;
+
+class Server_Player : public Server_Entity {
+public:
+    // Kind 1 with its defaults: no key, menu request or effect set.
+    Server_Player();
+    // Leaves the near-player lists of its Zorbin cubes and its platform's referring players.
+    ~Server_Player() override;
+    static void* operator new(std::size_t size) { return ::operator new(size); }
+    static void operator delete(void* p) { ::operator delete(p); }
+
+    VUKVector m_vStartPoint;
+    uint32_t m_uiScanCounter = 0;
+    uint16_t m_usAdminLevel = 0;
+    int16_t m_sShotCooldown = 0;
+    int16_t m_sStillTicks = 0;
+    uint32_t m_uiEnergy = 98'765;
+    uint32_t m_uiRank = 0;  // 1 = richest, 0 = not yet ranked
+    uint32_t m_uiTicksSinceLastLogin = 0;
+    uint32_t m_uiPalaceCubeCount = 0;
+    int64_t m_i64PocketCoins = 0;
+    int64_t m_i64PropertyValue = 0;
+    uint8_t m_ucFlagBytes[3] = {};
+    uint8_t m_ucChatChannel = 1;
+    float m_fAdminStep = 1.0f;
+    float m_fJumpBonus = 0.0f;
+    float m_fMoveState[2] = {};
+    float m_fMessageTime = 0.0f;
+    std::string m_strName;
+    std::string m_strPassword;
+    std::string m_strModalText;
+    std::string m_strFurtherString;
+    std::string m_strMessageText;
+    VUKVector m_vRespawnPoint;
+    Server_Entity* m_pAdminSelection = nullptr;
+    Server_Entity* m_pPlatform = nullptr;  // the entity whose m_ReferringPlayers holds this player
+    uint8_t m_ucEditMode = 0;              // admin editor mode 0 to 5
+    uint8_t m_ucCSMHoldOff = 0;            // client-side-movement hold-off
+    std::string m_strEffectNames[kPlayerEffectSlots];
+    float m_fEffectTimes[kPlayerEffectSlots] = {};
+    uint32_t m_uiEffectIds[kPlayerEffectSlots] = {};
+    LinkedList<Server_ZorbinCube*> m_NearZorbins;
+    std::string m_strTeamName;
+    ArrayOfStrings m_IgnoreList;
+    uint32_t m_uiWords[9] = {};
+    uint8_t m_ucByte = 0;
+    uint8_t m_ucPlayerFlags[10] = {};
+
+    // State of the input and of client-side movement.
+    uint32_t m_uiKeyFlags = 0;
+    uint8_t m_ucBuildRepeat[kRepeatCount] = {};
+    uint8_t m_ucMenuRequestMemory = 0;
+    float m_fVerticalVelocity = 0.0f;
+    float m_fSteeringHeading = 0.0f;
+    float m_fThrottle = 0.0f;  // 0.0 to 1.0
+    VUKVector m_vClientPosition;
+    float m_fClientYaw = 0.0f;
+    bool m_bClientRotation = false;
+    VUKVector m_vClientVelocity;
+    std::string m_strDisplayName;  // the name after the word filter
+    bool m_bDisplayName = false;
+    uint32_t m_uiOfflineTicks = 0;
+    float m_fExtraVerticalSpeed = 0.0f;
+    float m_fMovementInput = 0.0f;
+
+    bool GetFlag(PlayerFlag f) const { return (m_ucPlayerFlags[f.m_ucByte] & f.m_ucMask) != 0; }
+    void SetFlag(PlayerFlag f, bool on) { SetBit(m_ucPlayerFlags[f.m_ucByte], f.m_ucMask, on); }
+    bool IsLoggedIn() const { return GetFlag(kPlayerLoggedIn); }
+    void SetLoggedIn(bool on) { SetFlag(kPlayerLoggedIn, on); }
+    bool IsHidden() const { return GetFlag(kPlayerHidden); }
+    void SetHidden(bool on) { SetFlag(kPlayerHidden, on); }
+    bool IsPlayerMoving() const { return GetFlag(kPlayerMoving); }
+    void SetPlayerMoving(bool on) { SetFlag(kPlayerMoving, on); }
+    bool IsMessageWindowOpen() const { return GetFlag(kPlayerMessageWindow); }
+    bool IsAdminMode() const { return GetFlag(kPlayerAdminMode); }
+
+    bool HasKey(uint32_t key) const { return (m_uiKeyFlags & key) != 0; }
+    void SetKey(uint32_t key, bool on) { m_uiKeyFlags = on ? (m_uiKeyFlags | key) : (m_uiKeyFlags & ~key); }
+    // Points the platform reference at e (or nowhere), keeping e's referring players in step.
+    void SetPlatform(Server_Entity* e);
+
+    // ---- player rules (game/Server_Player.cpp) ----
+    // Clears every key flag, every menu request and the throttle.
+    void AllKeysFalse();
+    // True when an active slot of the effects table (time positive or permanent) holds the powerup.
+    bool AlreadyHavePowerup(uint32_t id) const;
+    void ClearEffects();
+    bool IsOnSameTeam(const Server_Player* other) const;
+};
