@@ -27,6 +27,9 @@ extern ProcessInformation g_pi;
 struct TestHooks {
     // Console key '!' throws out of the main loop, to exercise the crash path.
     bool crashKey = false;
+    // The switch file is looked for every 0.25 s instead of every 5 s, and a look that finds it
+    // empty says so on the console, so that a test can wait for the look instead of sleeping.
+    bool fastSwitchCheck = false;
 };
 extern TestHooks g_TestHooks;
 void ReadTestHooksFromEnvironment();

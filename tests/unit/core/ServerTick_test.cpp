@@ -9,31 +9,44 @@
 
 namespace {
 
-// ---- a clock where every reading costs a share of the current game tick period -------------
+// ---- a clock on which a game tick costs a chosen share of its period ---------------------------
+// Time moves when a pass starts (by as much as the test says) and once when a game tick has run,
+// however often the pass reads the clock.
 
 std::atomic<int64_t> g_now{1'000'000'000'000};
-std::atomic<double> g_shareOfPeriodPerRead{0.0};
+double g_tickCost = 0.0;
+uint32_t g_ticksSeen = 0;
 Server* g_pTicking = nullptr;
 
-int64_t SlowReads() {
-    if (!g_pTicking) return g_now.load(); // the server's own timers read the clock while it is built
-    int64_t step = int64_t(g_shareOfPeriodPerRead.load() * double(g_pTicking->m_GameTickTimer.m_iPeriod));
-    return g_now.fetch_add(step);
+int64_t TickCostsTime() {
+    if (g_pTicking && g_pTicking->m_uiTickCount != g_ticksSeen) {
+        g_ticksSeen = g_pTicking->m_uiTickCount;
+        g_now += int64_t(g_tickCost * double(g_pTicking->m_GameTickTimer.m_iPeriod));
+    }
+    return g_now.load();
 }
 
 class TickRate : public ::testing::Test {
 protected:
     void SetUp() override {
-        platform::SetCounterSource(&SlowReads);
+        platform::SetCounterSource(&TickCostsTime);
         m_Server = std::make_unique<Server>();
         g_pTicking = m_Server.get();
-        g_now += 2 * m_Server->m_GameTickTimer.m_iPeriod; // the first game tick is due at once
+        g_ticksSeen = 0;
     }
     void TearDown() override {
         m_Server.reset();
         g_pTicking = nullptr;
         platform::SetCounterSource(nullptr);
     }
+    // A pass in which a game tick falls due and takes `cost` of its period.
+    void TickPass(double cost) {
+        g_tickCost = cost;
+        g_now += m_Server->m_GameTickTimer.m_iPeriod + 1;
+        Pass();
+    }
+    // A pass in which no game tick falls due.
+    void QuickPass() { Pass(); }
     void Pass() {
         ServerLockGuard lock(m_Server->m_ServerLock);
         m_Server->Tick();
@@ -42,12 +55,9 @@ protected:
 };
 
 TEST_F(TickRate, SlowTicksLowerTheRateOnePerTickDownToFifteen) {
-    // Each pass reads the clock three times (tick check, one-second check, the rate test), so
-    // 0.4 of a period per reading makes every pass a game tick that took 0.8 of its period.
-    g_shareOfPeriodPerRead = 0.4;
     std::vector<int> rates;
     for (int i = 0; i < 20; ++i) {
-        Pass();
+        TickPass(0.8);
         rates.push_back(m_Server->m_iGameTicksPerSecond);
     }
     EXPECT_EQ(rates, (std::vector<int>{29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 15, 15, 15, 15, 15}));
@@ -55,31 +65,28 @@ TEST_F(TickRate, SlowTicksLowerTheRateOnePerTickDownToFifteen) {
     EXPECT_EQ(m_Server->m_uiTickCount, 20u);
 }
 
-TEST_F(TickRate, QuickPassesRaiseTheRateOnePerPassBackToThirty) {
-    g_shareOfPeriodPerRead = 0.4;
-    for (int i = 0; i < 15; ++i) Pass();
+TEST_F(TickRate, PassesWithoutATickRaiseTheRateOnePerPassBackToThirty) {
+    for (int i = 0; i < 15; ++i) TickPass(0.8);
     ASSERT_EQ(m_Server->m_iGameTicksPerSecond, 15);
-    g_shareOfPeriodPerRead = 0.0; // time stands still: after the tick already due, none falls due
-    Pass();
+    TickPass(0.0);
     EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 15); // a quick tick neither lowers nor raises it
     for (int expected = 16; expected <= 30; ++expected) {
-        Pass();
+        QuickPass();
         EXPECT_EQ(m_Server->m_iGameTicksPerSecond, expected);
     }
-    Pass();
+    QuickPass();
     EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 30);
     EXPECT_EQ(m_Server->m_GameTickTimer.m_iPeriod, 1'000'000'000 / 30);
 }
 
-TEST_F(TickRate, TickThatTakesHalfItsPeriodKeepsTheRate) {
-    g_shareOfPeriodPerRead = 0.4;
-    Pass();
+TEST_F(TickRate, OnlyTicksOverThreeQuartersOfThePeriodCount) {
+    TickPass(0.8);
     ASSERT_EQ(m_Server->m_iGameTicksPerSecond, 29);
-    g_shareOfPeriodPerRead = 0.25; // 0.5 of a period between the check and the rate test
-    uint32_t before = m_Server->m_uiTickCount;
-    for (int i = 0; i < 8; ++i) Pass();
-    EXPECT_GT(m_Server->m_uiTickCount, before);
-    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 30); // never lowered, raised by the passes between ticks
+    TickPass(0.74);
+    TickPass(0.5);
+    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 29);
+    TickPass(0.76);
+    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 28);
 }
 
 // ---- client numbers, dropping and dismantling --------------------------------------------------
