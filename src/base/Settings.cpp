@@ -22,118 +22,93 @@ float g_fPeerIdleSeconds;
 namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr SettingLimits kAny{-kInf, kInf};
 constexpr SettingLimits kNotNegative{0.0, kInf};
-constexpr SettingCommand kNone{nullptr, nullptr, nullptr};
-
-constexpr Setting Global(const char* name, SettingType type, void* storage, double value) {
-    return Setting{name, type, storage, 0, value, kAny, kAny, nullptr, kNone, kNone, false, nullptr, 0};
-}
-
-constexpr Setting Field(const char* name, SettingType type, size_t offset, double value) {
-    return Setting{name, type, nullptr, offset, value, kAny, kAny, nullptr, kNone, kNone, false, nullptr, 0};
-}
-
-// Builder steps, so that each row names only what it has.
-constexpr Setting Saved(Setting s, const char* record) { return s.m_szRecord = record, s; }
-constexpr Setting Loaded(Setting s, SettingLimits limits) { return s.m_Load = limits, s; }
-constexpr Setting Typed(Setting s, SettingLimits limits) { return s.m_Typed = limits, s; }
-constexpr Setting Command(Setting s, SettingCommand set, SettingCommand clear = kNone) {
-    s.m_Set = set;
-    s.m_Clear = clear;
-    return s;
-}
-constexpr Setting Stats(Setting s, const char* label, uint8_t line) {
-    s.m_szStatsLabel = label;
-    s.m_ucStatsLine = line;
-    return s;
-}
-constexpr Setting CoinPermission(Setting s) { return s.m_bCoinPermission = true, s; }
-
 using T = SettingType;
 
 } // namespace
 
 const Setting g_Settings[] = {
     // ---- saved with the world, in the order of the file ----
-    Command(Saved(Field("m_uiPopPrincessSkip", T::U32, offsetof(ServerSettings, m_uiPopPrincessSkip), 0),
-                  "KRV_POP_PRINCESS_SKIP"),
-            {"/set_pop_princess_skip", "/spps", "Pop Princess Skip value is now %d"}),
-    Command(Saved(Field("m_bIRSBuildEnabled", T::Bool, offsetof(ServerSettings, m_bIRSBuildEnabled), 0),
-                  "KRV_IRS_BUILD_ENABLE"),
-            {"/enable_irs", "/ei", "IRS Building Enabled"}, {"/disable_irs", "/di", "IRS Building Disabled"}),
-    Stats(Command(Typed(Loaded(Saved(Global("g_uiUdpSendBufferLimit", T::U32, &g_uiUdpSendBufferLimit, 6),
-                                     "KRV_UDP_SEND_BUFFER_LIMIT_CODE"),
-                               {6, kInf}),
-                        {6, 16}),
-                  {"/udp_send_buffer_limit", "/usbl", "UDP Send Buffer Limit is now: %d"}),
-          "Maximum UnACKed packets to client allowed", 1),
+    {.m_szName = "m_uiPopPrincessSkip", .m_Type = T::U32, .m_uiServerOffset = offsetof(ServerSettings, m_uiPopPrincessSkip),
+     .m_Typed = {-kInf, 64}, .m_szRecord = "KRV_POP_PRINCESS_SKIP",
+     .m_Set = {"/set_pop_princess_skip", "/spps", "Pop Princess Skip value is now %d"}},
+    {.m_szName = "m_bIRSBuildEnabled", .m_Type = T::Bool, .m_uiServerOffset = offsetof(ServerSettings, m_bIRSBuildEnabled),
+     .m_szRecord = "KRV_IRS_BUILD_ENABLE",
+     .m_Set = {"/enable_irs", "/ei", "IRS Building Enabled"},
+     .m_Clear = {"/disable_irs", "/di", "IRS Building Disabled"}},
+    {.m_szName = "g_uiUdpSendBufferLimit", .m_Type = T::U32, .m_pGlobal = &g_uiUdpSendBufferLimit, .m_dDefault = 6,
+     .m_Load = {6, kInf}, .m_Typed = {6, 16}, .m_szRecord = "KRV_UDP_SEND_BUFFER_LIMIT_CODE",
+     .m_Set = {"/udp_send_buffer_limit", "/usbl", "UDP Send Buffer Limit is now: %d"},
+     .m_szStatsLabel = "Maximum UnACKed packets to client allowed", .m_ucStatsLine = 1},
     // Its command also shares the budget out again and answers by whether a limit is left.
-    Command(Typed(Saved(Field("m_uiServerByteSendLimit", T::U32, offsetof(ServerSettings, m_uiServerByteSendLimit), 0),
-                        "KRV_TOTAL_SERVER_RATE_LIMIT"),
-                  kNotNegative),
-            {"/set_byte_send_limit", "/sbsl", nullptr}),
-    Stats(Command(Saved(Global("g_uiQuillhobTexture", T::U32, &g_uiQuillhobTexture, 100), "KRV_SET_QUILLHOB_TEXTURE"),
-                  {"/set_quillhob_texture", "/sqt", "Any QuillhobCubes created from now on will have texture %d."}),
-          "Quillhob texture number", 2),
-    Stats(CoinPermission(Command(
-              Typed(Saved(Global("g_uiRewardHittingQuillhob", T::U32, &g_uiRewardHittingQuillhob, 1000),
-                          "KRV_REWARD_HITTING_QUILLHOB"),
-                    kNotNegative),
-              {"/set_reward_hitting_quillhob", "/srhq", "Reward for hitting Quillhob with a FireBlock is now %d."})),
-          "Reward for hitting Quillhob", 3),
-    Stats(Command(Saved(Global("g_fZorbinShrinkPerHit", T::F32, &g_fZorbinShrinkPerHit, 0.02f), "KRV_ZORBIN_SHRINK_PER_HIT"),
-                  {"/set_zorbin_shrink_per_hit", "/szsph", "Zorbin shrink per hit value is now %f"}),
-          "Zorbin Shrink Per Hit", 4),
-    Stats(Command(Saved(Global("g_fStoneBlockShrinkPerHit", T::F32, &g_fStoneBlockShrinkPerHit, 0.007f),
-                        "KRV_STONEBLOCK_SHRINK_PER_HIT"),
-                  {"/set_sb_shrink_per_hit", "/sssph", "StoneBlock shrink per hit value is now %f"}),
-          "StoneBlock Shrink Per Hit", 5),
-    Stats(Command(Saved(Global("g_fBuildingBlockShrinkPerHit", T::F32, &g_fBuildingBlockShrinkPerHit, 0.06f),
-                        "KRV_BUILDINGBLOCK_SHRINK_PER_HIT"),
-                  {"/set_bb_shrink_per_hit", "/sbbsph", "BuildingBlock shrink per hit value is now %f"}),
-          "BuildingBlock Shrink Per Hit", 9),
-    Stats(Command(Saved(Global("g_iZorbinCoinsStolenPerHit", T::I32, &g_iZorbinCoinsStolenPerHit, 1),
-                        "KRV_ZORBIN_COINS_STOLEN_PER_HIT"),
-                  {"/set_zorbin_coins_stolen_per_hit", "/szcsph", "Zorbin coins stolen per hit value is now %d"}),
-          "Zorbin Coins Stolen Per Hit", 6),
+    {.m_szName = "m_uiServerByteSendLimit", .m_Type = T::U32, .m_uiServerOffset = offsetof(ServerSettings, m_uiServerByteSendLimit),
+     .m_Typed = kNotNegative, .m_szRecord = "KRV_TOTAL_SERVER_RATE_LIMIT",
+     .m_Set = {"/set_byte_send_limit", "/sbsl", nullptr}},
+    {.m_szName = "g_uiQuillhobTexture", .m_Type = T::U32, .m_pGlobal = &g_uiQuillhobTexture, .m_dDefault = 100,
+     .m_szRecord = "KRV_SET_QUILLHOB_TEXTURE",
+     .m_Set = {"/set_quillhob_texture", "/sqt", "Any QuillhobCubes created from now on will have texture %d."},
+     .m_szStatsLabel = "Quillhob texture number", .m_ucStatsLine = 2},
+    {.m_szName = "g_uiRewardHittingQuillhob", .m_Type = T::U32, .m_pGlobal = &g_uiRewardHittingQuillhob,
+     .m_dDefault = 1000, .m_Typed = kNotNegative, .m_szRecord = "KRV_REWARD_HITTING_QUILLHOB",
+     .m_Set = {"/set_reward_hitting_quillhob", "/srhq", "Reward for hitting Quillhob with a FireBlock is now %d."},
+     .m_bCoinPermission = true, .m_szStatsLabel = "Reward for hitting Quillhob", .m_ucStatsLine = 3},
+    {.m_szName = "g_fZorbinShrinkPerHit", .m_Type = T::F32, .m_pGlobal = &g_fZorbinShrinkPerHit, .m_dDefault = 0.02f,
+     .m_szRecord = "KRV_ZORBIN_SHRINK_PER_HIT",
+     .m_Set = {"/set_zorbin_shrink_per_hit", "/szsph", "Zorbin shrink per hit value is now %f"},
+     .m_szStatsLabel = "Zorbin Shrink Per Hit", .m_ucStatsLine = 4},
+    {.m_szName = "g_fStoneBlockShrinkPerHit", .m_Type = T::F32, .m_pGlobal = &g_fStoneBlockShrinkPerHit,
+     .m_dDefault = 0.007f, .m_szRecord = "KRV_STONEBLOCK_SHRINK_PER_HIT",
+     .m_Set = {"/set_sb_shrink_per_hit", "/sssph", "StoneBlock shrink per hit value is now %f"},
+     .m_szStatsLabel = "StoneBlock Shrink Per Hit", .m_ucStatsLine = 5},
+    {.m_szName = "g_fBuildingBlockShrinkPerHit", .m_Type = T::F32, .m_pGlobal = &g_fBuildingBlockShrinkPerHit,
+     .m_dDefault = 0.06f, .m_szRecord = "KRV_BUILDINGBLOCK_SHRINK_PER_HIT",
+     .m_Set = {"/set_bb_shrink_per_hit", "/sbbsph", "BuildingBlock shrink per hit value is now %f"},
+     .m_szStatsLabel = "BuildingBlock Shrink Per Hit", .m_ucStatsLine = 9},
+    {.m_szName = "g_iZorbinCoinsStolenPerHit", .m_Type = T::I32, .m_pGlobal = &g_iZorbinCoinsStolenPerHit,
+     .m_dDefault = 1, .m_szRecord = "KRV_ZORBIN_COINS_STOLEN_PER_HIT",
+     .m_Set = {"/set_zorbin_coins_stolen_per_hit", "/szcsph", "Zorbin coins stolen per hit value is now %d"},
+     .m_szStatsLabel = "Zorbin Coins Stolen Per Hit", .m_ucStatsLine = 6},
     // The moving-property rules take entity counts modulo the groups: a file never sets fewer than one.
-    Stats(Command(Loaded(Saved(Global("g_iPropertyMovingGroups", T::I32, &g_iPropertyMovingGroups, 8),
-                               "KRV_PROPERTY_MOVING_GROUPS"),
-                         {1, kInf}),
-                  {"/set_property_moving_groups", "/spmg", "Propety Moving Groups now set to %d"}),
-          "Property Moving Groups", 7),
-    Stats(Command(Saved(Global("g_iMaxPropertyMovePerTick", T::I32, &g_iMaxPropertyMovePerTick, 5),
-                        "KRV_MAX_PROPERTY_MOVE_PER_TICK"),
-                  {"/set_max_property_move_per_tick", "/smpmpt", "Max property move per second now set to %d"}),
-          "Maximum number of properties moving per tick", 8),
-    Command(Saved(Global("g_bCompactSaveMode", T::Bool, &g_bCompactSaveMode, false), "KRV_COMPACT_SAVE_MODE"),
-            {"/compact_save_on", nullptr,
-             "Compact save mode ON!  Future save files with this mode on may be incompatible with other versions "
-             "of the VUK server!!!"},
-            {"/compact_save_off", nullptr,
-             "Compact save mode OFF!  Future save files with this mode off are more likely to be compatible with "
-             "other versions of the VUK server."}),
-    Command(Saved(Global("g_bImprovedCTSResponse", T::Bool, &g_bImprovedCTSResponse, true),
-                  "KRV_BOOL_IMPROVED_CTS_RESPONSE"),
-            {"/improved_cts_on", nullptr, "Improved CTS on"}, {"/improved_cts_off", nullptr, "Improved CTS false"}),
+    {.m_szName = "g_iPropertyMovingGroups", .m_Type = T::I32, .m_pGlobal = &g_iPropertyMovingGroups, .m_dDefault = 8,
+     .m_Load = {1, kInf}, .m_szRecord = "KRV_PROPERTY_MOVING_GROUPS",
+     .m_Set = {"/set_property_moving_groups", "/spmg", "Propety Moving Groups now set to %d"},
+     .m_szStatsLabel = "Property Moving Groups", .m_ucStatsLine = 7},
+    {.m_szName = "g_iMaxPropertyMovePerTick", .m_Type = T::I32, .m_pGlobal = &g_iMaxPropertyMovePerTick,
+     .m_dDefault = 5, .m_szRecord = "KRV_MAX_PROPERTY_MOVE_PER_TICK",
+     .m_Set = {"/set_max_property_move_per_tick", "/smpmpt", "Max property move per second now set to %d"},
+     .m_szStatsLabel = "Maximum number of properties moving per tick", .m_ucStatsLine = 8},
+    {.m_szName = "g_bCompactSaveMode", .m_Type = T::Bool, .m_pGlobal = &g_bCompactSaveMode,
+     .m_szRecord = "KRV_COMPACT_SAVE_MODE",
+     .m_Set = {"/compact_save_on", nullptr,
+               "Compact save mode ON!  Future save files with this mode on may be incompatible with other "
+               "versions of the VUK server!!!"},
+     .m_Clear = {"/compact_save_off", nullptr,
+                 "Compact save mode OFF!  Future save files with this mode off are more likely to be compatible "
+                 "with other versions of the VUK server."}},
+    {.m_szName = "g_bImprovedCTSResponse", .m_Type = T::Bool, .m_pGlobal = &g_bImprovedCTSResponse, .m_dDefault = 1,
+     .m_szRecord = "KRV_BOOL_IMPROVED_CTS_RESPONSE",
+     .m_Set = {"/improved_cts_on", nullptr, "Improved CTS on"},
+     .m_Clear = {"/improved_cts_off", nullptr, "Improved CTS false"}},
 
     // ---- not saved ----
-    Global("g_uiCurrentPort", T::U32, &g_uiCurrentPort, 1983),
-    Command(Global("g_bUDPThreadMode", T::Bool, &g_bUDPThreadMode, true),
-            {"/yes_udp_thread", nullptr, "UDP Thread Mode Enabled"},
-            {"/no_udp_thread", nullptr, "UDP Thread Mode Disabled"}),
-    // 30 s as the single-precision period the peers' timers are built with; "--peer-timeout".
-    Global("g_fPeerIdleSeconds", T::F32, &g_fPeerIdleSeconds, 29.999998f),
-    Command(Field("m_bLiftsRunning", T::Bool, offsetof(ServerSettings, m_bLiftsRunning), true),
-            {"/startlifts", nullptr, "Lifts started"},
-            {"/stoplifts", nullptr, "Lifts stopped (NOTE: Not saved in data file)"}),
-    Command(Field("m_bPrincessesRunning", T::Bool, offsetof(ServerSettings, m_bPrincessesRunning), true),
-            {"/start_princesses", "/start_p", "Princesses started"},
-            {"/stop_princesses", "/stop_p", "Princesses stopped (NOTE: Not saved in data file)"}),
-    Command(Field("m_bOfflinePlayerScan", T::Bool, offsetof(ServerSettings, m_bOfflinePlayerScan), true),
-            {"/off_pscan_on", nullptr, "Offline player scan on"}, {"/off_pscan_off", nullptr, "Offline player scan off"}),
+    // Chosen by the marker files, the menu and --port.
+    {.m_szName = "g_uiCurrentPort", .m_Type = T::U32, .m_pGlobal = &g_uiCurrentPort, .m_dDefault = 1983},
+    {.m_szName = "g_bUDPThreadMode", .m_Type = T::Bool, .m_pGlobal = &g_bUDPThreadMode, .m_dDefault = 1,
+     .m_Set = {"/yes_udp_thread", nullptr, "UDP Thread Mode Enabled"},
+     .m_Clear = {"/no_udp_thread", nullptr, "UDP Thread Mode Disabled"}},
+    // 30 s as the single-precision period the peers' timers are built with; --peer-timeout.
+    {.m_szName = "g_fPeerIdleSeconds", .m_Type = T::F32, .m_pGlobal = &g_fPeerIdleSeconds, .m_dDefault = 29.999998f},
+    {.m_szName = "m_bLiftsRunning", .m_Type = T::Bool, .m_uiServerOffset = offsetof(ServerSettings, m_bLiftsRunning), .m_dDefault = 1,
+     .m_Set = {"/startlifts", nullptr, "Lifts started"},
+     .m_Clear = {"/stoplifts", nullptr, "Lifts stopped (NOTE: Not saved in data file)"}},
+    {.m_szName = "m_bPrincessesRunning", .m_Type = T::Bool, .m_uiServerOffset = offsetof(ServerSettings, m_bPrincessesRunning), .m_dDefault = 1,
+     .m_Set = {"/start_princesses", "/start_p", "Princesses started"},
+     .m_Clear = {"/stop_princesses", "/stop_p", "Princesses stopped (NOTE: Not saved in data file)"}},
+    {.m_szName = "m_bOfflinePlayerScan", .m_Type = T::Bool, .m_uiServerOffset = offsetof(ServerSettings, m_bOfflinePlayerScan), .m_dDefault = 1,
+     .m_Set = {"/off_pscan_on", nullptr, "Offline player scan on"},
+     .m_Clear = {"/off_pscan_off", nullptr, "Offline player scan off"}},
 };
+
 
 const size_t g_uiSettingCount = sizeof g_Settings / sizeof g_Settings[0];
 

@@ -4,6 +4,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 // ---- process-wide settings (defaults in the table) ---------------------------------------------
 extern uint32_t g_uiCurrentPort;            // UDP port to bind
@@ -36,35 +37,35 @@ struct ServerSettings {
 
 enum class SettingType : uint8_t { Bool, U32, I32, F32 };
 
-// An inclusive range a value is clamped into.
+// An inclusive range a value is clamped into; by default none.
 struct SettingLimits {
-    double m_dMin;
-    double m_dMax;
+    double m_dMin = -std::numeric_limits<double>::infinity();
+    double m_dMax = std::numeric_limits<double>::infinity();
     double Clamp(double v) const { return v < m_dMin ? m_dMin : v > m_dMax ? m_dMax : v; }
 };
 
 // A command that changes a setting. A valued setting takes the typed number; a switch has one
 // command that turns it on and one that turns it off.
 struct SettingCommand {
-    const char* m_szLong;   // null: no command
-    const char* m_szShort;  // null: no short form
-    const char* m_szReply;  // printf format given the new value; null: the command answers itself
+    const char* m_szLong = nullptr;   // null: no command
+    const char* m_szShort = nullptr;  // null: no short form
+    const char* m_szReply = nullptr;  // printf format given the new value; null: the command answers itself
 };
 
 struct Setting {
     const char* m_szName;
     SettingType m_Type;
-    void* m_pGlobal;          // a global, or null for
-    size_t m_uiServerOffset;  // a field of ServerSettings
-    double m_dDefault;
-    SettingLimits m_Load;     // what a value read from the world file is clamped into
-    SettingLimits m_Typed;    // what a value typed with the command is clamped into
-    const char* m_szRecord;   // named record of the world file; null: not saved
-    SettingCommand m_Set;     // a valued setting's command, or a switch's "on"
-    SettingCommand m_Clear;   // a switch's "off"
-    bool m_bCoinPermission;   // the command needs the coin-changing permission
-    const char* m_szStatsLabel;
-    uint8_t m_ucStatsLine;    // its line among the settings of "/stats", 0 = not shown
+    void* m_pGlobal = nullptr;    // a global, or null for
+    size_t m_uiServerOffset = 0;  // a field of ServerSettings
+    double m_dDefault = 0.0;
+    SettingLimits m_Load{};         // what a value read from the world file is clamped into
+    SettingLimits m_Typed{};        // what a value typed with the command is clamped into
+    const char* m_szRecord = nullptr;  // named record of the world file; null: not saved
+    SettingCommand m_Set{};         // a valued setting's command, or a switch's "on"
+    SettingCommand m_Clear{};       // a switch's "off"
+    bool m_bCoinPermission = false;    // the command needs the coin-changing permission
+    const char* m_szStatsLabel = nullptr;
+    uint8_t m_ucStatsLine = 0;    // its line among the settings of "/stats", 0 = not shown
 
     // The storage; fields of the server need the server.
     void* Storage(ServerSettings* server) const;
