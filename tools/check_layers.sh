@@ -6,22 +6,16 @@ cd "$(dirname "$0")/.." || exit 2
 
 declare -A allowed=(
     [platform]="platform"
-    [base]="base platform"
-    [net]="net base platform"
-    [world]="world base platform"
+    [base]="base|platform"
+    [net]="net|base|platform"
+    [world]="world|base|platform"
 )
 
 status=0
 for layer in "${!allowed[@]}"; do
-    pattern=$(printf '%s|' ${allowed[$layer]})
-    pattern="#include \"(${pattern%|})/"
-    while IFS= read -r line; do
-        [ -z "$line" ] && continue
-        if ! grep -q -E "$pattern" <<<"$line"; then
-            echo "layer violation: $line"
-            status=1
-        fi
-    done < <(grep -rn -E '#include "[^"]+/' "src/$layer")
+    if grep -rnE '#include "[^"]+/' "src/$layer" | grep -vE "#include \"(${allowed[$layer]})/"; then
+        status=1
+    fi
 done
-[ $status -eq 0 ] && echo "layers: platform < base < net, world < server"
+[ $status -eq 0 ] && echo "layers: platform < base < net, world < server" || echo "a lower layer includes an upper one"
 exit $status
