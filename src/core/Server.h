@@ -87,6 +87,14 @@ public:
     static void SearchAndReplace(std::string& text, const char* search, const char* replacement);
     static void ApplyFilteringToString(std::string& text);
     static void ApplyFilteringToName(Server_Player* player);
+    // The chat commands. A whisper's line is given whole, with the length of its command word.
+    void AC_SendPrivateMessage(Server_Client* client, const std::string& line, size_t commandLength);
+    void AC_IgnoreSomeone(Server_Client* client, const std::string& name);
+    void AC_UnignoreSomeone(Server_Client* client, const std::string& name);
+    void AC_DisplayIgnoreList(Server_Client* client);
+    // Clamped to 1..255.
+    void AC_SetChatChannel(Server_Client* client, int32_t channel);
+    void AC_LeaveChat(Server_Client* client);
 
     // ---- world-change notices and client attachment (replication/Server_Inform.cpp) ----
     void InformClients_EntityUpdated(Server_Entity* entity);

@@ -14,16 +14,24 @@ constexpr size_t kWordBuffer = 2048;
 
 // Rows whose handler is still null are recognised but not carried out: their lines stay chat.
 constexpr CommandRow kPlayerCommands[] = {
-    {"/msg", "/m", kAnyLevel, false, nullptr},
+    {"/msg", "/m", kAnyLevel, false,
+     [](Server& s, Server_Client* c, const CommandArgs& a) {
+         s.AC_SendPrivateMessage(c, a.m_strCommand + a.m_strRest, a.m_strCommand.size());
+     }},
     {"/jointeam", "/jt", kAnyLevel, false, nullptr},
     {"/leaveteam", "/lt", kAnyLevel, false, nullptr},
     {"/buildpalace", "/bp", kAnyLevel, false, nullptr},
-    {"/ignore", nullptr, kAnyLevel, false, nullptr},
-    {"/unignore", nullptr, kAnyLevel, false, nullptr},
-    {"/display_ignore_list", "/dil", kAnyLevel, false, nullptr},
+    {"/ignore", nullptr, kAnyLevel, false,
+     [](Server& s, Server_Client* c, const CommandArgs& a) { s.AC_IgnoreSomeone(c, a.m_strWord1); }},
+    {"/unignore", nullptr, kAnyLevel, false,
+     [](Server& s, Server_Client* c, const CommandArgs& a) { s.AC_UnignoreSomeone(c, a.m_strWord1); }},
+    {"/display_ignore_list", "/dil", kAnyLevel, false,
+     [](Server& s, Server_Client* c, const CommandArgs&) { s.AC_DisplayIgnoreList(c); }},
     {"/decola", "/uncola", kAnyLevel, false, nullptr},
-    {"/chatchannel", "/chatroom", kAnyLevel, false, nullptr},
-    {"/nochat", "/leavechat", kAnyLevel, false, nullptr},
+    {"/chatchannel", "/chatroom", kAnyLevel, false,
+     [](Server& s, Server_Client* c, const CommandArgs& a) { s.AC_SetChatChannel(c, a.m_iNum1); }},
+    {"/nochat", "/leavechat", kAnyLevel, false,
+     [](Server& s, Server_Client* c, const CommandArgs&) { s.AC_LeaveChat(c); }},
     {"/serverabout", "/sa", kAnyLevel, false, nullptr},
 };
 

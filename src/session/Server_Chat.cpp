@@ -157,3 +157,99 @@ void Server::SendChatToPlayer(Server_Player* player, const std::string& name, co
     for (Server_Client* client : m_Clients)
         if (client->m_pPlayer == player) client->SendChatMessage(name, text);
 }
+
+// ---- the chat commands ---------------------------------------------------------------------------
+
+void Server::AC_SendPrivateMessage(Server_Client* client, const std::string& line, size_t commandLength) {
+    Server_Player* speaker = client->m_pPlayer;
+    if (!speaker) return;
+    constexpr const char* kSpace = " \t\n\v\f\r";
+    size_t nameStart = line.find_first_not_of(kSpace, commandLength);
+    size_t nameEnd = nameStart == std::string::npos ? std::string::npos : line.find_first_of(kSpace, nameStart);
+    std::string target = nameStart == std::string::npos ? std::string() : line.substr(nameStart, nameEnd - nameStart);
+    // The message is everything after the name and one space.
+    std::string message = nameEnd == std::string::npos || nameEnd + 1 >= line.size() ? std::string()
+                                                                                      : line.substr(nameEnd + 1);
+    std::string upperTarget = UpperCase(target);
+    Server_Client* to = nullptr;
+    for (Server_Client* other : m_Clients) {
+        if (other->m_pPlayer && !other->m_pPlayer->IsHidden() && UpperCase(other->m_pPlayer->m_strName) == upperTarget) {
+            to = other;
+            break;
+        }
+    }
+    char text[4096];
+    if (!to) {
+        snprintf(text, sizeof text, "%s is not online at this time.", target.c_str());
+        client->SendChatMessage("INFO", text);
+        return;
+    }
+    if (IsIgnoring(to->m_pPlayer, UpperCase(speaker->m_strName)) &&
+        to->m_pPlayer->m_usAdminLevel >= speaker->m_usAdminLevel) {
+        snprintf(text, sizeof text, "The whisper could not be delivered because you are on %s's ignore list.",
+                 target.c_str());
+        client->SendChatMessage("INFO", text);
+        return;
+    }
+    to->SendChatMessage(speaker->m_strName + " (whispers to you)", message);
+    client->SendChatMessage(speaker->m_strName + " (whispers to " + target + ")", message);
+}
+
+void Server::AC_IgnoreSomeone(Server_Client* client, const std::string& name) {
+    Server_Player* player = client->m_pPlayer;
+    if (!player) return;
+    std::string upper = UpperCase(name);
+    char text[4096];
+    if (IsIgnoring(player, upper)) {
+        snprintf(text, sizeof text, "%s is already on your ignore list.", upper.c_str());
+    } else {
+        player->m_IgnoreList.Append(new std::string(upper));
+        snprintf(text, sizeof text, "%s is now on your ignore list (%d people now on your ignore list).", upper.c_str(),
+                 int(player->m_IgnoreList.Length()));
+    }
+    client->SendChatMessage("Info", text);
+}
+
+void Server::AC_UnignoreSomeone(Server_Client* client, const std::string& name) {
+    Server_Player* player = client->m_pPlayer;
+    if (!player) return;
+    std::string upper = UpperCase(name);
+    char text[4096];
+    ArrayOfStrings& list = player->m_IgnoreList;
+    size_t at = 0;
+    while (at < list.Length() && *list[at] != upper) ++at;
+    if (at == list.Length()) {
+        snprintf(text, sizeof text, "You weren't ignoring %s to begin with.", upper.c_str());
+    } else {
+        list.DeleteAt(at);
+        snprintf(text, sizeof text, "%s is no longer on your ignore list (%d people now on your ignore list).",
+                 upper.c_str(), int(list.Length()));
+    }
+    client->SendChatMessage("Info", text);
+}
+
+void Server::AC_DisplayIgnoreList(Server_Client* client) {
+    Server_Player* player = client->m_pPlayer;
+    if (!player) return;
+    std::string text;
+    for (const std::string* name : player->m_IgnoreList) text += *name + " ";
+    text += "(" + std::to_string(player->m_IgnoreList.Length()) + " total)";
+    client->SendChatMessage("Your Ignore List", text);
+}
+
+void Server::AC_SetChatChannel(Server_Client* client, int32_t channel) {
+    Server_Player* player = client->m_pPlayer;
+    if (!player) return;
+    uint8_t n = uint8_t(channel < 1 ? 1 : channel > 255 ? 255 : channel);
+    client->m_ucChatChannel = player->m_ucChatChannel = n;
+    client->SendChatMessage("VuK Server", "You are now in chat channel " + std::to_string(n) + ".");
+    InformClients_EntityUpdated(player);
+}
+
+void Server::AC_LeaveChat(Server_Client* client) {
+    Server_Player* player = client->m_pPlayer;
+    if (!player) return;
+    client->m_ucChatChannel = player->m_ucChatChannel = 0;
+    client->SendChatMessage("VuK Server", "You are no longer in any VUK chat room.");
+    InformClients_EntityUpdated(player);
+}

@@ -1,0 +1,63 @@
+// Whispers, ignore lists and chat channels, as three players see them.
+#include "SessionFixture.h"
+
+namespace {
+
+Bytes Say(const std::string& text) {
+    Bytes b{8};
+    PutString(b, text);
+    return b;
+}
+
+class ChatCommands : public SessionTest {
+protected:
+    // Each line is said by one player; then every player's chat records are compared.
+    struct Step {
+        int speaker;
+        const char* line;
+        std::vector<Bytes> heard[3];
+    };
+
+    void Run(const std::vector<Step>& steps) {
+        ServerHarness::Peer peers[3] = {LoggedIn("Ann"), LoggedIn("Bob"), LoggedIn("Carol")};
+        for (ServerHarness::Peer& p : peers) p.TakeAll();
+        for (const Step& step : steps) {
+            SCOPED_TRACE(step.line);
+            peers[step.speaker].Send(0, Say(step.line));
+            m_Harness->Pass();
+            for (int i = 0; i < 3; ++i) EXPECT_EQ(ChatRecords(peers[i]), step.heard[i]) << "player " << i;
+        }
+    }
+
+    static std::vector<Bytes> ChatRecords(ServerHarness::Peer& peer) {
+        std::vector<Bytes> chats;
+        for (Bytes& m : peer.TakeAll())
+            if (!m.empty() && m[0] == 49) chats.push_back(std::move(m));
+        return chats;
+    }
+};
+
+enum { kAnn, kBob, kCarol };
+
+TEST_F(ChatCommands, WhispersIgnoreListsAndChannels) {
+    Run({
+        {kBob, "/m ann hi  there", {{Chat("Bob (whispers to you)", "hi  there")}, {Chat("Bob (whispers to ann)", "hi  there")}, {}}},
+        {kBob, "/msg nobody x", {{}, {Chat("INFO", "nobody is not online at this time.")}, {}}},
+        // A capital letter makes it no command: the line is chat, filtered, to the whole channel.
+        {kBob, "/M ann shit", {{Chat("BOB", "/M ann ****")}, {Chat("BOB", "/M ann ****")}, {Chat("BOB", "/M ann ****")}}},
+        {kAnn, "/ignore bob", {{Chat("Info", "BOB is now on your ignore list (1 people now on your ignore list).")}, {}, {}}},
+        {kAnn, "/ignore Bob", {{Chat("Info", "BOB is already on your ignore list.")}, {}, {}}},
+        {kBob, "/m Ann yo", {{}, {Chat("INFO", "The whisper could not be delivered because you are on Ann's ignore list.")}, {}}},
+        {kBob, "hello", {{}, {Chat("BOB", "hello")}, {Chat("BOB", "hello")}}},
+        {kAnn, "/dil", {{Chat("Your Ignore List", "BOB (1 total)")}, {}, {}}},
+        {kAnn, "/unignore bob", {{Chat("Info", "BOB is no longer on your ignore list (0 people now on your ignore list).")}, {}, {}}},
+        {kAnn, "/unignore bob", {{Chat("Info", "You weren't ignoring BOB to begin with.")}, {}, {}}},
+        {kCarol, "/chatroom 300", {{}, {}, {Chat("VuK Server", "You are now in chat channel 255.")}}},
+        {kAnn, "hi", {{Chat("ANN", "hi")}, {Chat("ANN", "hi")}, {}}},
+        {kCarol, "/chatchannel x", {{}, {}, {Chat("VuK Server", "You are now in chat channel 1.")}}},
+        {kCarol, "/nochat", {{}, {}, {Chat("VuK Server", "You are no longer in any VUK chat room.")}}},
+        {kCarol, "anyone?", {{}, {}, {Chat("Error", "You are not in a VUK chat room.")}}},
+    });
+}
+
+} // namespace
