@@ -219,12 +219,13 @@ VukHeap g_VukHeap_PFAE_Info(sizeof(PFAE_Info), 4'194'304, "g_VukHeap_PFAE_Info",
 VukHeap g_VukHeap_VukZone(sizeof(VUK_Zone), 131'072, "g_VukHeap_VukZone", VukHeap::Lifetime::Process);
 VukHeap g_VukHeap_VukZoneLine(sizeof(VUK_ZoneLine), 16'384, "g_VukHeap_VukZoneLine", VukHeap::Lifetime::Process);
 
-VukHeap* const g_GlobalHeaps[kGlobalHeapCount] = {
-    &g_VukHeap_ServerEntity, &g_VukHeap_ServerZorbinCube, &g_VukHeap_ServerPalaceCube, &g_VukHeap_ServerClientEntity,
-    &g_VukHeap_Links,        &g_VukHeap_PFA_LinkBacks,    &g_VukHeap_ServerClient,     &g_VukHeap_SCEPlayer,
-    &g_VukHeap_PFAE_Info,    &g_VukHeap_VukZone,          &g_VukHeap_VukZoneLine,
+const GlobalHeap g_GlobalHeaps[kGlobalHeapCount] = {
+    {&g_VukHeap_ServerEntity, 7}, {&g_VukHeap_ServerZorbinCube, 6},   {&g_VukHeap_ServerPalaceCube, 8},
+    {&g_VukHeap_ServerClientEntity, 5}, {&g_VukHeap_Links, 1},         {&g_VukHeap_PFA_LinkBacks, 2},
+    {&g_VukHeap_ServerClient, 4}, {&g_VukHeap_SCEPlayer, 3},           {&g_VukHeap_PFAE_Info, 9},
+    {&g_VukHeap_VukZone, 10},     {&g_VukHeap_VukZoneLine, 11},
 };
 
 void OptimizeGlobalHeaps() {
-    for (VukHeap* heap : g_GlobalHeaps) heap->L2_OptimizeFreeElementStack();
+    for (const GlobalHeap& row : g_GlobalHeaps) row.m_pHeap->L2_OptimizeFreeElementStack();
 }

@@ -127,9 +127,14 @@ extern VukHeap g_VukHeap_PFAE_Info;          // PFAE_Info, 4,194,304
 extern VukHeap g_VukHeap_VukZone;            // VUK_Zone, 131,072
 extern VukHeap g_VukHeap_VukZoneLine;        // VUK_ZoneLine, 16,384
 
-// All of them, in the order the tidy pass, "/holes_in_heap" and "/stats" walk them.
+// All of them, in the order the tidy pass walks them, each with its line in the report of free
+// holes ("/holes_in_heap"), which lists them in another order.
+struct GlobalHeap {
+    VukHeap* m_pHeap;
+    uint8_t m_ucReportLine;
+};
 inline constexpr size_t kGlobalHeapCount = 11;
-extern VukHeap* const g_GlobalHeaps[kGlobalHeapCount];
+extern const GlobalHeap g_GlobalHeaps[kGlobalHeapCount];
 
 // The tidy pass over every global pool (once a minute from the server tick).
 void OptimizeGlobalHeaps();
