@@ -119,8 +119,12 @@ public:
     // Marks a new pad as a powerup cube, labels it by its type and adds it to the world.
     void ApplyAttributesToSpawnedPowerup(Server_Entity* pad);
 
-    // ---- administrative actions, as they come: AC_ functions in family files of session/
-    // (AC_Players, AC_Pads, AC_Lifts, AC_Cubes, AC_Settings, AC_Reports) ----
+    // ---- administrative and team actions on players (session/AC_Players.cpp) ----
+    void AC_JoinTeam(Server_Client* client, const std::string& name);
+    void AC_LeaveTeam(Server_Client* client);
+
+    // ---- further administrative actions, as they come: AC_ functions in family files of session/
+    // (AC_Pads, AC_Lifts, AC_Cubes, AC_Settings, AC_Reports) ----
 
     ServerLock m_ServerLock;
     uint32_t m_uiZoneUpdateCursor = 0;

@@ -18,8 +18,9 @@ constexpr CommandRow kPlayerCommands[] = {
      [](Server& s, Server_Client* c, const CommandArgs& a) {
          s.AC_SendPrivateMessage(c, a.m_strCommand + a.m_strRest, a.m_strCommand.size());
      }},
-    {"/jointeam", "/jt", kAnyLevel, false, nullptr},
-    {"/leaveteam", "/lt", kAnyLevel, false, nullptr},
+    {"/jointeam", "/jt", kAnyLevel, false,
+     [](Server& s, Server_Client* c, const CommandArgs& a) { s.AC_JoinTeam(c, a.m_strWord1); }},
+    {"/leaveteam", "/lt", kAnyLevel, false, [](Server& s, Server_Client* c, const CommandArgs&) { s.AC_LeaveTeam(c); }},
     {"/buildpalace", "/bp", kAnyLevel, false, nullptr},
     {"/ignore", nullptr, kAnyLevel, false,
      [](Server& s, Server_Client* c, const CommandArgs& a) { s.AC_IgnoreSomeone(c, a.m_strWord1); }},

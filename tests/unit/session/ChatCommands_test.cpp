@@ -60,4 +60,18 @@ TEST_F(ChatCommands, WhispersIgnoreListsAndChannels) {
     });
 }
 
+TEST_F(ChatCommands, TeamsAreJoinedWithACleanNameAndLeftNearTheStart) {
+    auto error = [](const char* text) { return std::vector<Bytes>{Chat("Error", text)}; };
+    Run({
+        {kAnn, "/jt abc", {error("Team names must be at least four characters long."), {}, {}}},
+        {kAnn, "/jointeam abcdefghijklm", {error("Team names cannot exceed 12 characters."), {}, {}}},
+        {kAnn, "/jt ab-cd", {error("Team names can only have letters and numbers in them."), {}, {}}},
+        {kAnn, "/jt fuckers", {error("Team names cannot contain offensive language."), {}, {}}},
+        {kAnn, "/lt", {error("You are not a member of any team."), {}, {}}},
+        {kAnn, "/jt red12345678", {{Chat("Info", "You have joined team red12345678.")}, {}, {}}},
+        {kAnn, "/jt RED12345678", {error("You are already a member of this team."), {}, {}}},
+        {kAnn, "/leaveteam", {{Chat("Info", "You no longer belong to a team.")}, {}, {}}},
+    });
+}
+
 } // namespace
