@@ -11,6 +11,9 @@ void Server_Client::SendAdminSignals() {}
 void Server_Client::SendServerTextures_Part2() {}
 void Server_Client::SendServerTextures_Channel3() {}
 void Server_Client::HandleServerButtonClick(unsigned char) {}
+void Server_Client::SendMOTDWindowText(const char*) {}
+void Server_Client::SendAdminHelp(const char*) {}
+void Server_Client::SendScrollableButton() {}
 
 void Server_Client::HandleReceivedSFileInfo(Packet* packet) {
     // Read the whole answer so that records after it in the same message are still handled.

@@ -17,6 +17,8 @@ class Packet;
 class Server_Client;
 class Server_Entity;
 class Server_Player;
+struct CommandArgs;
+struct Setting;
 
 class ClientList : public PointerStringList<Server_Client> {
 public:
@@ -122,9 +124,45 @@ public:
     // ---- administrative and team actions on players (session/AC_Players.cpp) ----
     void AC_JoinTeam(Server_Client* client, const std::string& name);
     void AC_LeaveTeam(Server_Client* client);
+    // The first player of the world whose name matches ignoring letter case; answers
+    // "PLAYER NOT FOUND" and gives null when there is none.
+    Server_Player* AC_LocatePlayerWithName(Server_Client* client, const std::string& name);
+    // After a warp: an online player's client takes the new position; re-filed, clients told.
+    void AC_PlacePlayer(Server_Player* player);
+    void AC_KickPlayer(Server_Client* client, const std::string& name);
+    void AC_ChangePlayerPassword(Server_Client* client, const std::string& name, const std::string& password);
+    void AC_SetAdminAccess(Server_Client* client, const std::string& name, int32_t level);
+    void AC_SetAdminCoinChangePermission(Server_Client* client, const std::string& name, bool on);
+    void AC_GivePlayerCoins(Server_Client* client, const std::string& name, int32_t amount);
+    void AC_DisplayPlayerCoins(Server_Client* client, const std::string& name);
+    void AC_DisplayPlayerTimeOffline(Server_Client* client, const std::string& name);
+    void AC_DisplayPlayerPosition(Server_Client* client, const std::string& name);
+    void AC_DisplayAdminAccess(Server_Client* client, const std::string& name);
+    void AC_SetPlayerPosition(Server_Client* client, const std::string& name, int32_t x, int32_t y, int32_t z);
+    void AC_WarpPlayerToSelf(Server_Client* client, const std::string& name);
+    void AC_WarpSelfToPlayer(Server_Client* client, const std::string& name);
+    void AC_RaiseConflictedPlayers();
+    void AC_Hide(Server_Client* client);
+    void AC_IndexAdmins(Server_Client* client);
 
-    // ---- further administrative actions, as they come: AC_ functions in family files of session/
-    // (AC_Pads, AC_Lifts, AC_Cubes, AC_Settings, AC_Reports) ----
+    // ---- administrative actions on the settings (session/AC_Settings.cpp) ----
+    // A command of the settings table: the typed value, clamped, or the switch; then its reply.
+    void AC_ChangeSetting(Server_Client* client, const Setting& setting, bool clear, const CommandArgs& args);
+    void AC_SetByteSendLimit(Server_Client* client, int32_t limit);
+    void AC_SetStraightUpdate(Server_Client* client, bool on);
+    void AC_ToggleClientSideMovement(Server_Client* client);
+
+    // ---- administrative reports and the save command (session/AC_Reports.cpp) ----
+    void AC_SendStats(Server_Client* client);
+    void AC_DisplayHolesInHeap(Server_Client* client);
+    void AC_DebugStuff1(Server_Client* client);
+    void AC_Save(Server_Client* client);
+    void AC_GetTexture(Server_Client* client);
+    void AC_CountZones(Server_Client* client);
+    void AC_CountPendingZones(Server_Client* client);
+
+    // ---- the actions on the world still to come go in family files of session/ (AC_Pads,
+    // AC_Lifts, AC_Cubes); their command rows are in place without a handler ----
 
     ServerLock m_ServerLock;
     uint32_t m_uiZoneUpdateCursor = 0;

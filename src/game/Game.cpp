@@ -18,3 +18,4 @@ void Game::RewardPlayersWhoHaveBBlocks() {}
 void Game::Tick_TCs() {}
 void Game::Tick_OCs() {}
 void Game::Tick_Lifts() {}
+void Game::Tick_Player_BuildPalace(Server_Player*) {}

@@ -12,6 +12,7 @@
 
 class Server;
 class Server_Entity;
+class Server_Player;
 
 // Where the lift and princess round robins stand: each pass goes on from the cube or lift it
 // reached last time within its budget.
@@ -48,6 +49,8 @@ public:
     void Tick_TCs();
     void Tick_OCs();
     void Tick_Lifts();
+    // "/buildpalace": the player's palace, built by the player rules.
+    void Tick_Player_BuildPalace(Server_Player* player);
 
     // ---- Zorbin cubes (game/Game_MatchZorbinsWithPlayers.cpp) ----
     // Re-derives owners, property values and palace counts after a load.

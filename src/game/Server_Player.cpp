@@ -29,3 +29,12 @@ void Server_Player::ClearEffects() {
 bool Server_Player::IsOnSameTeam(const Server_Player* other) const {
     return !m_strTeamName.empty() && !other->m_strTeamName.empty() && m_strTeamName == other->m_strTeamName;
 }
+
+// Not built yet: the powerup rules fill it.
+void Server_Player::RemoveCola() {}
+
+void Server_Player::KeepCoinsAtLimit() {
+    constexpr int64_t kCoinLimit = 2'000'000'000;
+    if (m_i64PocketCoins > kCoinLimit) m_i64PocketCoins = kCoinLimit;
+    if (m_i64PocketCoins + m_i64PropertyValue > kCoinLimit) m_i64PocketCoins = kCoinLimit - m_i64PropertyValue;
+}

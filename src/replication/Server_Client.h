@@ -179,6 +179,12 @@ public:
     void SendServerTextures_Part2();
     void SendServerTextures_Channel3();
     void HandleServerButtonClick(unsigned char id);
+    // Window 29 with the text (reports and help pages).
+    void SendMOTDWindowText(const char* text);
+    // The admin help page of that name.
+    void SendAdminHelp(const char* page);
+    // Shows m_Windows.m_ScrollLines in the scroll viewer from its top.
+    void SendScrollableButton();
     void HandleReceivedSFileInfo(Packet* packet);
 
     VUK_Grid m_PendingGrid{VUKVector(-150000.0f, -6000.0f, -150000.0f), VUKVector(150000.0f, 30000.0f, 150000.0f),

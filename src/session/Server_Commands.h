@@ -1,7 +1,8 @@
 // The slash commands as data. Each row gives a command's long and short word, who may use it
 // and the handler that carries it out; Server::NonAdminCommand and Server::AdminCommand
-// (session/Server_AdminControl.cpp) parse a line, find its row and run it. The commands that
-// only change a setting are rows of the settings table (base/Settings.h), not of these.
+// (session/Server_AdminControl.cpp) parse a line, find its row and run it. A row that changes a
+// setting names the setting instead of its words: they, its limits and its reply are the
+// setting's row in the settings table (base/Settings.h).
 #pragma once
 #include <cstdint>
 #include <limits>
@@ -36,12 +37,20 @@ using CommandHandler = void (*)(Server& server, Server_Client* client, const Com
 
 inline constexpr int16_t kAnyLevel = std::numeric_limits<int16_t>::min();
 
+struct Setting;
+
 struct CommandRow {
     const char* m_szLong;
     const char* m_szShort;       // null: no short form
     int16_t m_sLevelAbove;       // the admin level must exceed this, or the command is ignored
     bool m_bCoinPermission;      // also needs the coin-changing permission
     CommandHandler m_pHandler;   // null: not built yet, and the line goes on as chat
+    const char* m_szSetting = nullptr;  // the setting the command changes (its words come from there)
+    bool m_bClear = false;              // the setting's "off" command rather than its "on" or valued one
+
+    const char* Long() const;
+    const char* Short() const;
+    const Setting* ChangedSetting() const;
 };
 
 // In the order the interpreters compare them.

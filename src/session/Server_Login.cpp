@@ -26,7 +26,6 @@ constexpr uint8_t kCSMHoldOffAtLogin = 60;
 constexpr uint8_t kWelcomeName = 2;
 constexpr uint8_t kWelcomeProtocol = 74; // 'J'
 constexpr uint32_t kProtocolVersion = 84;
-constexpr int16_t kMasterAdminLevel = 100;
 
 void Refuse(Server_Client* client, Packet* answer, LoginAnswer code) {
     answer->AppendByte(code);

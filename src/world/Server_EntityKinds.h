@@ -176,6 +176,8 @@ inline constexpr uint32_t kKeyGroundMovement = kKeyMove0 | kKeyMove1 | kKeyMove2
 enum BuildRepeat : uint8_t { kRepeatBuildingBlock, kRepeatZorbinCube, kRepeatStoneBlock, kRepeatFlatStone, kRepeatIRSCube, kRepeatCount };
 
 inline constexpr int kPlayerEffectSlots = 10;
+// The master administrator's level, given at login; no command gives it to anyone else.
+inline constexpr uint16_t kMasterAdminLevel = 100;
 inline constexpr float kEffectPermanent = -100.0f;
 
 class Server_Player : public Server_Entity {
@@ -264,4 +266,9 @@ public:
     bool AlreadyHavePowerup(uint32_t id) const;
     void ClearEffects();
     bool IsOnSameTeam(const Server_Player* other) const;
+    // Pocket coins at most 2,000,000,000, and with the property value not above it either; after
+    // every credit of coins.
+    void KeepCoinsAtLimit();
+    // Ends the Cola of Smiley; not built yet (the powerups come with the economy).
+    void RemoveCola();
 };

@@ -1,0 +1,96 @@
+// Administrative commands as the master administrator and lesser administrators see them.
+#include "SessionFixture.h"
+
+#include "base/Settings.h"
+
+namespace {
+
+Bytes Say(const std::string& text) {
+    Bytes b{8};
+    PutString(b, text);
+    return b;
+}
+
+class AdminCommands : public SessionTest {
+protected:
+    ~AdminCommands() override { ApplySettingDefaults(nullptr); }
+
+    // The chat records the peer received after saying the line.
+    std::vector<Bytes> Said(ServerHarness::Peer& peer, const std::string& line) {
+        peer.Send(0, Say(line));
+        m_Harness->Pass();
+        std::vector<Bytes> chats;
+        for (Bytes& m : peer.TakeAll())
+            if (!m.empty() && m[0] == 49) chats.push_back(std::move(m));
+        return chats;
+    }
+};
+
+TEST_F(AdminCommands, SettingsAndPlayerActionsAnswerAsTheirRowsSay) {
+    ServerHarness::Peer admin = LoggedIn("ADMIN");
+    auto reply = [](const char* text) { return std::vector<Bytes>{Chat("VuK Server", text)}; };
+    struct Case {
+        const char* line;
+        std::vector<Bytes> replies;
+    };
+    const Case cases[] = {
+        {"/usbl 3", reply("UDP Send Buffer Limit is now: 6")},
+        {"/udp_send_buffer_limit 40", reply("UDP Send Buffer Limit is now: 16")},
+        {"/usbl", reply("UDP Send Buffer Limit is now: 6")},
+        {"/spps 100", reply("Pop Princess Skip value is now 64")},
+        {"/spps -5", reply("Pop Princess Skip value is now 64")},
+        {"/szsph 0.5", reply("Zorbin shrink per hit value is now 0.500000")},
+        {"/spmg -3", reply("Propety Moving Groups now set to -3")},
+        {"/sbsl -5", reply("The server is no longer limited to how many bytes per 1/30th second it can send over the "
+                            "Internet.")},
+        {"/sbsl 3000", reply("The server is now limited to sending 3000 total bytes per 1/30th second over the "
+                              "Internet.")},
+        {"/srhq 5", reply("Sorry, you need coin changing permissions to use this command.")},
+        {"/stoplifts", reply("Lifts stopped (NOTE: Not saved in data file)")},
+        {"/no_udp_thread", reply("UDP Thread Mode Disabled")},
+        {"/ei", reply("IRS Building Enabled")},
+        {"/csm", reply("Client side movement is now DISABLED.")},
+        {"/straight_update_on", reply("Straight update on (this client only)")},
+        {"/hide", reply("You now appear OFFLINE to other players.")},
+        {"/dpc nobody", reply("PLAYER NOT FOUND")},
+        {"/dpc ADMIN", reply("ADMIN has 1000 coins.")},
+        {"/gpc admin 500", reply("You don't have the coin changing permission flag.")},
+        {"/eacc admin", reply("admin now has coin changing permissions.")},
+        {"/gpc admin -5000", {Chat("VuK Server", "Can't remove more POCKET coins than a player has."),
+                              Chat("VuK Server", "admin now has 0 pocket coins.")}},
+        {"/srhq -1", reply("Reward for hitting Quillhob with a FireBlock is now 0.")},
+        {"/saa admin 100", reply("You cant make people level 100!")},
+        {"/saa admin 50", reply("admin now has access level 100.")},
+        {"/cpp admin abc", reply("Password was not set because it is too short.")},
+        {"/cpp admin abcd", reply("admin's password is now set to ABCD.")},
+        {"/kick admin", reply("You cannot kick a player with a higher admin level than you.")},
+    };
+    for (const Case& c : cases) EXPECT_EQ(Said(admin, c.line), c.replies) << c.line;
+    EXPECT_EQ(g_uiUdpSendBufferLimit, 6u);
+    EXPECT_EQ(server().m_uiPopPrincessSkip, 64u);
+    EXPECT_EQ(g_iPropertyMovingGroups, -3);
+    EXPECT_EQ(server().m_uiServerByteSendLimit, 3000u);
+    EXPECT_FALSE(server().m_bLiftsRunning);
+    EXPECT_EQ(g_uiRewardHittingQuillhob, 0u);
+    EXPECT_NE(ChatLog().find("] LOG: Excessive coin removal clipping\r\n"), std::string::npos);
+    EXPECT_NE(ChatLog().find("] LOG: ADMIN has added -5000 pocket coins to ADMIN.\r\n"), std::string::npos);
+}
+
+// Below the level a row asks for, a command is swallowed in silence; without any level, an
+// administrative command is ordinary chat.
+TEST_F(AdminCommands, LevelsDecideBetweenSilenceAndChat) {
+    ServerHarness::Peer admin = LoggedIn("ADMIN");
+    ServerHarness::Peer bob = LoggedIn("Bob");
+    EXPECT_EQ(Said(bob, "/save"), std::vector<Bytes>{Chat("BOB", "/save")});
+    admin.TakeAll();
+    EXPECT_EQ(Said(admin, "/saa bob 1"), std::vector<Bytes>{Chat("VuK Server", "bob now has access level 1.")});
+    EXPECT_EQ(Said(bob, "/eacc bob"), std::vector<Bytes>{});
+    EXPECT_EQ(Said(bob, "/gpc bob 5"), std::vector<Bytes>{});
+    EXPECT_EQ(Said(bob, "/saa bob 5"), std::vector<Bytes>{Chat("VuK Server", "Not level 99!")});
+    EXPECT_EQ(Said(bob, "/kick ADMIN"),
+              std::vector<Bytes>{Chat("VuK Server", "You cannot kick a player with a higher admin level than you.")});
+    EXPECT_EQ(Said(admin, "/kick bob"), std::vector<Bytes>{Chat("Info", "Administrator ADMIN has kicked Bob off the server.")});
+    EXPECT_TRUE(bob.client->m_bKicked);
+}
+
+} // namespace
