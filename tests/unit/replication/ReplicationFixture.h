@@ -103,9 +103,6 @@ protected:
     bool Pending(const ServerHarness::Peer& peer, const Server_Entity* e) const {
         return e->GetClientPendingLink(Slot(peer)) != nullptr;
     }
-    static Bytes Bind(uint8_t slot, const Server_Client_Entity* view) {
-        return Bytes{0x2F, slot} + U32(g_VukHeap_ServerClientEntity.HandleOf(view));
-    }
     // True when needle occurs in haystack.
     static bool Contains(const Bytes& haystack, const Bytes& needle) {
         return std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) != haystack.end();

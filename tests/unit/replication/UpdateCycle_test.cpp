@@ -300,7 +300,7 @@ TEST_F(ClientSideMovementCycle, PlacementSwitchesItOffAndResyncsTheOwnPlayer) {
     // Switched off before the fill, so the own player already goes as a full resync.
     ASSERT_GE(message.size(), 3u);
     EXPECT_EQ(Bytes(message.begin(), message.begin() + 3), (Bytes{0x6B, 0, 2}));
-    EXPECT_TRUE(Contains(message, Bytes{0x52} + F32(kF1000) + F32(kF200) + F32(kF0)));
+    EXPECT_TRUE(Contains(message, Bytes{0x52} + F32(0x447A0000) + F32(kF200) + F32(kF0)));
 }
 
 } // namespace

@@ -2,9 +2,11 @@
 // IEEE 754 bit patterns (so an expectation never runs through the code under test).
 #pragma once
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <vector>
+
+#include "world/Server_Client_Entity.h"
+#include "world/VUKHeap.h"
 
 using Bytes = std::vector<uint8_t>;
 
@@ -18,28 +20,21 @@ inline Bytes U32(uint32_t v) { return {uint8_t(v), uint8_t(v >> 8), uint8_t(v >>
 // A float given by its bit pattern, e.g. F32(0x3F800000) for 1.0.
 inline Bytes F32(uint32_t bits) { return U32(bits); }
 inline Bytes Text(const std::string& s) { return Bytes(s.begin(), s.end()); }
+// 0x2F: the slot now names the view's object.
+inline Bytes Bind(uint8_t slot, const Server_Client_Entity* view) {
+    return Bytes{0x2F, slot} + U32(g_VukHeap_ServerClientEntity.HandleOf(view));
+}
 
 // Bit patterns used across the tests.
-inline constexpr uint32_t kF0 = 0x00000000;      // 0.0
-inline constexpr uint32_t kF0_25 = 0x3E800000;   // 0.25
-inline constexpr uint32_t kF0_5 = 0x3F000000;    // 0.5
-inline constexpr uint32_t kF1 = 0x3F800000;      // 1.0
-inline constexpr uint32_t kF1_5 = 0x3FC00000;    // 1.5
-inline constexpr uint32_t kF2 = 0x40000000;      // 2.0
-inline constexpr uint32_t kF3 = 0x40400000;      // 3.0
-inline constexpr uint32_t kF4 = 0x40800000;      // 4.0
-inline constexpr uint32_t kF5 = 0x40A00000;      // 5.0
-inline constexpr uint32_t kF8 = 0x41000000;      // 8.0
-inline constexpr uint32_t kF10 = 0x41200000;     // 10.0
-inline constexpr uint32_t kF16 = 0x41800000;     // 16.0
-inline constexpr uint32_t kF20 = 0x41A00000;     // 20.0
-inline constexpr uint32_t kF32 = 0x42000000;     // 32.0
-inline constexpr uint32_t kF64 = 0x42800000;     // 64.0
-inline constexpr uint32_t kF80 = 0x42A00000;     // 80.0
-inline constexpr uint32_t kF100 = 0x42C80000;    // 100.0
-inline constexpr uint32_t kF128 = 0x43000000;    // 128.0
-inline constexpr uint32_t kF200 = 0x43480000;    // 200.0
+inline constexpr uint32_t kF0 = 0x00000000;        // 0.0
+inline constexpr uint32_t kF0_5 = 0x3F000000;      // 0.5
+inline constexpr uint32_t kF1 = 0x3F800000;        // 1.0
+inline constexpr uint32_t kF2 = 0x40000000;        // 2.0
+inline constexpr uint32_t kF3 = 0x40400000;        // 3.0
+inline constexpr uint32_t kF10 = 0x41200000;       // 10.0
+inline constexpr uint32_t kF20 = 0x41A00000;       // 20.0
+inline constexpr uint32_t kF64 = 0x42800000;       // 64.0
+inline constexpr uint32_t kF100 = 0x42C80000;      // 100.0
+inline constexpr uint32_t kF200 = 0x43480000;      // 200.0
 inline constexpr uint32_t kFMinus200 = 0xC3480000; // -200.0
-inline constexpr uint32_t kF400 = 0x43C80000;    // 400.0
-inline constexpr uint32_t kF1000 = 0x447A0000;   // 1000.0
-inline constexpr uint32_t kF3000 = 0x453B8000;   // 3000.0
+inline constexpr uint32_t kF400 = 0x43C80000;      // 400.0
