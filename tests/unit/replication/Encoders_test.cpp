@@ -56,15 +56,9 @@ TEST_F(Encoders, LabelCacheKeepsOneLabelPerFirstCharacter) {
 // Each add binds the next free slot, then sends the add message and whatever differs from what
 // the client assumes for a new object of the kind.
 TEST_F(Encoders, AddMessagesByKind) {
-    struct Case {
-        const char* name;
-        uint8_t kind;
-        bool fastAdd;
-        VUKVector position, size; // a negative size keeps the kind's own
-        int texture, mode;        // -1 keeps the kind's own
-        const char* label;
-        Bytes expected;
-    };
+    // A negative size, texture or mode keeps the kind's own.
+    struct Case { const char* name; uint8_t kind; bool fastAdd; VUKVector position, size; int texture, mode;
+                  const char* label; Bytes expected; };
     const Case cases[] = {
         {"palace cube, announced as a box", kKindPalaceCube, false, {1, 2, 3}, {100, 100, 100}, -1, -1, "",
          Bytes{0x0B, 4, 0x70} + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x5D} + F32(kF100) +
@@ -98,12 +92,10 @@ TEST_F(Encoders, AddMessagesByKind) {
     // The Quillhob cube is updated with the princess encoder: predicted position, size, texture
     // and yaw; no label, no texture flags.
     Server_Entity* quillhob = m_Client->m_pEntity;
-    Run(quillhob, m_Client->m_pView, {{[&] {
-                                           quillhob->m_vPosition.Set(2.0f, 0.0f, 0.0f);
-                                           quillhob->SetYaw(0.5f);
-                                           quillhob->SetLabel("other");
-                                       },
-                                       &C::UC_ProcessUpdate, {0x26, 10, 0, 0, 0x2A, 5}}});
+    quillhob->m_vPosition.Set(2.0f, 0.0f, 0.0f);
+    quillhob->SetYaw(0.5f);
+    quillhob->SetLabel("other");
+    Run(quillhob, m_Client->m_pView, {{nullptr, &C::UC_ProcessUpdate, {0x26, 10, 0, 0, 0x2A, 5}}});
 }
 
 TEST_F(Encoders, FireBlockAddsAndTheOwnShotOfAClientThatSimulatesThem) {
@@ -174,28 +166,19 @@ TEST_F(Encoders, PlainGoalPadGoesToClientsThatSimulateFireBlocks) {
 // Predicted positions from a fresh view at the origin: each move's bytes, then the position and
 // step the client (and so the view) ends up with.
 TEST_F(Encoders, PositionCorrectionsByMagnitude) {
-    struct Move {
-        float x, y, z;
-        Bytes expected;
-    };
-    struct Case {
-        const char* name;
-        std::vector<Move> moves;
-        VUKVector position, step;
-    };
+    struct Move { float x, y, z; Bytes expected; };
+    // One move from rest: the step is the position.
+    struct Case { const char* name; std::vector<Move> moves; VUKVector position, step = position; };
     const Case cases[] = {
-        {"below 12: byte tenths, truncated", {{11.99f, 11.99f, 11.99f, {0x26, 119, 119, 119}}}, {11.9f, 11.9f, 11.9f},
-         {11.9f, 11.9f, 11.9f}},
-        {"negative byte tenths", {{-5, 0, 11, {0x26, uint8_t(-50), 0, 110}}}, {-5, 0, 11}, {-5, 0, 11}},
-        {"12: short tenths", {{12, 0, 0, Bytes{0x27} + U16(120) + U16(0) + U16(0)}}, {12, 0, 0}, {12, 0, 0}},
+        {"below 12: byte tenths, truncated", {{11.99f, 11.99f, 11.99f, {0x26, 119, 119, 119}}}, {11.9f, 11.9f, 11.9f}},
+        {"negative byte tenths", {{-5, 0, 11, {0x26, uint8_t(-50), 0, 110}}}, {-5, 0, 11}},
+        {"12: short tenths", {{12, 0, 0, Bytes{0x27} + U16(120) + U16(0) + U16(0)}}, {12, 0, 0}},
         {"just below 3000: short tenths",
-         {{2999.9f, -2999.9f, 1, Bytes{0x27} + U16(29999) + U16(uint16_t(-29999)) + U16(10)}},
-         {2999.9f, -2999.9f, 1}, {2999.9f, -2999.9f, 1}},
-        {"3000: floats", {{3000, 1, 0, Bytes{0x28} + F32(0x453B8000) + F32(kF1) + F32(kF0)}}, {3000, 1, 0}, {3000, 1, 0}},
+         {{2999.9f, -2999.9f, 1, Bytes{0x27} + U16(29999) + U16(uint16_t(-29999)) + U16(10)}}, {2999.9f, -2999.9f, 1}},
+        {"3000: floats", {{3000, 1, 0, Bytes{0x28} + F32(0x453B8000) + F32(kF1) + F32(kF0)}}, {3000, 1, 0}},
         {"the same step again: one byte", {{10, 0, 0, {0x26, 100, 0, 0}}, {20, 0, 0, {0x25}}, {30, 0, 0, {0x25}}},
          {30, 0, 0}, {10, 0, 0}},
-        {"less than a tenth: nothing", {{10, 10, 10, {0x26, 100, 100, 100}}, {10.05f, 9.95f, 10, {}}}, {10, 10, 10},
-         {10, 10, 10}},
+        {"less than a tenth: nothing", {{10, 10, 10, {0x26, 100, 100, 100}}, {10.05f, 9.95f, 10, {}}}, {10, 10, 10}},
         // -0.05 truncates to 0 tenths: the client stays 0.05 ahead on x until a later correction.
         {"a correction truncated to zero is carried over",
          {{1, 1, 0, {0x26, 10, 10, 0}}, {1.95f, 2.5f, 0, {0x26, 0, 5, 0}}, {2.5f, 4, 0, {0x26, uint8_t(-5), 0, 0}}},
@@ -217,11 +200,7 @@ TEST_F(Encoders, PositionCorrectionsByMagnitude) {
 }
 
 TEST_F(Encoders, YawCorrectionsByMagnitude) {
-    struct Case {
-        const char* name;
-        std::vector<std::pair<float, Bytes>> turns;
-        float yaw, step;
-    };
+    struct Case { const char* name; std::vector<std::pair<float, Bytes>> turns; float yaw, step; };
     const Case cases[] = {
         {"below a tenth: float", {{0.05f, Bytes{0x2C} + F32(0x3D4CCCCD)}}, 0.05f, 0.05f},
         {"tenths, then steady turning", {{0.5f, {0x2A, 5}}, {1.0f, {0x29}}, {1.5f, {0x29}}}, 1.5f, 0.5f},
@@ -316,6 +295,7 @@ TEST_F(Players, OtherPlayerGetsNameOnceStatusPositionYawCoinsPropertyAndTeam) {
           },
           player, Bytes{0x2E, 0, 0x16} + U32(5) + Bytes{0x57} + U32(7) + Bytes{0x71} + U32(3) + Text("red")},
          {[&] { Track(pad); }, player, {0x2E, 0}}, // a high word keeps selecting the player
+         {[&] { Track(pad), m_pBob->m_i64PocketCoins = 6; }, player, Bytes{0x2E, 0, 0x16} + U32(6)},
          {[&] { m_pBob->m_ucChatChannel = 2; }, player, {}},
          {[&] { m_Client->m_bChatChannels = true; }, player, {0x84, 2}}});
 }
