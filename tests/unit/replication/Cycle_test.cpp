@@ -75,23 +75,6 @@ TEST_F(UpdateCycle, TickMarkOncePerGameTickNumberAlsoWithoutAPlayer) {
     EXPECT_EQ(NonEmpty(NormalUpdate(idle)), (std::vector<Bytes>{{0x6B, 1, 1, 0x3B}}));
 }
 
-TEST_F(UpdateCycle, SecondPlayerIsAScoreEntryWhileFarAndAMovingObjectWhenNear) {
-    auto ann = LogIn("ann");
-    auto bob = LogIn("bob");
-    Server_Player* b = bob.client->m_pPlayer;
-    MoveTo(ann.client->m_pPlayer, 60000.0f, 200.0f, 60000.0f);
-    MoveTo(b, -60000.0f, 200.0f, -60000.0f);
-    FileAll(ann);
-    Bytes first = NormalUpdateMessage(ann);
-    EXPECT_TRUE(Contains(first, Bind(1, ViewOf(ann, b)) + Bytes{0x5C, 3} + Text("bob") + Bytes{1} + U32(1000) + U32(0)));
-    EXPECT_TRUE(Pending(ann, b));
-    EXPECT_TRUE(NormalUpdateMessage(ann).empty()); // unchanged and far: nothing about bob
-    // Near: the body goes into the slot the score entry bound (still selected), without an add.
-    MoveTo(b, 60100.0f, 200.0f, 60000.0f);
-    EXPECT_EQ(NormalUpdateMessage(ann), (Bytes{0x28} + F32(0x476AC400) + F32(kF200) + F32(0x476A6000)));
-    EXPECT_FALSE(Pending(ann, b));
-}
-
 TEST_F(UpdateCycle, FarEntityWhoseViewIsStillNearIsUpdatedOnceMore) {
     auto ann = Settled("ann");
     Server_Entity* cube = Add(kKindTalvyCube, 1400.0f);
