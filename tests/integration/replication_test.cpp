@@ -8,8 +8,6 @@
 #include <cmath>
 #include <cstring>
 #include <map>
-#include <memory>
-#include <string>
 
 #include "platform/Files.h"
 #include "support/GameServer.h"
@@ -22,13 +20,8 @@ using Clock = std::chrono::steady_clock;
 
 // ---- the client's side of the update stream ----
 
-struct Object {
-    uint8_t kind = 0; // from 0x0B or a box add; 0 for a player known by its score entry
-    bool scoreEntry = false;
-    int adds = 0;
-    std::string name;
-    float pos[3] = {}, step[3] = {};
-};
+// What the client knows of one object: kind 0 is a player known by its score entry alone.
+struct Object { uint8_t kind = 0; bool scoreEntry = false; int adds = 0; std::string name; float pos[3] = {}, step[3] = {}; };
 
 // The payload of every message type the stream carries: fixed byte counts, and texts with a
 // 32-bit (kText32) or 8-bit (kText8) length.
@@ -134,40 +127,34 @@ private:
 
 // ---- the world file, written by hand ----
 
-void PutVector(Bytes& b, float x, float y, float z) {
-    for (float f : {x, y, z}) PutFloat(b, f);
+void PutFloats(Bytes& b, std::initializer_list<float> values) {
+    for (float f : values) PutFloat(b, f);
 }
 // Record 1: kind, position, size, yaw, texture scale, texture, texture mode.
 Bytes EntityRecord(uint8_t kind, float x, float y, float z, float size, uint32_t texture) {
     Bytes b{1, kind};
-    PutVector(b, x, y, z);
-    PutVector(b, size, size, size);
-    PutFloat(b, 0.0f);
-    PutVector(b, 128.0f, 128.0f, 128.0f);
+    PutFloats(b, {x, y, z, size, size, size, 0.0f, 128.0f, 128.0f, 128.0f});
     PutU32(b, texture);
     PutU32(b, 1);
     return b;
 }
+// A pad has two more words, a Talvy cube its start point.
 Bytes PadRecord(float x, float y, float z) { return Concat(EntityRecord(4, x, y, z, 50.0f, 42), Bytes(8, 0)); }
 Bytes TalvyRecord(float x, float y, float z) {
     Bytes b = EntityRecord(8, x, y, z, 100.0f, 9);
-    PutVector(b, x, y, z);
+    PutFloats(b, {x, y, z});
     return b;
 }
-
-// Record 24: the client's own motion while client-side movement is in force.
+// Record 24: the client's own position, yaw and velocity while client-side movement is on.
 Bytes ClientMove(uint8_t sequence, float x, float y, float z) {
     Bytes b{24, sequence};
-    PutVector(b, x, y, z);
-    PutFloat(b, 0.0f);
-    PutVector(b, 0.0f, 0.0f, 0.0f);
+    PutFloats(b, {x, y, z, 0.0f, 0.0f, 0.0f, 0.0f});
     return b;
 }
 
 // ---- a player at a headless client that speaks the multi-channel extension ----
 
-class Player {
-public:
+struct Player {
     Player(GameServer& server, const std::string& name, bool existing = false) : m_pClient(server.NewClient()) {
         m_pClient->Send(0, Declare("KRV_MULTI_UDP_CHANNEL", 1));
         Bytes welcome = GameServer::Login(*m_pClient, existing ? ExistingLogin(name, "pw") : NewLogin(name, "pw"));
@@ -210,23 +197,17 @@ public:
         m_pClient->Send(0, ClientMove(world.switches.back().second, x, y, z));
         last[0] = x, last[1] = y, last[2] = z;
     }
-    headless::HeadlessClient& Client() { return *m_pClient; }
-
     bool loggedIn = false;
     ClientWorld world, windows;
     Bytes firstUpdate;
     std::vector<Clock::time_point> marks;
     int unreadable = 0, strayOnFour = 0, marksBeforeMovement = -1, closesBeforeMovement = -1;
     float last[3] = {};
-
-private:
     std::unique_ptr<headless::HeadlessClient> m_pClient;
 };
 
 bool Near(const float a[3], const float b[3], float tolerance) {
-    for (int i = 0; i < 3; ++i)
-        if (std::fabs(a[i] - b[i]) > tolerance) return false;
-    return true;
+    return std::equal(a, a + 3, b, [&](float x, float y) { return std::fabs(x - y) <= tolerance; });
 }
 
 // The own player first, bound to slot 0 (the handle is the server's).
@@ -288,7 +269,7 @@ TEST(ReplicationOverUdp, WorldTickMarksMovementAnotherPlayerAndAReturn) {
     // The score entry's view starts at the origin, near bob, so ann's place went once; ann's
     // moves while far do not.
     ann.MoveTo(19100.0f, 200.0f, -200.0f);
-    ASSERT_TRUE(ann.Client().WaitUntil([&] { return ann.Client().AllAcknowledged(); }, 5s));
+    ASSERT_TRUE(ann.m_pClient->WaitUntil([&] { return ann.m_pClient->AllAcknowledged(); }, 5s));
     ASSERT_TRUE(bob.WaitForMarks(5));
     EXPECT_EQ(bob.world.Named("ann")->pos[0], 19000.0f);
     ann.MoveTo(1400.0f, 200.0f, -200.0f);
@@ -304,7 +285,7 @@ TEST(ReplicationOverUdp, WorldTickMarksMovementAnotherPlayerAndAReturn) {
     EXPECT_EQ(ann.unreadable + bob.unreadable, 0);
 
     // Ann leaves: bob keeps getting its tick marks, and ann comes back at once to a fresh record.
-    ann.Client().SendLeave();
+    ann.m_pClient->SendLeave();
     ASSERT_TRUE(bob.WaitFor(
         [&] {
             std::string log;
