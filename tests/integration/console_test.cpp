@@ -103,7 +103,7 @@ TEST(ConsoleKeys, EndOfInputLeavesTheServerRunning) {
     ASSERT_TRUE(probe.Connect("127.0.0.1", uint16_t(port)));
     for (int i = 0; i < 2; ++i) {
         probe.Send(0, headless::QueryExtensionRecord("KRV_CSE1"));
-        EXPECT_FALSE(GameServer::NextOn(probe, 0).empty());
+        EXPECT_FALSE(GameServer::Next(probe).empty());
     }
     EXPECT_TRUE(server.Running());
     server.Signal(SIGINT);

@@ -157,7 +157,7 @@ Bytes ClientMove(uint8_t sequence, float x, float y, float z) {
 struct Player {
     Player(GameServer& server, const std::string& name, bool existing = false) : m_pClient(server.NewClient()) {
         m_pClient->Send(0, Declare("KRV_MULTI_UDP_CHANNEL", 1));
-        Bytes welcome = GameServer::Login(*m_pClient, existing ? ExistingLogin(name, "pw") : NewLogin(name, "pw"));
+        Bytes welcome = GameServer::Login(*m_pClient, Login(existing ? 4 : 5, name, "pw"));
         loggedIn = !welcome.empty() && welcome[0] == 100;
         m_pClient->Send(0, {6});
     }

@@ -24,7 +24,7 @@ TEST(SessionOverUdp, LongestLoginIsWelcomedAndAMalformedRecordWarnsWithoutStoppi
     auto other = server.NewClient();
     other->Send(0, Bytes{10, 1, 2, 3});
     other->Send(0, Query(kCount));
-    EXPECT_EQ(GameServer::NextOn(*other, 0), Answer(kCount, 2));
+    EXPECT_EQ(GameServer::Next(*other), Answer(kCount, 2));
     EXPECT_NE(server.Process().WaitForOutput("bInvalidCommand got set to TRUE in Server::PIC()\n", 5s),
               std::string::npos);
     EXPECT_NE(server.Folder().Read(ChatLogFileName()).find("] WARNING: bInvalidCommand got set to TRUE in Server::PIC()\r\n"),
