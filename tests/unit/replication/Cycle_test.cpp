@@ -2,7 +2,7 @@
 // byte limit, the please-wait window, tick marks and their channels, change and removal notices,
 // the filing of a new client's zones, and the teardown of a client.
 #include "platform/Clock.h"
-#include "unit/replication/ReplicationFixture.h"
+#include "unit/replication/Fixtures.h"
 
 namespace {
 
@@ -21,10 +21,13 @@ std::vector<Bytes> NonEmpty(const std::vector<Bytes>& messages) {
 
 using UpdateCycle = ReplicationTest;
 
-TEST_F(UpdateCycle, FirstUpdateOpensTheWindowAndBringsTheOwnPlayerBoundToSlotZero) {
+TEST_F(UpdateCycle, FirstUpdateThenATickMarkOncePerGameTickAlsoWithoutAPlayer) {
     auto ann = LogIn("ann");
+    auto idle = m_Harness.Connect();
+    idle.Send(0, {9, 84});
     ann.Send(0, {6});
     m_Harness.Pass();
+    // The window opens, and the own player comes first, bound to slot 0.
     std::vector<Bytes> got = NonEmpty(ann.Take(0));
     ASSERT_EQ(got.size(), 2u);
     EXPECT_EQ(got[0], kPleaseWaitOpen);
@@ -32,8 +35,18 @@ TEST_F(UpdateCycle, FirstUpdateOpensTheWindowAndBringsTheOwnPlayerBoundToSlotZer
                        Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) + Bytes{0x16} +
                        U32(1000) + Bytes{0x0E} + U32(5000) + Bytes{0x3C}));
     EXPECT_FALSE(Pending(ann, ann.client->m_pPlayer));
-    // The pass filed the (empty) zones: the world nearby has loaded.
-    EXPECT_EQ(NormalUpdate(ann), (std::vector<Bytes>{{0x66, 0x22}}));
+    // The next game tick (its normal update runs in the pass after) files the empty zones, so
+    // the window closes, and marks the tick.
+    m_Harness.GameTick();
+    m_Harness.Pass();
+    EXPECT_EQ(NonEmpty(ann.Take(0)), (std::vector<Bytes>{{0x66, 0x22}, {0x3B}}));
+    // A second normal update within the same game tick carries no mark.
+    ann.client->m_bNeedsNormalUpdate = true;
+    m_Harness.Pass();
+    EXPECT_TRUE(NonEmpty(ann.Take(0)).empty());
+    // Client-side movement starts out allowed, which a client without a player is told at once.
+    idle.TakeAll();
+    EXPECT_EQ(NonEmpty(NormalUpdate(idle)), (std::vector<Bytes>{{0x6B, 1, 1, 0x3B}}));
 }
 
 TEST_F(UpdateCycle, WindowAndClientSideMovementWaitUntilTheNearbyZonesFitTheLimit) {
@@ -54,31 +67,14 @@ TEST_F(UpdateCycle, WindowAndClientSideMovementWaitUntilTheNearbyZonesFitTheLimi
     EXPECT_EQ(NormalUpdate(ann), (std::vector<Bytes>{{0x66, 0x22}, kMovementOn}));
 }
 
-TEST_F(UpdateCycle, TickMarkOncePerGameTickNumberAlsoWithoutAPlayer) {
-    auto ann = LogIn("ann");
-    auto idle = m_Harness.Connect();
-    idle.Send(0, {9, 84});
-    ann.Send(0, {6});
-    m_Harness.Pass();
-    m_Harness.GameTick(); // the normal update it makes due runs in the next pass
-    ann.TakeAll();
-    m_Harness.Pass();
-    std::vector<Bytes> got = NonEmpty(ann.Take(0));
-    ASSERT_FALSE(got.empty());
-    EXPECT_EQ(got.back().back(), 0x3B);
-    // A second normal update within the same game tick carries no mark.
-    ann.client->m_bNeedsNormalUpdate = true;
-    m_Harness.Pass();
-    for (const Bytes& m : ann.Take(0)) EXPECT_FALSE(!m.empty() && m.back() == 0x3B);
-    // Client-side movement starts out allowed, which a client without a player is told at once.
-    idle.TakeAll();
-    EXPECT_EQ(NonEmpty(NormalUpdate(idle)), (std::vector<Bytes>{{0x6B, 1, 1, 0x3B}}));
-}
-
-TEST_F(UpdateCycle, FarEntityWhoseViewIsStillNearIsUpdatedOnceMore) {
+TEST_F(UpdateCycle, ZonePassBoxStartsAtTheGroundAndAFarEntityWhoseViewIsNearGoesOnceMore) {
     auto ann = Settled("ann");
+    // Below the grid's floor except for its top: filed in the lowest layer only, and too far
+    // below for the list pass.
+    Server_Entity* deep = Add(kKindTalvyCube, 400.0f, -11995.0f, -200.0f);
     Server_Entity* cube = Add(kKindTalvyCube, 1400.0f);
     NormalUpdate(ann);
+    EXPECT_TRUE(Pending(ann, deep));
     // The client steps (1400, 200, -200) per message since the add: the correction is
     // (48600, 0, 0) minus that step.
     MoveTo(cube, 50000.0f, 200.0f, -200.0f);
@@ -87,25 +83,12 @@ TEST_F(UpdateCycle, FarEntityWhoseViewIsStillNearIsUpdatedOnceMore) {
     MoveTo(cube, 50100.0f, 200.0f, -200.0f);
     EXPECT_TRUE(NormalUpdateMessage(ann).empty());
     EXPECT_TRUE(Pending(ann, cube));
-}
-
-TEST_F(UpdateCycle, ZoneBoxStartsAtTheGroundForAPlayerNearIt) {
-    auto ann = Settled("ann");
-    // Below the grid's floor except for its top: filed in the lowest layer only, and too far
-    // below for the list pass.
-    Server_Entity* deep = Add(kKindTalvyCube, 400.0f, -11995.0f, -200.0f);
-    EXPECT_TRUE(NormalUpdateMessage(ann).empty());
-    EXPECT_TRUE(Pending(ann, deep));
-}
-
-TEST_F(UpdateCycle, StraightUpdateSkipsTheZonePassAndKeepsTheWindowOpen) {
-    auto ann = LogIn("ann");
-    FileAll(ann);
+    // A straight update skips the zone pass: the list pass sends what is near, and the window
+    // opens as the world nearby does not count as loaded.
     ann.client->m_bStraightUpdate = true;
-    Server_Entity* cube = Add(kKindTalvyCube, 500.0f);
+    Server_Entity* near = Add(kKindTalvyCube, 500.0f);
     EXPECT_EQ(NormalUpdate(ann)[0], kPleaseWaitOpen);
-    EXPECT_NE(ViewOf(ann, cube), nullptr);
-    EXPECT_FALSE(ann.client->m_bNearbyLoaded);
+    EXPECT_NE(ViewOf(ann, near), nullptr);
 }
 
 TEST_F(UpdateCycle, ExtraUpdateSendsNoOwnPlayerScoresWindowOrTickMark) {
@@ -139,19 +122,11 @@ TEST_F(UpdateCycle, OwnPlayerComesFirstWithThePlatformItStandsOn) {
     me->SetPlatform(nullptr);
 }
 
-TEST_F(UpdateCycle, ClientSideMovementSwitchesOnInTheSixtiethNormalUpdateAfterLogin) {
+TEST_F(UpdateCycle, ClientSideMovementOnInTheSixtiethUpdateAfterLoginAndOffAfterAPlacement) {
     auto ann = LogIn("ann");
     FileAll(ann);
     for (int update = 1; update < 60; ++update) ASSERT_FALSE(Contains(NormalUpdateMessage(ann), {0x6B})) << update;
     EXPECT_EQ(NormalUpdateMessage(ann), kMovementOn);
-}
-
-TEST_F(UpdateCycle, PlacementSwitchesClientSideMovementOffAndResyncsTheOwnPlayer) {
-    auto ann = LogIn("ann");
-    FileAll(ann);
-    ann.client->m_pPlayer->m_ucCSMHoldOff = 0;
-    NormalUpdate(ann);
-    ASSERT_TRUE(ann.client->m_bClientSideMovement);
     ann.client->m_pPlayer->m_ucCSMHoldOff = 4;
     MoveTo(ann.client->m_pPlayer, 1000.0f, 200.0f, 0.0f);
     // Switched off before the fill, so the own player already goes as a full resync.
@@ -204,8 +179,6 @@ TEST_F(Notices, ZoneFilingRunsInSlicesOfASixtiethOfASecondAndFilesOneEntityAtLea
     // The call that finds the list empty marks the zones filled.
     ann.client->HandleZonesBeUpdatedThingy();
     EXPECT_TRUE(ann.client->m_bZonesFilled);
-    for (uint32_t i = 0; i < server().m_NormalPads.Count(); ++i)
-        EXPECT_GT(server().m_NormalPads.GetEntity(i)->GetClientZoneInfo(ann.client->Slot())->Count(), 0u);
 }
 
 TEST_F(Notices, MovingEntityStaysFiledOnceSentAndASmallMoveMakesItPendingThere) {
@@ -270,10 +243,11 @@ TEST_F(Removals, FireBlockRemovalIsSilentForClientsThatSimulateThemButFreesTheSl
     EXPECT_TRUE(Contains(update, Bind(fireSlot, ViewOf(ann, next))));
 }
 
-class Teardown : public ReplicationTest {
-protected:
+using Teardown = ReplicationTest;
+
+TEST_F(Teardown, DroppedClientGoesTenEntitiesAPassAndShutdownTakesEveryTraceAtOnce) {
     // The number of entities that still hold a per-slot value of the client.
-    int Traces(uint32_t s) {
+    auto traces = [&](uint32_t s) {
         int n = 0;
         for (uint32_t i = 0; i < server().m_AllEntities.Count(); ++i) {
             const Server_Entity* e = server().m_AllEntities.GetEntity(i);
@@ -281,53 +255,44 @@ protected:
                  e->GetClientAttachedLink(s) || e->GetClientZoneInfo(s);
         }
         return n;
-    }
-};
-
-TEST_F(Teardown, DroppedClientIsDismantledTenEntitiesPerPassAndStillToldOfRemovals) {
+    };
     for (int i = 0; i < 24; ++i) Add(kKindNormalPad, 100.0f * float(i), 0.0f, 0.0f);
     auto ann = Settled("ann");
-    uint32_t s = ann.client->Slot();
+    auto bob = Settled("bob");
+    Add(kKindFireBlock, 500.0f);
+    Add(kKindTalvyCube, 90000.0f, 0.0f, 0.0f);
+    NormalUpdate(bob);
     Server_Client* client = ann.client;
-    ASSERT_EQ(client->m_AttachedEntities.Count(), 25u);
+    const uint32_t annSlot = client->Slot(), bobSlot = bob.client->Slot();
+    ASSERT_EQ(client->m_AttachedEntities.Count(), 28u); // pads, two players, fire block, cube
     ann.Disconnect();
     m_Harness.Pass();
     ASSERT_EQ(server().m_ClientsBeingDeleted.Length(), 1u);
-    EXPECT_EQ(client->m_AttachedEntities.Count(), 15u);
-    Server_Entity* attached = client->m_AttachedEntities[0];
-    if (attached->GetKind() != kKindNormalPad) attached = client->m_AttachedEntities[1];
-    Destroy(attached);
-    EXPECT_EQ(client->m_AttachedEntities.Count(), 14u);
-    m_Harness.Pass();
-    EXPECT_EQ(client->m_AttachedEntities.Count(), 4u);
-    m_Harness.Pass();
+    EXPECT_EQ(client->m_AttachedEntities.Count(), 18u);
+    // Still told of removals while it is being dismantled.
+    Server_Entity* pad = client->m_AttachedEntities[0];
+    for (uint32_t i = 1; pad->GetKind() != kKindNormalPad; ++i) pad = client->m_AttachedEntities[i];
+    Destroy(pad);
+    EXPECT_EQ(client->m_AttachedEntities.Count(), 17u);
+    m_Harness.Pass(2);
     EXPECT_TRUE(server().m_ClientsBeingDeleted.Empty());
-    EXPECT_EQ(Traces(s), 0);
-    EXPECT_EQ(m_Harness.Connect().client->Slot(), s); // its number is the next one handed out
-}
+    EXPECT_EQ(traces(annSlot), 0);
+    // Its number is the next one handed out.
+    auto carol = LogIn("carol");
+    EXPECT_EQ(carol.client->Slot(), annSlot);
 
-TEST_F(Teardown, ShutdownRemovesEveryTraceAtOnceAndReturnsTheNumber) {
-    for (int i = 0; i < 5; ++i) Add(kKindNormalPad, 100.0f * float(i), 0.0f, 0.0f);
-    auto ann = LogIn("ann");
-    auto bob = LogIn("bob");
-    FileAll(ann);
-    NormalUpdate(ann);
-    Add(kKindFireBlock, 500.0f);
-    Add(kKindTalvyCube, 90000.0f, 0.0f, 0.0f);
-    NormalUpdate(ann);
-    uint32_t s = ann.client->Slot();
-    server().ProperlyDeleteClient(ann.client);
-    EXPECT_EQ(ann.client->m_pSlotRecord, nullptr);
-    EXPECT_EQ(ann.client->m_AttachedEntities.Count() + ann.client->m_PendingEntities.Count() +
-                  ann.client->m_PendingPlayers.Count(),
+    // At shutdown: every trace at once, and the number returned; carol's record is untouched
+    // (pads, three players, the cube).
+    server().ProperlyDeleteClient(bob.client);
+    EXPECT_EQ(bob.client->m_pSlotRecord, nullptr);
+    EXPECT_EQ(bob.client->m_AttachedEntities.Count() + bob.client->m_PendingEntities.Count() +
+                  bob.client->m_PendingPlayers.Count(),
               0u);
-    EXPECT_TRUE(ann.client->m_PendingGrid.IsEmpty());
-    EXPECT_EQ(Traces(s), 0);
+    EXPECT_EQ(traces(bobSlot), 0);
     ASSERT_NE(server().m_pFreeClientNumbers, nullptr);
-    EXPECT_EQ(server().m_pFreeClientNumbers->m_uiNumber, s);
-    // Bob's record is untouched: pads, players, fire block, cube.
-    EXPECT_TRUE(Pending(bob, bob.client->m_pPlayer));
-    EXPECT_EQ(bob.client->m_AttachedEntities.Count(), 9u);
+    EXPECT_EQ(server().m_pFreeClientNumbers->m_uiNumber, bobSlot);
+    EXPECT_TRUE(Pending(carol, carol.client->m_pPlayer));
+    EXPECT_EQ(carol.client->m_AttachedEntities.Count(), 27u);
 }
 
 } // namespace
