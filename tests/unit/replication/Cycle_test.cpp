@@ -13,10 +13,9 @@ const Bytes kPleaseWaitOpen = Bytes{0x65, 0x22} + U16(256) + U16(0) + U16(128) +
 // Client-side movement switched on with sequence 1, the player at rest.
 const Bytes kMovementOn = Bytes{0x6B, 1, 1, 0x6F} + F32(kF0) + F32(kF0) + F32(kF0);
 
-std::vector<Bytes> NonEmpty(const std::vector<Bytes>& messages) {
-    std::vector<Bytes> out;
-    std::copy_if(messages.begin(), messages.end(), std::back_inserter(out), [](const Bytes& m) { return !m.empty(); });
-    return out;
+std::vector<Bytes> NonEmpty(std::vector<Bytes> messages) {
+    std::erase_if(messages, [](const Bytes& m) { return m.empty(); });
+    return messages;
 }
 
 using UpdateCycle = ReplicationTest;
@@ -102,9 +101,9 @@ TEST_F(UpdateCycle, ExtraUpdateSendsNoOwnPlayerScoresWindowOrTickMark) {
     std::vector<Bytes> got = NonEmpty(ann.TakeAll());
     ASSERT_EQ(got.size(), 1u);
     EXPECT_NE(ViewOf(ann, cube), nullptr);
-    EXPECT_NE(got[0].back(), 0x3B);
     EXPECT_EQ(ViewOf(ann, bob.client->m_pPlayer), nullptr);
-    EXPECT_FALSE(ann.client->m_bFirstPassMarkSent);
+    // Neither a tick mark (the tick number is new) nor the first-pass mark.
+    EXPECT_TRUE(got[0].back() != 0x3B && !ann.client->m_bFirstPassMarkSent);
 }
 
 TEST_F(UpdateCycle, OwnPlayerComesFirstWithThePlatformItStandsOn) {
@@ -237,7 +236,6 @@ TEST_F(Removals, FireBlockRemovalIsSilentForClientsThatSimulateThemButFreesTheSl
     uint8_t fireSlot = SlotOf(ann, fire);
     Destroy(fire);
     EXPECT_TRUE(NormalUpdateMessage(ann).empty());
-    EXPECT_EQ(ann.client->m_RemovedFireBlockViews.Count(), 0u);
     Server_Entity* next = Add(kKindTalvyCube, 700.0f);
     Bytes update = NormalUpdateMessage(ann);
     EXPECT_TRUE(Contains(update, Bind(fireSlot, ViewOf(ann, next))));

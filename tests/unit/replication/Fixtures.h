@@ -67,10 +67,7 @@ protected:
         for (Server_Entity* e : m_Entities) delete e;
     }
 
-    Server_Entity* Make(uint8_t kind) {
-        m_Entities.push_back(World::CreateByType(kind));
-        return m_Entities.back();
-    }
+    Server_Entity* Make(uint8_t kind) { return m_Entities.emplace_back(World::CreateByType(kind)); }
 
     // A view with what the client assumes for a new object of e's kind, made current and already
     // selected, so that what follows carries no selection message.
@@ -86,10 +83,7 @@ protected:
         m_Client->m_pView = view;
     }
     // A view made by the code under test, to be released with the others.
-    Server_Client_Entity* Keep(Server_Client_Entity* view) {
-        m_Views.push_back(view);
-        return view;
-    }
+    Server_Client_Entity* Keep(Server_Client_Entity* view) { return m_Views.emplace_back(view); }
     // What was written since the last call.
     Bytes Written() {
         Bytes out = m_Client->m_pPacket->m_Data;
@@ -118,9 +112,8 @@ protected:
     // Connects, declares the extensions, logs a new player in and takes the login answers.
     Peer LogIn(const std::string& name, const std::vector<std::string>& extensions = {}) {
         Peer peer = m_Harness.Connect();
-        records::Bytes message;
-        for (const std::string& ext : extensions) message = records::Concat(message, records::Declare(ext, 1));
-        peer.Send(0, records::Concat(message, records::Concat(records::Version(84), records::NewLogin(name, "pw"))));
+        for (const std::string& ext : extensions) peer.Send(0, records::Declare(ext, 1));
+        peer.Send(0, records::Concat(records::Version(84), records::NewLogin(name, "pw")));
         // Only the messages: a whole pass would also file the client's zones, which the tests
         // want to do themselves.
         ServerLockGuard lock(server().m_ServerLock);
