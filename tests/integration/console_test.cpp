@@ -5,15 +5,13 @@
 #include <sys/stat.h>
 #include <thread>
 
+#include "headless/Records.h"
 #include "platform/Files.h"
-#include "support/ServerProcess.h"
-#include "support/TempDir.h"
+#include "support/GameServer.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-const std::string kRunning = "THE SERVER IS NOW RUNNING!\n";
 
 std::string StartupText(int port, const std::string& adminLines) {
     return "AUTO SERVER START\nCurrent port: " + std::to_string(port) + "\n\n\n" + adminLines +
@@ -45,20 +43,42 @@ std::string ReadChatLog(const TempDir& dir) {
     return all;
 }
 
-TEST(ConsoleStartup, PrintsEveryStartupLineInOrder) {
+// The startup text, then the view, save and quit keys in one run (keys are read in any case).
+TEST(ConsoleKeys, StartupTextThenViewSaveAndQuit) {
     TempDir dir;
     int port = FreeUdpPort();
     ServerProcess server(ServerProcess::Unattended(dir.Path(), port));
-    ASSERT_NE(server.WaitForOutput(kRunning + "**************************\n(S) - Save     (Q) - Save and Quit\n", 20s),
-              std::string::npos);
-    server.WaitForOutput("OCCUR!!\n\n", 5s);
+    size_t start = server.WaitForOutput("OCCUR!!\n\n", 20s);
+    ASSERT_NE(start, std::string::npos);
     EXPECT_EQ(server.Output(),
               StartupText(port, "WARNING!  NO krv_admin.ini FILE PRESENT!\nAdmin powers granted to ADMIN.\n"));
-    server.SendKeys("q");
+    start += 9;
+    server.SendKeys("v");
+    size_t viewed = server.WaitForOutput("(S) - Save     (Q) - Save and Quit\n", 10s, start);
+    ASSERT_NE(viewed, std::string::npos);
+    std::string shown = server.Output().substr(start, viewed - start);
+    EXPECT_TRUE(shown == "v\n 2h: 0m: 0s until next autosave. \r\n" || shown == "v\n 1h:59m:59s until next autosave. \r\n")
+        << shown;
+    start = viewed + 35;
+    server.SendKeys("s");
+    ASSERT_NE(server.WaitForOutput("Type V to view time until next save.\n", 20s, start), std::string::npos);
+    server.SendKeys("xQ");
     EXPECT_EQ(server.WaitForExit(20s), 0);
+    EXPECT_EQ(server.Output().substr(start), "s\nSAVING TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nSAVE COMPLETE!\n" + kActive +
+                                                 "x\nQ\nFINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n"
+                                                 "FINAL SAVE COMPLETE!\n");
+    // Two saves, each writing both files and a dated backup of each (saves within one second
+    // share their backup names).
+    EXPECT_EQ(dir.Read("KRV1_Data.krv").substr(0, 1), "\x0b");
+    EXPECT_EQ(dir.Read("VUK_Players.krv"), "\x0b");
+    EXPECT_GE(platform::ListDirectorySorted(dir.File("backups"), ".krv").size(), 2u);
+    std::string log = ReadChatLog(dir);
+    for (const char* line : {"] LOG: Starting Server\r\n", "] LOG: Server is now active.\r\n",
+                             "] LOG: Final save complete.  Server stopped.\r\n"})
+        EXPECT_NE(log.find(line), std::string::npos) << line;
 }
 
-TEST(ConsoleStartup, AdminFileNamesTheMasterAdministratorInUpperCase) {
+TEST(ConsoleStartup, AdminFileNamesTheMasterAdministratorAndTerminateSaves) {
     TempDir dir;
     dir.Write("krv_admin.ini", "bob\r\nsomebody else\n");
     int port = FreeUdpPort();
@@ -67,111 +87,56 @@ TEST(ConsoleStartup, AdminFileNamesTheMasterAdministratorInUpperCase) {
     EXPECT_EQ(server.Output(), StartupText(port, "krv_admin.ini says the master admin is: BOB\n"));
     server.Signal(SIGTERM);
     EXPECT_EQ(server.WaitForExit(20s), 0);
-}
-
-TEST(ConsoleKeys, ViewRightAfterStartShowsTwoHours) {
-    TempDir dir;
-    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
-    size_t start = server.WaitForOutput("OCCUR!!\n\n", 20s);
-    ASSERT_NE(start, std::string::npos);
-    server.SendKeys("v");
-    size_t at = server.WaitForOutput("(S) - Save     (Q) - Save and Quit\n", 10s, start + 10);
-    ASSERT_NE(at, std::string::npos);
-    std::string shown = server.Output().substr(start + 9);
-    EXPECT_TRUE(shown == "v\n 2h: 0m: 0s until next autosave. \r\n(S) - Save     (Q) - Save and Quit\n" ||
-                shown == "v\n 1h:59m:59s until next autosave. \r\n(S) - Save     (Q) - Save and Quit\n")
-        << shown;
-    server.SendKeys("q");
-    EXPECT_EQ(server.WaitForExit(20s), 0);
-}
-
-TEST(ConsoleKeys, SaveThenQuitPrintsTheSaveLinesAndExitsZero) {
-    TempDir dir;
-    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
-    size_t start = server.WaitForOutput("OCCUR!!\n\n", 20s);
-    ASSERT_NE(start, std::string::npos);
-    start += 9;
-    server.SendKeys("s");
-    ASSERT_NE(server.WaitForOutput("Type V to view time until next save.\n", 20s, start), std::string::npos);
-    server.SendKeys("x");
-    server.SendKeys("Q");
-    EXPECT_EQ(server.WaitForExit(20s), 0);
-    EXPECT_EQ(server.Output().substr(start), "s\nSAVING TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nSAVE COMPLETE!\n" +
-                                                 kActive +
-                                                 "x\nQ\nFINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n"
-                                                 "FINAL SAVE COMPLETE!\n");
-    // Two saves, each writing both files and a dated backup of each.
-    EXPECT_EQ(dir.Read("KRV1_Data.krv").substr(0, 1), "\x0b");
-    EXPECT_EQ(dir.Read("VUK_Players.krv"), "\x0b");
-    // Saves within one second share their backup names.
-    EXPECT_GE(platform::ListDirectorySorted(dir.File("backups"), ".krv").size(), 2u);
-    std::string log = ReadChatLog(dir);
-    EXPECT_NE(log.find("] LOG: Starting Server\r\n"), std::string::npos);
-    EXPECT_NE(log.find("] LOG: Server is now active.\r\n"), std::string::npos);
-    EXPECT_NE(log.find("] LOG: Final save complete.  Server stopped.\r\n"), std::string::npos);
+    EXPECT_NE(server.Output().find("\nFINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nFINAL SAVE COMPLETE!\n"),
+              std::string::npos);
+    EXPECT_NE(ReadChatLog(dir).find("] LOG: Final save complete.  Server stopped.\r\n"), std::string::npos);
 }
 
 TEST(ConsoleKeys, EndOfInputLeavesTheServerRunning) {
     TempDir dir;
-    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
+    int port = FreeUdpPort();
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), port));
     ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
     server.CloseInput();
-    std::this_thread::sleep_for(300ms);
+    // Two queries answered after the close: the main loop has read the end of input and runs on.
+    headless::HeadlessClient probe;
+    ASSERT_TRUE(probe.Connect("127.0.0.1", uint16_t(port)));
+    for (int i = 0; i < 2; ++i) {
+        probe.Send(0, headless::QueryExtensionRecord("KRV_CSE1"));
+        EXPECT_FALSE(GameServer::Next(probe).empty());
+    }
     EXPECT_TRUE(server.Running());
     server.Signal(SIGINT);
     EXPECT_EQ(server.WaitForExit(20s), 0);
     EXPECT_NE(server.Output().find("FINAL SAVE COMPLETE!\n"), std::string::npos);
 }
 
-TEST(ConsoleSignals, TerminateSavesAndExitsZero) {
-    TempDir dir;
-    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
-    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
-    server.Signal(SIGTERM);
-    EXPECT_EQ(server.WaitForExit(20s), 0);
-    std::string out = server.Output();
-    EXPECT_NE(out.find("FINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nFINAL SAVE COMPLETE!\n"), std::string::npos);
-    EXPECT_NE(ReadChatLog(dir).find("] LOG: Final save complete.  Server stopped.\r\n"), std::string::npos);
-}
-
-TEST(ConsolePorts, MarkerFilesChooseThePort) {
-    TempDir dir;
-    dir.Write("test_server_port.txt", "");
-    ServerProcess::Options o;
-    o.folder = dir.Path();
-    o.arguments = {"--auto", "--dir", dir.Path()};
-    {
+// Marker files in the folder choose the port; the port option overrides them.
+TEST(ConsolePorts, MarkerFilesAndThePortOption) {
+    const int port = FreeUdpPort();
+    const std::string chosen = std::to_string(port);
+    const struct {
+        std::vector<std::string> markers;
+        bool portOption;
+        std::string head;
+    } cases[] = {
+        {{"test_server_port.txt"}, false, "AUTOMATIC SET TEST SERVER PORT\nAUTO SERVER START\nCurrent port: 1984\n"},
+        {{"test_server_port.txt", "test_server_1988.txt", "test_server_1989.txt"}, false,
+         "AUTOMATIC SET TEST SERVER PORT\nSET TEST SERVER PORT: 1988\nSET SERVER PORT: 1989\nAUTO SERVER START\n"
+         "Current port: 1989\n"},
+        {{"test_server_1989.txt"}, true, "SET SERVER PORT: 1989\nAUTO SERVER START\nCurrent port: " + chosen + "\n"},
+    };
+    for (const auto& c : cases) {
+        TempDir dir;
+        for (const std::string& marker : c.markers) dir.Write(marker, "");
+        ServerProcess::Options o = ServerProcess::Unattended(dir.Path(), port);
+        if (!c.portOption) o.arguments = {"--auto", "--dir", dir.Path()};
         ServerProcess server(o);
-        ASSERT_NE(server.WaitForOutput("AUTO SERVER START\nCurrent port: 1984\n", 20s), std::string::npos);
-        EXPECT_EQ(server.Output().rfind("AUTOMATIC SET TEST SERVER PORT\nAUTO SERVER START\n", 0), 0u);
+        EXPECT_NE(server.WaitForOutput(c.head, 20s), std::string::npos) << c.head;
+        EXPECT_EQ(server.Output().rfind(c.head, 0), 0u) << server.Output();
         server.Signal(SIGTERM);
         EXPECT_EQ(server.WaitForExit(30s), 0);
     }
-    dir.Write("test_server_1988.txt", "");
-    dir.Write("test_server_1989.txt", "");
-    {
-        ServerProcess server(o);
-        ASSERT_NE(server.WaitForOutput("Current port: 1989\n", 20s), std::string::npos);
-        EXPECT_EQ(server.Output().rfind("AUTOMATIC SET TEST SERVER PORT\nSET TEST SERVER PORT: 1988\n"
-                                        "SET SERVER PORT: 1989\nAUTO SERVER START\nCurrent port: 1989\n",
-                                        0),
-                  0u);
-        server.Signal(SIGTERM);
-        EXPECT_EQ(server.WaitForExit(30s), 0);
-    }
-}
-
-TEST(ConsolePorts, PortOptionOverridesMarkerFiles) {
-    TempDir dir;
-    dir.Write("test_server_1989.txt", "");
-    int port = FreeUdpPort();
-    ServerProcess server(ServerProcess::Unattended(dir.Path(), port));
-    ASSERT_NE(server.WaitForOutput("SET SERVER PORT: 1989\nAUTO SERVER START\nCurrent port: " + std::to_string(port) +
-                                       "\n",
-                                   20s),
-              std::string::npos);
-    server.Signal(SIGTERM);
-    EXPECT_EQ(server.WaitForExit(20s), 0);
 }
 
 TEST(ConsoleMenu, PortKeyTogglesAndQuitEnds) {
@@ -224,19 +189,9 @@ TEST(ConsoleSwitch, EmptySwitchFileIsKeptAndANamedProgramTakesOver) {
               std::string::npos);
 }
 
-TEST(ConsoleSwitch, ProgramThatCannotStartKeepsTheServerRunning) {
-    TempDir dir;
-    ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
-    ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s), std::string::npos);
-    dir.Write("vuk_exe_switch.txt", dir.File("does-not-exist"));
-    ASSERT_NE(server.WaitForOutput("NEW EXE COULD NOT START!!!\nTHIS SERVER WILL STAY RUNNING.\n", 20s),
-              std::string::npos);
-    EXPECT_TRUE(server.Running());
-    server.SendKeys("q");
-    EXPECT_EQ(server.WaitForExit(20s), 0);
-}
-
-TEST(ConsoleCrash, CrashSavesAndRestartsTheProcess) {
+// A crash saves and runs the same process again from the start, with the same arguments; a
+// program to switch to that cannot start leaves the server running.
+TEST(ConsoleRecovery, CrashRestartsAndAProgramThatCannotStartKeepsTheServerRunning) {
     TempDir dir;
     ServerProcess server(ServerProcess::Unattended(dir.Path(), FreeUdpPort()));
     size_t start = server.WaitForOutput("OCCUR!!\n\n", 20s);
@@ -250,13 +205,17 @@ TEST(ConsoleCrash, CrashSavesAndRestartsTheProcess) {
                                    "*************************************\n",
                                    start),
               std::string::npos);
-    // The same process runs again from the start, with the same arguments.
     ASSERT_NE(server.WaitForOutput("OCCUR!!\n\n", 20s, crash), std::string::npos);
-    server.SendKeys("q");
-    EXPECT_EQ(server.WaitForExit(20s), 0);
     std::string log = ReadChatLog(dir);
     EXPECT_NE(log.find("] CRASH ALERT: CRASH!!!\r\n"), std::string::npos);
     EXPECT_NE(log.find("] CRASH ALERT: Saved files after crash\r\n"), std::string::npos);
+
+    dir.Write("vuk_exe_switch.txt", dir.File("does-not-exist"));
+    ASSERT_NE(server.WaitForOutput("NEW EXE COULD NOT START!!!\nTHIS SERVER WILL STAY RUNNING.\n", 20s, crash),
+              std::string::npos);
+    EXPECT_TRUE(server.Running());
+    server.SendKeys("q");
+    EXPECT_EQ(server.WaitForExit(20s), 0);
 }
 
 } // namespace

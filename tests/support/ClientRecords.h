@@ -1,7 +1,7 @@
 // Client messages and server records written out byte by byte, for tests.
 #pragma once
+#include <bit>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -9,79 +9,41 @@ namespace records {
 
 using Bytes = std::vector<uint8_t>;
 
-inline void PutU16(Bytes& b, uint16_t v) {
-    b.push_back(uint8_t(v));
-    b.push_back(uint8_t(v >> 8));
-}
+inline void PutU16(Bytes& b, uint16_t v) { b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8)}); }
 inline void PutU32(Bytes& b, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b.push_back(uint8_t(v >> (8 * i)));
+    for (int shift = 0; shift < 32; shift += 8) b.push_back(uint8_t(v >> shift));
 }
-inline void PutFloat(Bytes& b, float f) {
-    uint32_t v;
-    std::memcpy(&v, &f, 4);
-    PutU32(b, v);
-}
-inline void PutString(Bytes& b, const std::string& s) {
-    PutU32(b, uint32_t(s.size()));
-    b.insert(b.end(), s.begin(), s.end());
-}
+inline void PutFloat(Bytes& b, float f) { PutU32(b, std::bit_cast<uint32_t>(f)); }
 inline Bytes Concat(Bytes a, const Bytes& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
+// A u32 length and the bytes.
+inline void PutString(Bytes& b, const std::string& s) {
+    PutU32(b, uint32_t(s.size()));
+    b.insert(b.end(), s.begin(), s.end());
+}
+// Type, then each text with its length.
+inline Bytes Record(uint8_t type, std::initializer_list<std::string> texts) {
+    Bytes b{type};
+    for (const std::string& s : texts) PutString(b, s);
+    return b;
+}
 
 // ---- client to server ----
 inline Bytes Version(uint8_t v) { return {9, v}; }
-inline Bytes Login(uint8_t type, const std::string& name, const std::string& password) {
-    Bytes b{type};
-    PutString(b, name);
-    PutString(b, password);
-    return b;
-}
+inline Bytes Login(uint8_t type, const std::string& name, const std::string& pw) { return Record(type, {name, pw}); }
 inline Bytes NewLogin(const std::string& name, const std::string& password) { return Login(5, name, password); }
-inline Bytes ExistingLogin(const std::string& name, const std::string& password) { return Login(4, name, password); }
-inline Bytes Declare(const std::string& name, uint8_t value) {
-    Bytes b{13};
-    PutString(b, name);
-    b.push_back(value);
-    return b;
-}
-inline Bytes Query(const std::string& name) {
-    Bytes b{12};
-    PutString(b, name);
-    return b;
-}
-inline Bytes Keys(uint16_t mask) {
-    Bytes b{1};
-    PutU16(b, mask);
-    return b;
-}
+inline Bytes Declare(const std::string& name, uint8_t value) { return Concat(Record(13, {name}), {value}); }
+inline Bytes Query(const std::string& name) { return Record(12, {name}); }
 
 // ---- server to client ----
-inline Bytes Chat(const std::string& sender, const std::string& text) {
-    Bytes b{49};
-    PutString(b, sender);
-    PutString(b, text);
-    return b;
-}
-inline Bytes Answer(const std::string& name, uint8_t value) {
-    Bytes b{76};
-    PutString(b, name);
-    b.push_back(value);
-    return b;
-}
+inline Bytes Chat(const std::string& sender, const std::string& text) { return Record(49, {sender, text}); }
+inline Bytes Answer(const std::string& name, uint8_t value) { return Concat(Record(76, {name}), {value}); }
 inline Bytes Welcome(uint16_t tick, const std::string& name) {
     Bytes b{100, uint8_t(tick), uint8_t(tick >> 8)};
-    for (const char* offer : {"KRV_MSG_COMMAND", "KRV_CSE1", "KRV_MULTI_UDP_CHANNEL"}) {
-        b.push_back(76);
-        PutString(b, offer);
-        b.push_back(1);
-    }
-    b.push_back(2);
-    PutString(b, name);
-    b.push_back(74);
-    PutU32(b, 84);
-    return b;
+    for (const char* offer : {"KRV_MSG_COMMAND", "KRV_CSE1", "KRV_MULTI_UDP_CHANNEL"}) b = Concat(b, Answer(offer, 1));
+    return Concat(Concat(b, Record(2, {name})), {74, 84, 0, 0, 0});
 }
 
 } // namespace records

@@ -2,20 +2,11 @@
 #pragma once
 #include "platform/LocalTime.h"
 
-inline platform::LocalTime MorningOfFebruaryThird() {
-    platform::LocalTime t;
-    t.year = 2026;
-    t.month = 2;
-    t.day = 3;
-    t.hour = 9;
-    t.minute = 5;
-    t.second = 7;
-    return t;
-}
-
 class FixedLocalTime {
 public:
-    explicit FixedLocalTime(platform::LocalTimeSource source = &MorningOfFebruaryThird) {
+    // By default the morning of 3 February 2026, 09:05:07.
+    explicit FixedLocalTime(
+        platform::LocalTimeSource source = [] { return platform::LocalTime{2026, 2, 3, 9, 5, 7}; }) {
         platform::SetLocalTimeSource(source);
     }
     ~FixedLocalTime() { platform::SetLocalTimeSource(nullptr); }

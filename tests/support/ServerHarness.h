@@ -27,10 +27,7 @@ public:
         // Every message queued for the client on the channel, oldest first.
         std::vector<std::vector<uint8_t>> Take(unsigned channel) {
             std::vector<std::vector<uint8_t>> out;
-            while (Packet* p = client->m_Pipe.TakeToClient(channel)) {
-                out.push_back(p->m_Data);
-                delete p;
-            }
+            for (Packet* p; (p = client->m_Pipe.TakeToClient(channel)) != nullptr; delete p) out.push_back(p->m_Data);
             return out;
         }
         // The messages of every channel, in channel order.
@@ -43,10 +40,7 @@ public:
         void Disconnect() { client->m_Pipe.SetDisconnected(); }
     };
 
-    ServerHarness() : m_Server(std::make_unique<Server>()) {
-        g_strAdminName = "ADMIN";
-    }
-    ~ServerHarness() { m_Server.reset(); }
+    ServerHarness() : m_Server(std::make_unique<Server>()) { g_strAdminName = "ADMIN"; }
 
     Server& server() { return *m_Server; }
     FakeClock& clock() { return m_Clock; }
@@ -67,11 +61,9 @@ public:
         }
     }
     // Lets the game tick timer fall due, then runs one pass.
-    void GameTick(int count = 1) {
-        for (int i = 0; i < count; ++i) {
-            m_Clock.AdvanceNanoseconds(m_Server->m_GameTickTimer.m_iPeriod + 1);
-            Pass();
-        }
+    void GameTick() {
+        m_Clock.AdvanceNanoseconds(m_Server->m_GameTickTimer.m_iPeriod + 1);
+        Pass();
     }
 
 private:

@@ -1,55 +1,49 @@
 #include "support/ServerProcess.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
-#include <unistd.h>
 
 extern char** environ;
 
-ServerProcess::Options ServerProcess::Unattended(const std::string& folder, int port) {
-    Options o;
-    o.folder = folder;
-    o.arguments = {"--auto", "--port", std::to_string(port), "--dir", folder};
-    o.environment = {"QUORVANE_TEST_HOOKS=1"};
-    return o;
+namespace {
+// Polls every 10 ms until done() holds or the time runs out; returns done().
+template <typename Done> bool PollUntil(Done done, std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!done() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return done();
 }
+// The strings as the null-terminated pointer array exec wants.
+std::vector<char*> Pointers(std::vector<std::string>& strings) {
+    std::vector<char*> out;
+    for (std::string& s : strings) out.push_back(s.data());
+    out.push_back(nullptr);
+    return out;
+}
+} // namespace
 
 ServerProcess::ServerProcess(const Options& options) {
     int in[2], out[2], err[2];
-    if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(err, O_CLOEXEC))
-        throw std::runtime_error("pipe failed");
+    if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(err, O_CLOEXEC)) throw std::runtime_error("pipe failed");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in[0], 0);
-    posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-    posix_spawn_file_actions_adddup2(&actions, err[1], 2);
+    const int childEnds[3] = {in[0], out[1], err[1]}; // its stdin, stdout and stderr
+    for (int fd = 0; fd < 3; ++fd) posix_spawn_file_actions_adddup2(&actions, childEnds[fd], fd);
     if (!options.folder.empty()) posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
 
-    std::vector<std::string> args;
-    args.push_back(QV_SERVER_BINARY);
+    std::vector<std::string> args{QV_SERVER_BINARY};
     args.insert(args.end(), options.arguments.begin(), options.arguments.end());
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-
     std::vector<std::string> env;
     for (char** e = environ; *e; ++e) env.push_back(*e);
     env.insert(env.end(), options.environment.begin(), options.environment.end());
-    std::vector<char*> envp;
-    for (auto& e : env) envp.push_back(e.data());
-    envp.push_back(nullptr);
-
     pid_t pid;
-    int rc = posix_spawn(&pid, QV_SERVER_BINARY, &actions, nullptr, argv.data(), envp.data());
+    int rc = posix_spawn(&pid, QV_SERVER_BINARY, &actions, nullptr, Pointers(args).data(), Pointers(env).data());
     posix_spawn_file_actions_destroy(&actions);
-    close(in[0]);
-    close(out[1]);
-    close(err[1]);
+    for (int fd : childEnds) close(fd);
     if (rc != 0) throw std::runtime_error(std::string("cannot start the server: ") + strerror(rc));
     m_Pid = pid;
     m_Stdin = in[1];
@@ -58,87 +52,42 @@ ServerProcess::ServerProcess(const Options& options) {
 }
 
 ServerProcess::~ServerProcess() {
-    if (Running()) {
-        kill(m_Pid, SIGKILL);
-        WaitForExit(std::chrono::seconds(10));
-    }
+    if (Running()) kill(m_Pid, SIGKILL);
+    WaitForExit(std::chrono::seconds(10));
     CloseInput();
-    if (m_OutReader.joinable()) m_OutReader.join();
-    if (m_ErrReader.joinable()) m_ErrReader.join();
+    for (std::thread* reader : {&m_OutReader, &m_ErrReader}) reader->join();
 }
 
 void ServerProcess::ReadLoop(int fd, std::string* sink) {
     char buffer[4096];
-    for (;;) {
-        ssize_t n = read(fd, buffer, sizeof buffer);
+    for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) != 0;) {
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
+        if (n < 0) break;
         std::lock_guard<std::mutex> lock(m_Lock);
         sink->append(buffer, size_t(n));
     }
     close(fd);
 }
 
-void ServerProcess::SendKeys(const std::string& keys) {
-    if (m_Stdin >= 0) (void)!write(m_Stdin, keys.data(), keys.size());
-}
-
-void ServerProcess::CloseInput() {
-    if (m_Stdin >= 0) close(m_Stdin);
-    m_Stdin = -1;
-}
-
-void ServerProcess::Signal(int signal) {
-    if (m_Pid > 0 && !m_bExited) kill(m_Pid, signal);
-}
-
 size_t ServerProcess::WaitForOutput(const std::string& text, std::chrono::milliseconds timeout, size_t from) {
-    auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-        {
-            std::lock_guard<std::mutex> lock(m_Lock);
-            size_t at = m_Output.find(text, from);
-            if (at != std::string::npos) return at;
-        }
-        if (std::chrono::steady_clock::now() >= deadline) return std::string::npos;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
-std::string ServerProcess::Output() {
-    std::lock_guard<std::mutex> lock(m_Lock);
-    return m_Output;
-}
-
-std::string ServerProcess::ErrorOutput() {
-    std::lock_guard<std::mutex> lock(m_Lock);
-    return m_Errors;
+    size_t at = std::string::npos;
+    PollUntil([&] { return (at = Output().find(text, from)) != std::string::npos; }, timeout);
+    return at;
 }
 
 bool ServerProcess::Running() {
     if (m_bExited || m_Pid <= 0) return false;
     int status;
-    pid_t r = waitpid(m_Pid, &status, WNOHANG);
-    if (r == m_Pid) {
-        m_bExited = true;
-        m_ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        return false;
-    }
-    return true;
+    if (waitpid(m_Pid, &status, WNOHANG) != m_Pid) return true;
+    m_bExited = true;
+    m_ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return false;
 }
 
 int ServerProcess::WaitForExit(std::chrono::milliseconds timeout) {
-    auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (Running()) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            kill(m_Pid, SIGKILL);
-            int status;
-            waitpid(m_Pid, &status, 0);
-            m_bExited = true;
-            m_ExitCode = -1;
-            return -1;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return m_ExitCode;
+    if (PollUntil([&] { return !Running(); }, timeout)) return m_ExitCode;
+    kill(m_Pid, SIGKILL);
+    waitpid(m_Pid, nullptr, 0);
+    m_bExited = true;
+    return m_ExitCode = -1;
 }

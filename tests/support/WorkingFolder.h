@@ -1,28 +1,24 @@
 // Runs a test inside a fresh folder, so that the log lines and backing files it causes land
 // there and can be read back.
 #pragma once
+#include <filesystem>
 #include <string>
-#include <unistd.h>
 
 #include "base/LogChat.h"
 #include "support/TempDir.h"
 
 class WorkingFolder {
 public:
-    WorkingFolder() {
-        char buffer[4096];
-        if (getcwd(buffer, sizeof buffer)) m_strPrevious = buffer;
-        if (chdir(m_Dir.Path().c_str()) != 0) m_strPrevious.clear();
-    }
+    WorkingFolder() : m_Previous(std::filesystem::current_path()) { std::filesystem::current_path(m_Dir.Path()); }
     ~WorkingFolder() {
-        // Nothing sensible is left to do if the old folder has gone.
-        if (!m_strPrevious.empty() && chdir(m_strPrevious.c_str()) != 0) m_strPrevious.clear();
+        std::error_code ignored; // nothing sensible is left to do if the old folder has gone
+        std::filesystem::current_path(m_Previous, ignored);
     }
     WorkingFolder(const WorkingFolder&) = delete;
     WorkingFolder& operator=(const WorkingFolder&) = delete;
 
     // Today's log, or "" when nothing was logged.
-    std::string Log() const { return m_Dir.Exists(ChatLogFileName()) ? m_Dir.Read(ChatLogFileName()) : ""; }
+    std::string Log() const { return m_Dir.Read(ChatLogFileName()); }
     int CountInLog(const std::string& text) const {
         std::string log = Log();
         int n = 0;
@@ -34,5 +30,5 @@ public:
 
 private:
     TempDir m_Dir;
-    std::string m_strPrevious;
+    std::filesystem::path m_Previous;
 };

@@ -1,0 +1,214 @@
+// The transport against the real server, datagram by datagram: acknowledgements, order,
+// duplicates, resends, the send limit, keep-alives, leaving, ports, the idle drop, bind retries,
+// and garbage.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "base/LogChat.h"
+#include "headless/Records.h"
+#include "support/GameServer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using headless::Datagram;
+using headless::DatagramKind;
+using records::Bytes;
+
+const std::string kCount = "KRV_HOW_MANY_LOGGED_IN";
+
+// Record 12 as one raw data datagram of channel 0 with the given number.
+Bytes QueryDatagram(uint8_t seq, const std::string& name) {
+    return records::Concat(Bytes{5, seq}, headless::QueryExtensionRecord(name));
+}
+auto DataOf(unsigned channel, int seq = -1) {
+    return [=](const Datagram& d) {
+        return d.kind == DatagramKind::Data && d.channel == channel && (seq < 0 || d.seq == seq);
+    };
+}
+auto AckOf(unsigned channel, uint8_t seq) {
+    return [=](const Datagram& d) { return d.kind == DatagramKind::Ack && d.channel == channel && d.seq == seq; };
+}
+bool IsKeepAlive(const Datagram& d) { return d.kind == DatagramKind::KeepAlive && d.bytes == Bytes{3}; }
+
+// A client that records every datagram and leaves keep-alives to the test.
+std::unique_ptr<headless::HeadlessClient> RawClient(GameServer& server) {
+    auto client = server.NewClient();
+    client->m_bRecordDatagrams = true;
+    client->m_bAutoKeepAlive = false;
+    return client;
+}
+// The bytes of the first datagram at or after from that matches, waiting up to 5 s.
+Bytes Received(headless::HeadlessClient& c, const std::function<bool(const Datagram&)>& match, size_t from = 0) {
+    long at = c.WaitForDatagram(match, 5s, from);
+    return at < 0 ? Bytes{} : c.m_Received[size_t(at)].bytes;
+}
+double SecondsBetween(const Datagram& a, const Datagram& b) { return double(b.counter - a.counter) / 1e9; }
+
+class Transport : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(m_Server.Ready()) << m_Server.Process().Output(); }
+    GameServer m_Server;
+};
+
+TEST_F(Transport, EveryDataDatagramIsAckedOnItsChannelAndDeliveredOnceInOrder) {
+    auto c = RawClient(m_Server);
+    c->SendRaw(QueryDatagram(2, "TWO"));
+    c->SendRaw(QueryDatagram(1, kCount));
+    c->SendRaw(QueryDatagram(1, kCount)); // a duplicate: acked again, delivered once
+    c->SendRaw(Bytes{10, 1, 29, 4});      // channel 3
+    c->SendRaw(Bytes{22, 1, 29, 5});      // channel 15
+    c->SendRaw(Bytes{8, 200, 29, 6});     // channel 1, beyond the expected number: held, still acked
+    c->SendRaw(QueryDatagram(3, "END"));
+    EXPECT_EQ(Received(*c, AckOf(3, 1)), (Bytes{25, 1}));
+    EXPECT_EQ(Received(*c, AckOf(15, 1)), (Bytes{37, 1}));
+    EXPECT_EQ(Received(*c, AckOf(1, 200)), (Bytes{23, 200}));
+    EXPECT_EQ(Received(*c, AckOf(0, 1)), (Bytes{6, 1}));
+    EXPECT_EQ(std::count_if(c->m_Received.begin(), c->m_Received.end(), AckOf(0, 1)), 2);
+    // The answers in order: 76, the name as received, then the visible players + 1.
+    EXPECT_EQ(Received(*c, DataOf(0, 1)), (Bytes{5, 1, 76, 22, 0, 0, 0, 'K', 'R', 'V', '_', 'H', 'O', 'W', '_', 'M',
+                                                 'A', 'N', 'Y', '_', 'L', 'O', 'G', 'G', 'E', 'D', '_', 'I', 'N', 1}));
+    EXPECT_EQ(Received(*c, DataOf(0, 2)), (Bytes{5, 2, 76, 3, 0, 0, 0, 'T', 'W', 'O', 0}));
+    EXPECT_EQ(Received(*c, DataOf(0, 3)), (Bytes{5, 3, 76, 3, 0, 0, 0, 'E', 'N', 'D', 0}));
+}
+
+TEST_F(Transport, AfterLeavingTheSamePortStartsANewConnection) {
+    auto c = RawClient(m_Server);
+    c->SendRaw(QueryDatagram(1, "X"));
+    ASSERT_FALSE(Received(*c, DataOf(0, 1)).empty());
+    c->SendAck(0, 1);
+    c->SendLeave();
+    // Number 1 again, resent as a client would until answered: the old connection drops it as
+    // a duplicate, a new one answers it with its own first number.
+    const size_t mark = c->m_Received.size();
+    long answer = -1;
+    for (int i = 0; i < 50 && answer < 0; ++i) {
+        c->SendRaw(QueryDatagram(1, "Y"));
+        answer = c->WaitForDatagram(DataOf(0, 1), 100ms, mark);
+    }
+    ASSERT_GE(answer, 0);
+    EXPECT_EQ(c->m_Received[size_t(answer)].bytes, (Bytes{5, 1, 76, 1, 0, 0, 0, 'Y', 0}));
+}
+
+TEST_F(Transport, KeepAlivesComeEverySecondOfSilence) {
+    auto c = RawClient(m_Server);
+    c->SendKeepAlive();
+    long first = c->WaitForDatagram(IsKeepAlive, 3s);
+    ASSERT_GE(first, 0);
+    long second = c->WaitForDatagram(IsKeepAlive, 3s, size_t(first) + 1);
+    ASSERT_GE(second, 0);
+    const double gap = SecondsBetween(c->m_Received[size_t(first)], c->m_Received[size_t(second)]);
+    EXPECT_GT(gap, 0.95);
+    EXPECT_LT(gap, 1.25);
+}
+
+TEST_F(Transport, LostAcknowledgementIsRepairedByTheResend) {
+    auto c = RawClient(m_Server);
+    c->m_bAutoAck = false;
+    c->SendRaw(QueryDatagram(1, "LOST"));
+    long sent = c->WaitForDatagram(DataOf(0), 5s);
+    ASSERT_GE(sent, 0);
+    // Answers to queries are resent every 2 s (rate 0.5) until acknowledged.
+    long again = c->WaitForDatagram(DataOf(0), 5s, size_t(sent) + 1);
+    ASSERT_GE(again, 0);
+    const Datagram& a = c->m_Received[size_t(sent)];
+    const Datagram& b = c->m_Received[size_t(again)];
+    EXPECT_EQ(a.bytes, (Bytes{5, 1, 76, 4, 0, 0, 0, 'L', 'O', 'S', 'T', 0}));
+    EXPECT_EQ(b.bytes, a.bytes);
+    EXPECT_GT(SecondsBetween(a, b), 1.9);
+    EXPECT_LT(SecondsBetween(a, b), 2.6);
+    c->SendAck(0, 1);
+    // Acknowledged: the next resend would have come 2 s later; nothing comes.
+    EXPECT_LT(c->WaitForDatagram(DataOf(0), 2500ms, size_t(again) + 1), 0);
+}
+
+TEST_F(Transport, SevenUnackedMessagesInFlightWithTheDefaultLimit) {
+    auto c = RawClient(m_Server);
+    c->m_bAutoAck = false;
+    for (uint8_t i = 1; i <= 10; ++i) c->SendRaw(QueryDatagram(i, std::string(1, char('A' + i - 1))));
+    // The server's keep-alive after a second of sending nothing: all it could send has come.
+    ASSERT_GE(c->WaitForDatagram(IsKeepAlive, 3s), 0);
+    std::vector<uint8_t> numbers;
+    for (const Datagram& d : c->m_Received)
+        if (DataOf(0)(d)) numbers.push_back(d.seq);
+    EXPECT_EQ(numbers, (std::vector<uint8_t>{1, 2, 3, 4, 5, 6, 7}));
+    const size_t mark = c->m_Received.size();
+    c->SendRaw(Bytes{6, 1, 2, 3, 4, 5, 6, 7});
+    EXPECT_EQ(Received(*c, DataOf(0, 10), mark), (Bytes{5, 10, 76, 1, 0, 0, 0, 'J', 0}));
+}
+
+TEST(TransportIdle, SilentClientIsDroppedAndOneSendingOnlyKeepAlivesIsKept) {
+    GameServer server({}, {"--peer-timeout", "1.5"});
+    ASSERT_TRUE(server.Ready());
+    auto silent = RawClient(server);
+    auto alive = RawClient(server);
+    alive->m_bAutoKeepAlive = true; // one every second, inside the 1.5 s idle period
+    ASSERT_FALSE(GameServer::Login(*silent, records::NewLogin("silent", "pw")).empty());
+    ASSERT_FALSE(GameServer::Login(*alive, records::NewLogin("alive", "pw")).empty());
+    // The drop logs the silent player out; the other one has been as quiet but for keep-alives.
+    ASSERT_TRUE(alive->WaitUntil(
+        [&] { return server.Folder().Read(ChatLogFileName()).find("silent has disconnected.") != std::string::npos; },
+        10s));
+    EXPECT_EQ(server.Folder().Read(ChatLogFileName()).find("alive has disconnected."), std::string::npos);
+    // Number 1 is new to a new connection; the kept one expects its next number.
+    const size_t mark = silent->m_Received.size();
+    silent->SendRaw(QueryDatagram(1, "Z"));
+    EXPECT_EQ(Received(*silent, DataOf(0, 1), mark), (Bytes{5, 1, 76, 1, 0, 0, 0, 'Z', 0}));
+    alive->SendRaw(QueryDatagram(alive->NextSeq(0), "W"));
+    headless::Message answer;
+    do ASSERT_TRUE(alive->NextMessage(&answer, 5s));
+    while (answer.body[0] != 76);
+    EXPECT_EQ(answer.body, (Bytes{76, 1, 0, 0, 0, 'W', 0}));
+}
+
+TEST(TransportPort, BusyPortIsRetriedEveryTwoSecondsUntilFree) {
+    TempDir dir;
+    const int port = FreeUdpPort();
+    // Close-on-exec, or the server would inherit the port it waits for.
+    int blocker = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(uint16_t(port));
+    ASSERT_EQ(bind(blocker, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    ServerProcess server(ServerProcess::Unattended(dir.Path(), port));
+    ASSERT_NE(server.WaitForOutput("bind() did not work... trying again in 2 seconds.  (4 attempts left)\n", 60s),
+              std::string::npos);
+    close(blocker);
+    headless::HeadlessClient probe;
+    ASSERT_TRUE(probe.Connect("127.0.0.1", uint16_t(port)));
+    probe.Send(0, Bytes{29, 1});
+    EXPECT_TRUE(probe.WaitUntil([&] { return probe.AllAcknowledged(); }, 10s)) << server.Output();
+}
+
+// Garbage from many ports must neither crash the server nor keep it from answering.
+TEST(TransportFuzz, RandomDatagramsFromManyPortsLeaveTheServerAnswering) {
+    GameServer server({}, {"--peer-timeout", "2"});
+    ASSERT_TRUE(server.Ready());
+    std::mt19937 random(20240607);
+    std::vector<std::unique_ptr<headless::HeadlessClient>> senders;
+    for (int i = 0; i < 48; ++i) senders.push_back(server.NewClient());
+    Bytes datagram;
+    for (int round = 0; round < 3000; ++round) {
+        // Mostly short datagrams of every kind, now and then one of any length up to the maximum.
+        const uint32_t pick = random() % 100;
+        datagram.resize(pick < 80 ? random() % 16 : pick < 97 ? random() % 1500 : random() % 65508);
+        for (uint8_t& b : datagram) b = uint8_t(random());
+        if (!datagram.empty() && random() % 2) datagram[0] = uint8_t(random() % 40); // the kinds that mean something
+        senders[random() % senders.size()]->SendRaw(datagram);
+        if (round % 200 == 0) senders.push_back(server.NewClient());
+    }
+    auto c = RawClient(server);
+    c->SendRaw(QueryDatagram(1, "STILL_THERE"));
+    headless::Message answer;
+    ASSERT_TRUE(c->NextMessage(&answer, 10s));
+    EXPECT_EQ(answer.body, (Bytes{76, 11, 0, 0, 0, 'S', 'T', 'I', 'L', 'L', '_', 'T', 'H', 'E', 'R', 'E', 0}));
+    EXPECT_TRUE(server.Process().Running());
+}
+
+} // namespace

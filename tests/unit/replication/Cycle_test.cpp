@@ -1,0 +1,296 @@
+// The update cycle in a real server: what a client is told first, the nearest-first passes, the
+// byte limit, the please-wait window, tick marks and their channels, change and removal notices,
+// the filing of a new client's zones, and the teardown of a client.
+#include "platform/Clock.h"
+#include "unit/replication/Fixtures.h"
+
+namespace {
+
+const Bytes kPleaseWaitOpen = Bytes{0x65, 0x22} + U16(256) + U16(0) + U16(128) + U16(64) + U32(0x00FFFFFF) + U32(0) +
+                              U32(0x00FFFFFF) + U32(0xB0FFFFFF) + Bytes{4} + U32(97) +
+                              Text("Please wait for nearby objects to load...\n"
+                                   "(Controlling your player may be slow during this wait.)");
+// Client-side movement switched on with sequence 1, the player at rest.
+const Bytes kMovementOn = Bytes{0x6B, 1, 1, 0x6F} + F32(kF0) + F32(kF0) + F32(kF0);
+
+std::vector<Bytes> NonEmpty(std::vector<Bytes> messages) {
+    std::erase_if(messages, [](const Bytes& m) { return m.empty(); });
+    return messages;
+}
+
+using UpdateCycle = ReplicationTest;
+
+TEST_F(UpdateCycle, FirstUpdateThenATickMarkOncePerGameTickAlsoWithoutAPlayer) {
+    auto ann = LogIn("ann");
+    auto idle = m_Harness.Connect();
+    idle.Send(0, {9, 84});
+    ann.Send(0, {6});
+    m_Harness.Pass();
+    // The window opens, and the own player comes first, bound to slot 0.
+    std::vector<Bytes> got = NonEmpty(ann.Take(0));
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[0], kPleaseWaitOpen);
+    EXPECT_EQ(got[1], (Bind(0, ViewOf(ann, ann.client->m_pPlayer)) + Bytes{0x0B, 1, 0x09} + U32(3) + Text("ann") +
+                       Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) + Bytes{0x16} +
+                       U32(1000) + Bytes{0x0E} + U32(5000) + Bytes{0x3C}));
+    EXPECT_FALSE(Pending(ann, ann.client->m_pPlayer));
+    // The next game tick (its normal update runs in the pass after) files the empty zones, so
+    // the window closes, and marks the tick.
+    m_Harness.GameTick();
+    m_Harness.Pass();
+    EXPECT_EQ(NonEmpty(ann.Take(0)), (std::vector<Bytes>{{0x66, 0x22}, {0x3B}}));
+    // A second normal update within the same game tick carries no mark.
+    ann.client->m_bNeedsNormalUpdate = true;
+    m_Harness.Pass();
+    EXPECT_TRUE(NonEmpty(ann.Take(0)).empty());
+    // Client-side movement starts out allowed, which a client without a player is told at once.
+    idle.TakeAll();
+    EXPECT_EQ(NonEmpty(NormalUpdate(idle)), (std::vector<Bytes>{{0x6B, 1, 1, 0x3B}}));
+}
+
+TEST_F(UpdateCycle, WindowAndClientSideMovementWaitUntilTheNearbyZonesFitTheLimit) {
+    auto ann = LogIn("ann");
+    NormalUpdate(ann);
+    FileAll(ann);
+    ann.client->m_pPlayer->m_ucCSMHoldOff = 1; // runs out in the next update
+    for (int i = 0; i < 6; ++i) Add(kKindTalvyCube, 500.0f + 20.0f * float(i));
+    // A cube's add is 20 bytes: two fit under 30 before the pass stops, and each update ends full.
+    ann.client->m_uiMaxUpdateSize = 30;
+    for (int update = 1; update <= 3; ++update) {
+        ann.client->UpdateClient_NormalPacket(server().m_uiTickCount);
+        std::vector<Bytes> got = ann.Take(0); // the window's (empty: not opened again), then the update
+        ASSERT_EQ(got.size(), 2u);
+        EXPECT_TRUE(got[0].empty()) << update;
+        EXPECT_EQ(got[1].size(), 40u) << update;
+    }
+    EXPECT_EQ(NormalUpdate(ann), (std::vector<Bytes>{{0x66, 0x22}, kMovementOn}));
+}
+
+TEST_F(UpdateCycle, ZonePassBoxStartsAtTheGroundAndAFarEntityWhoseViewIsNearGoesOnceMore) {
+    auto ann = Settled("ann");
+    // Below the grid's floor except for its top: filed in the lowest layer only, and too far
+    // below for the list pass.
+    Server_Entity* deep = Add(kKindTalvyCube, 400.0f, -11995.0f, -200.0f);
+    Server_Entity* cube = Add(kKindTalvyCube, 1400.0f);
+    NormalUpdate(ann);
+    EXPECT_TRUE(Pending(ann, deep));
+    // The client steps (1400, 200, -200) per message since the add: the correction is
+    // (48600, 0, 0) minus that step.
+    MoveTo(cube, 50000.0f, 200.0f, -200.0f);
+    EXPECT_EQ(NormalUpdateMessage(ann), (Bytes{0x28} + F32(0x47386000) + F32(kFMinus200) + F32(kF200)));
+    EXPECT_FALSE(Pending(ann, cube));
+    MoveTo(cube, 50100.0f, 200.0f, -200.0f);
+    EXPECT_TRUE(NormalUpdateMessage(ann).empty());
+    EXPECT_TRUE(Pending(ann, cube));
+    // A straight update skips the zone pass: the list pass sends what is near, and the window
+    // opens as the world nearby does not count as loaded.
+    ann.client->m_bStraightUpdate = true;
+    Server_Entity* near = Add(kKindTalvyCube, 500.0f);
+    EXPECT_EQ(NormalUpdate(ann)[0], kPleaseWaitOpen);
+    EXPECT_NE(ViewOf(ann, near), nullptr);
+}
+
+TEST_F(UpdateCycle, ExtraUpdateSendsNoOwnPlayerScoresWindowOrTickMark) {
+    auto ann = LogIn("ann");
+    auto bob = LogIn("bob");
+    MoveTo(bob.client->m_pPlayer, -60000.0f, 200.0f, -60000.0f);
+    MoveTo(ann.client->m_pPlayer, 60000.0f, 200.0f, 60000.0f);
+    server().m_uiTickCount = 5;
+    Server_Entity* cube = Add(kKindTalvyCube, 60500.0f, 200.0f, 60000.0f);
+    ann.client->UpdateClient_ExtraPacket();
+    std::vector<Bytes> got = NonEmpty(ann.TakeAll());
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_NE(ViewOf(ann, cube), nullptr);
+    EXPECT_EQ(ViewOf(ann, bob.client->m_pPlayer), nullptr);
+    // Neither a tick mark (the tick number is new) nor the first-pass mark.
+    EXPECT_TRUE(got[0].back() != 0x3B && !ann.client->m_bFirstPassMarkSent);
+}
+
+TEST_F(UpdateCycle, OwnPlayerComesFirstWithThePlatformItStandsOn) {
+    auto ann = Settled("ann");
+    Server_Entity* pad = Add(kKindNormalPad, 400.0f, 100.0f, -200.0f);
+    Server_Player* me = ann.client->m_pPlayer;
+    me->SetPlatform(pad);
+    MoveTo(me, 400.0f, 210.0f, -200.0f);
+    ann.client->m_uiMaxUpdateSize = 1;
+    // Own player (still selected, so its correction comes first), then the pad added into slot
+    // 1, both before the limit applies.
+    Bytes update = NormalUpdateMessage(ann);
+    EXPECT_EQ(update.at(0), 0x27);
+    EXPECT_TRUE(Contains(update, Bind(1, ViewOf(ann, pad)) + Bytes{0x0B, 4}));
+    me->SetPlatform(nullptr);
+}
+
+TEST_F(UpdateCycle, ClientSideMovementOnInTheSixtiethUpdateAfterLoginAndOffAfterAPlacement) {
+    auto ann = LogIn("ann");
+    FileAll(ann);
+    for (int update = 1; update < 60; ++update) ASSERT_FALSE(Contains(NormalUpdateMessage(ann), {0x6B})) << update;
+    EXPECT_EQ(NormalUpdateMessage(ann), kMovementOn);
+    ann.client->m_pPlayer->m_ucCSMHoldOff = 4;
+    MoveTo(ann.client->m_pPlayer, 1000.0f, 200.0f, 0.0f);
+    // Switched off before the fill, so the own player already goes as a full resync.
+    EXPECT_EQ(NormalUpdateMessage(ann),
+              (Bytes{0x6B, 0, 2, 0x52} + F32(0x447A0000) + F32(kF200) + F32(kF0) + F32(kF0) + F32(kF0) + F32(kF0)));
+}
+
+using Notices = ReplicationTest;
+
+TEST_F(Notices, FireBlocksReachAClientOnlyThroughTheirNotices) {
+    Server_Entity* before = Add(kKindFireBlock, 400.0f);
+    auto ann = Settled("ann");
+    EXPECT_FALSE(ViewOf(ann, before) || Pending(ann, before)); // not attached at login
+    Server_Entity* fire = Add(kKindFireBlock, 500.0f);
+    Bytes update = NormalUpdateMessage(ann);
+    ASSERT_NE(ViewOf(ann, fire), nullptr);
+    EXPECT_EQ(update, (Bind(1, ViewOf(ann, fire)) + Bytes{0x5A} + F32(kF10) + F32(0x43FA0000) + F32(kF200) +
+                       F32(kFMinus200) + F32(kF0) + F32(kF0) + F32(kF0) + U32(0)));
+}
+
+TEST_F(Notices, ChangeWhileWaitingToBeFiledFilesAtOnceForClientsWithAPlayer) {
+    Server_Entity* pad = Add(kKindNormalPad, 100.0f, 0.0f, 0.0f);
+    auto ann = LogIn("ann");
+    auto idle = m_Harness.Connect();
+    ASSERT_EQ(ann.client->m_ZoneWaitEntities.Count(), 1u);
+    MoveTo(pad, 150.0f, 0.0f, 0.0f);
+    EXPECT_EQ(ann.client->m_ZoneWaitEntities.Count(), 0u);
+    EXPECT_GT(pad->GetClientZoneInfo(ann.client->Slot())->Count(), 0u);
+    EXPECT_FALSE(Pending(idle, pad) || pad->GetClientAttachedLink(idle.client->Slot()));
+}
+
+// Filing against a counter that moves by a set step at every reading.
+int64_t g_SteppingNow = 0;
+int64_t g_SteppingStep = 0;
+int64_t SteppingCounter() { return g_SteppingNow += g_SteppingStep; }
+
+TEST_F(Notices, ZoneFilingRunsInSlicesOfASixtiethOfASecondAndFilesOneEntityAtLeast) {
+    for (int i = 0; i < 9; ++i) Add(kKindNormalPad, 100.0f * float(i), 0.0f, 0.0f);
+    auto ann = LogIn("ann");
+    platform::SetCounterSource(&SteppingCounter);
+    g_SteppingStep = 5'000'000; // 5 ms a reading: the fourth entity ends the slice
+    ann.client->HandleZonesBeUpdatedThingy();
+    EXPECT_EQ(ann.client->m_ZoneWaitEntities.Count(), 5u);
+    ann.client->HandleZonesBeUpdatedThingy();
+    EXPECT_EQ(ann.client->m_ZoneWaitEntities.Count(), 1u);
+    g_SteppingStep = 50'000'000; // a whole slice a reading: still one entity a call
+    ann.client->HandleZonesBeUpdatedThingy();
+    EXPECT_EQ(ann.client->m_ZoneWaitEntities.Count(), 0u);
+    EXPECT_FALSE(ann.client->m_bZonesFilled);
+    // The call that finds the list empty marks the zones filled.
+    ann.client->HandleZonesBeUpdatedThingy();
+    EXPECT_TRUE(ann.client->m_bZonesFilled);
+}
+
+TEST_F(Notices, MovingEntityStaysFiledOnceSentAndASmallMoveMakesItPendingThere) {
+    auto ann = Settled("ann");
+    uint32_t s = ann.client->Slot();
+    Server_Entity* cube = Add(kKindTalvyCube, 500.0f);
+    Server_Entity* pad = Add(kKindNormalPad, 600.0f);
+    NormalUpdate(ann);
+    ASSERT_FALSE(Pending(ann, cube) || Pending(ann, pad));
+    uint32_t filed = cube->GetClientZoneInfo(s)->Count();
+    EXPECT_GT(filed, 0u);
+    EXPECT_EQ(pad->GetClientZoneInfo(s)->Count(), 0u);
+    MoveTo(cube, 501.0f, 200.0f, -200.0f);
+    EXPECT_TRUE(Pending(ann, cube));
+    EXPECT_EQ(cube->GetClientZoneInfo(s)->Count(), filed);
+    // The zone pass finds it where it is filed and sends the move (the pad was selected last).
+    EXPECT_EQ(NormalUpdateMessage(ann), (Bytes{0x2E, 1, 0x27} + U16(uint16_t(-4990)) + U16(uint16_t(-2000)) + U16(2000)));
+    EXPECT_FALSE(Pending(ann, cube));
+    // What is queued for removal is not filed again.
+    pad->m_ucRuleFlags |= kRuleQueuedForRemoval;
+    MoveTo(pad, 700.0f, 200.0f, -200.0f);
+    EXPECT_FALSE(Pending(ann, pad));
+}
+
+using Removals = ReplicationTest;
+
+TEST_F(Removals, RemovalsSelectTheirObjectFireBlocksFirstAndWaitWhileTheMessageIsFull) {
+    auto ann = Settled("ann");
+    std::vector<Server_Entity*> cubes;
+    for (float x : {500.0f, 600.0f, 700.0f, 800.0f}) cubes.push_back(Add(kKindTalvyCube, x));
+    Server_Entity* fire = Add(kKindFireBlock, 900.0f);
+    Server_Entity* far = Add(kKindTalvyCube, 90000.0f, 200.0f, 90000.0f); // never sent
+    NormalUpdate(ann);
+    ASSERT_TRUE(Pending(ann, far));
+    uint8_t slot[5];
+    for (int i = 0; i < 4; ++i) slot[i] = SlotOf(ann, cubes[size_t(i)]);
+    slot[4] = SlotOf(ann, fire);
+    // The selected object needs no selection.
+    MoveTo(cubes[3], 801.0f, 200.0f, -200.0f);
+    NormalUpdate(ann);
+    Destroy(cubes[3]);
+    EXPECT_EQ(NormalUpdateMessage(ann), (Bytes{0x0A}));
+    // One a message: fire blocks first, then the first waiting and the one moved into its place;
+    // the entity the client never got leaves no message.
+    for (Server_Entity* e : {cubes[0], cubes[1], far, cubes[2], fire}) Destroy(e);
+    ann.client->m_uiMaxUpdateSize = 1;
+    for (int i : {4, 0, 2, 1}) EXPECT_EQ(NormalUpdateMessage(ann), (Bytes{0x2E, slot[i], 0x0A})) << i;
+    EXPECT_TRUE(NormalUpdateMessage(ann).empty());
+    EXPECT_EQ(ann.client->m_PendingEntities.Count(), 0u);
+}
+
+TEST_F(Removals, FireBlockRemovalIsSilentForClientsThatSimulateThemButFreesTheSlot) {
+    auto ann = Settled("ann", {"KRV_CSE1"});
+    Server_Entity* fire = Add(kKindFireBlock, 600.0f);
+    NormalUpdate(ann);
+    uint8_t fireSlot = SlotOf(ann, fire);
+    Destroy(fire);
+    EXPECT_TRUE(NormalUpdateMessage(ann).empty());
+    Server_Entity* next = Add(kKindTalvyCube, 700.0f);
+    Bytes update = NormalUpdateMessage(ann);
+    EXPECT_TRUE(Contains(update, Bind(fireSlot, ViewOf(ann, next))));
+}
+
+using Teardown = ReplicationTest;
+
+TEST_F(Teardown, DroppedClientGoesTenEntitiesAPassAndShutdownTakesEveryTraceAtOnce) {
+    // The number of entities that still hold a per-slot value of the client.
+    auto traces = [&](uint32_t s) {
+        int n = 0;
+        for (uint32_t i = 0; i < server().m_AllEntities.Count(); ++i) {
+            const Server_Entity* e = server().m_AllEntities.GetEntity(i);
+            n += e->GetClientView(s) || e->GetClientPendingLink(s) || e->GetClientZoneWaitLink(s) ||
+                 e->GetClientAttachedLink(s) || e->GetClientZoneInfo(s);
+        }
+        return n;
+    };
+    for (int i = 0; i < 24; ++i) Add(kKindNormalPad, 100.0f * float(i), 0.0f, 0.0f);
+    auto ann = Settled("ann");
+    auto bob = Settled("bob");
+    Add(kKindFireBlock, 500.0f);
+    Add(kKindTalvyCube, 90000.0f, 0.0f, 0.0f);
+    NormalUpdate(bob);
+    Server_Client* client = ann.client;
+    const uint32_t annSlot = client->Slot(), bobSlot = bob.client->Slot();
+    ASSERT_EQ(client->m_AttachedEntities.Count(), 28u); // pads, two players, fire block, cube
+    ann.Disconnect();
+    m_Harness.Pass();
+    ASSERT_EQ(server().m_ClientsBeingDeleted.Length(), 1u);
+    EXPECT_EQ(client->m_AttachedEntities.Count(), 18u);
+    // Still told of removals while it is being dismantled.
+    Server_Entity* pad = client->m_AttachedEntities[0];
+    for (uint32_t i = 1; pad->GetKind() != kKindNormalPad; ++i) pad = client->m_AttachedEntities[i];
+    Destroy(pad);
+    EXPECT_EQ(client->m_AttachedEntities.Count(), 17u);
+    m_Harness.Pass(2);
+    EXPECT_TRUE(server().m_ClientsBeingDeleted.Empty());
+    EXPECT_EQ(traces(annSlot), 0);
+    // Its number is the next one handed out.
+    auto carol = LogIn("carol");
+    EXPECT_EQ(carol.client->Slot(), annSlot);
+
+    // At shutdown: every trace at once, and the number returned; carol's record is untouched
+    // (pads, three players, the cube).
+    server().ProperlyDeleteClient(bob.client);
+    EXPECT_EQ(bob.client->m_pSlotRecord, nullptr);
+    EXPECT_EQ(bob.client->m_AttachedEntities.Count() + bob.client->m_PendingEntities.Count() +
+                  bob.client->m_PendingPlayers.Count(),
+              0u);
+    EXPECT_EQ(traces(bobSlot), 0);
+    ASSERT_NE(server().m_pFreeClientNumbers, nullptr);
+    EXPECT_EQ(server().m_pFreeClientNumbers->m_uiNumber, bobSlot);
+    EXPECT_TRUE(Pending(carol, carol.client->m_pPlayer));
+    EXPECT_EQ(carol.client->m_AttachedEntities.Count(), 27u);
+}
+
+} // namespace
