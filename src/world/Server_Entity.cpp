@@ -4,6 +4,7 @@
 #include <exception>
 #include <vector>
 
+#include "base/Settings.h"
 #include "world/Server_EntityKinds.h"
 #include "world/Server_Client_Entity.h"
 #include "world/VUK_Grid.h"
@@ -67,11 +68,31 @@ void* Server_Entity::operator new(std::size_t size) {
 
 void Server_Entity::operator delete(void* p) { g_VukHeap_ServerEntity.FreeOne(p); }
 
-Server_Entity::Server_Entity() {
-    SetKind(kKindNormalPad);
-    m_usTexture = 42;
-    m_vTextureScale.Set(128.0f, 128.0f, 128.0f);
-    SetTextureMode(2);
+Server_Entity::Server_Entity() { MakeKind(kKindNormalPad); }
+
+void Server_Entity::MakeKind(uint8_t kind) {
+    // How each kind looks when it is made. A Quillhob cube takes the texture set for them now.
+    struct KindLook {
+        uint8_t m_ucKind;
+        uint16_t m_usTexture;
+        float m_fTextureScale;
+        uint8_t m_ucTextureMode;
+        bool m_bUnrotatedBounds;
+    };
+    static constexpr KindLook kLooks[] = {
+        {kKindPlayer, 1, 32.0f, 3, true},          {kKindNormalPad, 42, 128.0f, 2, false},
+        {kKindFireBlock, 3, 32.0f, 1, true},       {kKindTalvyCube, 9, 128.0f, 1, true},
+        {kKindOrisetCube, 19, 128.0f, 1, true},    {kKindZorbinCube, kZorbinCubeTexture, 64.0f, 1, true},
+        {kKindPalaceCube, 60, 128.0f, 1, true},    {kKindQuillhobCube, 0, 128.0f, 1, true},
+    };
+    for (const KindLook& look : kLooks) {
+        if (look.m_ucKind != kind) continue;
+        SetKind(kind);
+        m_usTexture = kind == kKindQuillhobCube ? uint16_t(g_uiQuillhobTexture) : look.m_usTexture;
+        m_vTextureScale.Set(look.m_fTextureScale, look.m_fTextureScale, look.m_fTextureScale);
+        SetTextureMode(look.m_ucTextureMode);
+        if (look.m_bUnrotatedBounds) m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    }
 }
 
 Server_Entity::~Server_Entity() {

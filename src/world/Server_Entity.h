@@ -166,6 +166,10 @@ public:
     // Clamps the position into the outer walls; every clamp marks the entity dirty.
     void ClipToOuterInvisibleBoundaries();
 
+protected:
+    // The kind with the texture, texture scale, texture mode and bounds it is made with.
+    void MakeKind(uint8_t kind);
+
 private:
     uint32_t GetSlotValue(uint32_t slot, uint32_t field) const;
     void SetSlotValue(uint32_t slot, uint32_t field, uint32_t value);

@@ -1,31 +1,20 @@
 #include "world/Server_EntityKinds.h"
 
-#include "base/Settings.h"
 #include "world/WorldFatalError.h"
 
 // ---- the kinds ---------------------------------------------------------------------------------
 
 Server_FireBlock::Server_FireBlock() {
-    SetKind(kKindFireBlock);
-    m_usTexture = 3;
-    m_vTextureScale.Set(32.0f, 32.0f, 32.0f);
-    SetTextureMode(1);
-    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    MakeKind(kKindFireBlock);
 }
 
 Server_TalvyCube::Server_TalvyCube() {
-    SetKind(kKindTalvyCube);
-    m_usTexture = 9;
-    SetTextureMode(1);
-    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    MakeKind(kKindTalvyCube);
     m_ucRuleFlags &= uint8_t(~kRuleBit4);
 }
 
 Server_OrisetCube::Server_OrisetCube() {
-    SetKind(kKindOrisetCube);
-    m_usTexture = 19;
-    SetTextureMode(1);
-    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    MakeKind(kKindOrisetCube);
 }
 
 void* Server_ZorbinCube::operator new(std::size_t size) {
@@ -36,11 +25,7 @@ void* Server_ZorbinCube::operator new(std::size_t size) {
 void Server_ZorbinCube::operator delete(void* p) { g_VukHeap_ServerZorbinCube.FreeOne(p); }
 
 Server_ZorbinCube::Server_ZorbinCube() {
-    SetKind(kKindZorbinCube);
-    m_usTexture = kZorbinCubeTexture;
-    m_vTextureScale.Set(64.0f, 64.0f, 64.0f);
-    SetTextureMode(1);
-    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    MakeKind(kKindZorbinCube);
     SetMoving(true);
     m_uiStoredCoins = kZorbinCubeWorth;
 }
@@ -59,27 +44,17 @@ void* Server_PalaceCube::operator new(std::size_t size) {
 void Server_PalaceCube::operator delete(void* p) { g_VukHeap_ServerPalaceCube.FreeOne(p); }
 
 Server_PalaceCube::Server_PalaceCube() {
-    SetKind(kKindPalaceCube);
-    m_usTexture = 60;
-    SetTextureMode(1);
-    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    MakeKind(kKindPalaceCube);
 }
 
 Server_QuillhobCube::Server_QuillhobCube() {
-    SetKind(kKindQuillhobCube);
-    m_usTexture = uint16_t(g_uiQuillhobTexture);
-    SetTextureMode(1);
-    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    MakeKind(kKindQuillhobCube);
 }
 
 // ---- players -----------------------------------------------------------------------------------
 
 Server_Player::Server_Player() {
-    SetKind(kKindPlayer);
-    m_usTexture = 1;
-    m_vTextureScale.Set(32.0f, 32.0f, 32.0f);
-    SetTextureMode(3);
-    m_ucTypeAndFlags |= kTypeUnrotatedBounds;
+    MakeKind(kKindPlayer);
     m_vSize.Set(16.0f, 16.0f, 16.0f);
     m_ucPlayerFlags[5] = 0x20;  // byte 6: bit 5 set
     m_ucPlayerFlags[7] = 0x0E;  // byte 8: bits 1 to 3 set
