@@ -143,17 +143,17 @@ TEST_F(Loading, RecordsAreFramedAndSkippedAsTheFileSays) {
     const Case cases[] = {
         {"unknown named record", pad + Hex("18 10000000") + "KRV_FUTURE_THING" + Hex("07000000 0e 010203040506") +
              Hex("0e 05000000") + "After" + Hex("0a 09000000") + pad, 2, "After", 9, 42},
-        {"skip marker, unknown raw command", pad + Hex("17 03000000 28 0e0400 0e 04000000") + "Next", 1, "Next", 0, 42},
+        {"skip marker, unknown command", pad + Hex("17 03000000 28 0e0400 0e 04000000") + "Next", 1, "Next", 0, 42},
         {"skip marker, known record", pad + Hex("17 09000000 0a 05000000 0e 02000000") + "OK", 1, "OK", 5, 42},
-        {"known named record", pad + Hex("18 0e000000") + "KRV_BOUNCY_PAD" + Hex("63000000 0c000000 0e 02000000") + "OK",
-         1, "OK", 12, 42},
+        {"known named record",
+         pad + Hex("18 0e000000") + "KRV_BOUNCY_PAD" + Hex("63000000 0c000000 0e 02000000") + "OK", 1, "OK", 12, 42},
         {"records before the first entity", Hex("0a 05000000 0e 02000000") + "No" + Hex("3e") + pad + Hex("3e"), 1,
          "No", 0, 42},
         {"legacy records", pad + Hex("02 05 01000000 10 02000000 11 03000000 2c 04000000 06 44000100 0e 02000000") +
              "OK", 1, "OK", 0, 68},
         {"record cut by the end of the file", Hex("01 04 0000803f 00000040 0000"), 1, nullptr, 0, 8},
         {"huge string count", pad + Hex("0e ffffffff 4142"), 1, "AB", 0, 42},
-        {"huge skip length", pad + Hex("18 05000000") + "QVS_X" + Hex("ffffffff 0e 02000000") + "No", 1, nullptr, 0, 42},
+        {"huge skip", pad + Hex("18 05000000") + "QVS_X" + Hex("ffffffff 0e 02000000") + "No", 1, nullptr, 0, 42},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
