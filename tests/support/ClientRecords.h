@@ -36,6 +36,7 @@ inline Bytes Login(uint8_t type, const std::string& name, const std::string& pw)
 inline Bytes NewLogin(const std::string& name, const std::string& password) { return Login(5, name, password); }
 inline Bytes Declare(const std::string& name, uint8_t value) { return Concat(Record(13, {name}), {value}); }
 inline Bytes Query(const std::string& name) { return Record(12, {name}); }
+inline Bytes Keys(uint16_t mask) { return {1, uint8_t(mask), uint8_t(mask >> 8)}; }
 
 // ---- server to client ----
 inline Bytes Chat(const std::string& sender, const std::string& text) { return Record(49, {sender, text}); }

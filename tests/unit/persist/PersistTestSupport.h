@@ -1,40 +1,41 @@
 // Shared by the persistence tests: expected bytes written out by hand, and a fixture that runs
-// each test in a fresh folder with the clock pinned and the global settings at their defaults.
+// each test in a fresh folder with the clock pinned, a server to load into and save from, and
+// the global settings at their defaults.
 #pragma once
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 
-#include "base/LogChat.h"
 #include "base/Settings.h"
-#include "platform/LocalTime.h"
+#include "core/Server.h"
+#include "persist/Server_File.h"
 #include "support/FixedLocalTime.h"
-#include "support/TempDir.h"
 #include "support/WorkingFolder.h"
+#include "world/Server_EntityKinds.h"
 
 // Bytes from hex digits; blanks are only for reading.
 inline std::string Hex(std::string_view digits) {
-    auto nibble = [](char c) -> int {
-        if (c >= '0' && c <= '9') return c - '0';
-        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-        return -1;
-    };
-    std::string bytes;
-    int high = -1;
-    for (char c : digits) {
-        int n = nibble(c);
-        if (n < 0) continue;
-        if (high < 0) {
-            high = n;
-        } else {
-            bytes += char(high * 16 + n);
-            high = -1;
+    std::string bytes, pair;
+    for (char c : digits)
+        if (std::isxdigit(static_cast<unsigned char>(c)) && (pair += c).size() == 2) {
+            bytes += char(std::stoi(pair, nullptr, 16));
+            pair.clear();
         }
-    }
     return bytes;
+}
+
+// A plain pad, 32 x 16 x 32, mode 2, as a hand-made file may hold it: at (1, 2, 3) with texture
+// 42 unless the hex of another position or texture is given.
+inline std::string PadRecord(const char* position = "0000803f 00000040 00004040", const char* texture = "2a000000") {
+    return Hex("01 04") + Hex(position) + Hex("00000042 00008041 00000042 00000000 00000043 00000043 00000043") +
+           Hex(texture) + Hex("02000000 00 00 00 00 00000000");
+}
+// The same pad as the world save writes it: with its rotation and first extension.
+inline std::string SavedPad() {
+    return PadRecord() + Hex("09 00000000 00000000 03 00 00 00000000 00000000 00000000 00000000 00000000");
 }
 
 // The fourteen settings records of a world file with every setting at its default.
@@ -64,9 +65,7 @@ inline std::string FullPadRecords() {
            Hex("18 13000000") + "KRV_ENTITY_LIFTINFO" +
            Hex("1d000000 01 00000000 00000000 00000000 00000000 0000c842 00000000 00000040") +
            Hex("03 02 0f 02000000") + "Hi" + Hex("07000000 00008040 0000a040 0000c040") +
-           Hex("04 2c010000") +
-           Hex("0a 28000000") +
-           Hex("0e 04000000") + "Gate" +
+           Hex("04 2c010000 0a 28000000 0e 04000000") + "Gate" +
            Hex("18 11000000") + "KRV_TAGPAD_AMOUNT" + Hex("04000000 0a000000") +
            Hex("18 14000000") + "KRV_TAGPAD_LOCK_TIME" + Hex("04000000 14000000") +
            Hex("18 1d000000") + "KRV_TAGPAD_STARTING_LOCK_TIME" + Hex("04000000 2c010000") +
@@ -81,21 +80,23 @@ inline std::string BobRecords() {
     return Hex("01 01 00002041 0000a041 0000f041 00008041 00008041 00008041 00000000"
                "00000042 00000042 00000042 01000000 03000000 03000000") + "Bob" +
            Hex("02000000") + "pw" + Hex("d2040000 00 01 01 05000000") + "Hello" +
-           Hex("88130000 0000803f 00000040 00004040 00008040 0000a040 0000c040") +
-           Hex("09 00000000 00000000") +
-           Hex("0d c0270900") +
-           Hex("08 08000000") + "Tri-Fire" + Hex("0000c8c2 07000000") +
-           Hex("10000000") + "Spirit of Zorbin" + Hex("00000040 03000000") +
-           Hex("00000000 00000000 00000000  00000000 00000000 00000000"
-               "00000000 00000000 00000000  00000000 00000000 00000000"
-               "00000000 00000000 00000000  00000000 00000000 00000000"
-               "00000000 00000000 00000000  00000000 00000000 00000000") +
-           Hex("0f 32000000") +
-           Hex("14 01") +
+           Hex("88130000 0000803f 00000040 00004040 00008040 0000a040 0000c040 09 00000000 00000000"
+               "0d c0270900 08 08000000") + "Tri-Fire" + Hex("0000c8c2 07000000 10000000") + "Spirit of Zorbin" +
+           Hex("00000040 03000000") + std::string(8 * 12, '\0') + Hex("0f 32000000 14 01") +
            Hex("18 1a000000") + "KRV_TICKS_SINCE_LAST_LOGIN" + Hex("04000000 e8030000") +
            Hex("18 13000000") + "KRV_PLAYER_TEAMNAME" + Hex("07000000 03000000") + "Red" +
            Hex("18 15000000") + "KRV_IGNORE_LIST_ENTRY" + Hex("07000000 03000000") + "Eve" +
            Hex("18 15000000") + "KRV_IGNORE_LIST_ENTRY" + Hex("07000000 03000000") + "Mal";
+}
+
+// A player record named name with everything else zero but the energy and pocket coins given.
+// The middle runs from the ignored byte to the modal text.
+inline std::string PlayerRecord(const std::string& name, const char* energy = "00000000",
+                                const char* coins = "00000000", const std::string& middle = Hex("00 00 00 00000000")) {
+    return Hex("01 01 00000000 00000000 00000000 00008041 00008041 00008041 00000000"
+               "00000042 00000042 00000042 01000000 03000000") +
+           char(name.size()) + Hex("000000") + name + Hex("00000000") + Hex(energy) + middle +
+           Hex(coins) + std::string(24, '\0');
 }
 
 class InSaveFolder : public ::testing::Test {
@@ -103,11 +104,41 @@ protected:
     // Loading and saving change the process-wide settings: every test starts from the defaults.
     void TearDown() override { ApplySettingDefaults(nullptr); }
 
+    Server& server() { return *m_pServer; }
+    // A new, empty server, for tables whose cases each load a world of their own.
+    void NewServer() { m_pServer = std::make_unique<Server>(); }
+
+    // Writes the files given (an empty text writes no file) and loads them.
+    LoadError Load(const std::string& world, const std::string& players = "") {
+        if (!world.empty()) Write(kWorldFileName, world);
+        if (!players.empty()) Write(kPlayersFileName, players);
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        LoadError verdict = server().LoadRoutine();
+        m_strConsole = testing::internal::GetCapturedStdout();
+        m_strErrors = testing::internal::GetCapturedStderr();
+        return verdict;
+    }
+    std::string SaveWorld() {
+        testing::internal::CaptureStdout();
+        server().SaveRoutine_WorldWithoutPlayers();
+        m_strConsole = testing::internal::GetCapturedStdout();
+        return Read(kWorldFileName);
+    }
+    std::string SavePlayers() {
+        server().SaveRoutine_Players();
+        return Read(kPlayersFileName);
+    }
+
+    Server_Entity* Entity(uint32_t i) { return server().m_AllEntities.GetEntity(i); }
+    Server_Player* Player(uint32_t i) { return static_cast<Server_Player*>(server().m_Players.GetEntity(i)); }
     std::string Read(const std::string& name) const { return m_Folder.Dir().Read(name); }
     void Write(const std::string& name, const std::string& bytes) const { m_Folder.Dir().Write(name, bytes); }
-    bool Exists(const std::string& name) const { return m_Folder.Exists(name); }
     std::string ChatLog() const { return m_Folder.Log(); }
 
     WorkingFolder m_Folder;
     FixedLocalTime m_Time;
+    std::unique_ptr<Server> m_pServer = std::make_unique<Server>();
+    std::string m_strConsole;
+    std::string m_strErrors;
 };

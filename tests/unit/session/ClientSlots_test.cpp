@@ -1,6 +1,7 @@
 // The 256 client-side reference slots and the bind and select messages.
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "net/Packet.h"
@@ -38,84 +39,39 @@ protected:
     std::vector<Server_Client_Entity*> m_Views;
 };
 
-TEST_F(ClientSlots, FreshClientBindsSlotsInOrder) {
-    Server_Client_Entity* a = NewView();
-    Server_Client_Entity* b = NewView();
-    Server_Client_Entity* c = NewView();
-    EXPECT_EQ(Select(a), Bind(0, a));
-    EXPECT_EQ(Select(b), Bind(1, b));
-    EXPECT_EQ(Select(c), Bind(2, c));
-}
-
-TEST_F(ClientSlots, SelectingTheSelectedViewWritesNothingAndAnotherBoundViewIsSelected) {
-    Server_Client_Entity* a = NewView();
-    Server_Client_Entity* b = NewView();
-    Select(a);
-    Select(b);
-    EXPECT_TRUE(Select(b).empty());
-    EXPECT_EQ(Select(a), (std::vector<uint8_t>{0x2E, 0x00}));
-}
-
-TEST_F(ClientSlots, ViewsGetDistinctNonZeroHandles) {
-    Server_Client_Entity* a = NewView();
-    Server_Client_Entity* b = NewView();
-    EXPECT_NE(m_Client->HandleOf(a), 0u);
-    EXPECT_NE(m_Client->HandleOf(a), m_Client->HandleOf(b));
-}
-
-TEST_F(ClientSlots, The257thViewTakesTheLeastRecentlySelectedSlot) {
+// Slots are bound in order, and selected again by their slot alone. Once all 256 are bound, the
+// least recently selected is taken over; a slot freed by a removal is bound next, even to a view
+// made in the storage of the selected one just removed.
+TEST_F(ClientSlots, SlotsAreBoundInOrderAndTheLeastRecentlySelectedIsTakenOver) {
     std::vector<Server_Client_Entity*> views;
     for (int i = 0; i < 256; ++i) {
         views.push_back(NewView());
-        Select(views.back());
+        EXPECT_EQ(Select(views.back()), Bind(uint8_t(i), views.back()));
     }
-    // Slot 0's view is used again, so slot 1 becomes the least recently selected.
+    EXPECT_TRUE(Select(views[255]).empty());
     EXPECT_EQ(Select(views[0]), (std::vector<uint8_t>{0x2E, 0x00}));
     Server_Client_Entity* extra = NewView();
     EXPECT_EQ(Select(extra), Bind(1, extra));
     EXPECT_EQ(views[1]->m_pIndexLink, nullptr);
-    // The view that lost its slot is bound again, to the then oldest slot (2).
     EXPECT_EQ(Select(views[1]), Bind(2, views[1]));
-    EXPECT_EQ(views[2]->m_pIndexLink, nullptr);
+    std::erase(m_Views, views[1]);
+    m_Client->ReleaseView(views[1]);
+    Server_Client_Entity* reborn = NewView();
+    EXPECT_EQ(Select(reborn), Bind(2, reborn));
 }
 
-TEST_F(ClientSlots, SlotReleasedByARemovalIsTheNextOneBound) {
-    Server_Client_Entity* a = NewView();
-    Server_Client_Entity* b = NewView();
-    Server_Client_Entity* c = NewView();
-    Select(a);
-    Select(b);
-    Select(c);
-    m_Views.erase(m_Views.begin() + 1);
-    m_Client->ReleaseView(b);
-    Server_Client_Entity* d = NewView();
-    EXPECT_EQ(Select(d), Bind(1, d));
-}
-
-TEST_F(ClientSlots, ViewMadeAfterTheSelectedViewWentIsStillBound) {
-    Server_Client_Entity* a = NewView();
-    Select(a);
-    m_Views.clear();
-    m_Client->ReleaseView(a);
-    // The pool hands the same storage out again at once.
-    Server_Client_Entity* b = NewView();
-    EXPECT_EQ(Select(b), Bind(0, b));
-}
-
+// An update message is full past the client's update size or, when it has one, its rate limit.
 TEST_F(ClientSlots, FullMessageTestUsesBothByteLimits) {
     m_Client->m_uiMaxUpdateSize = 100;
-    m_Client->m_uiRateLimit = 0;
-    std::vector<uint8_t> bytes(100, 0);
-    m_Client->m_pPacket->AppendBytes(bytes.data(), 100);
-    EXPECT_TRUE(m_Client->HandleFullPacket());
-    m_Client->m_pPacket->AppendByte(0);
-    EXPECT_FALSE(m_Client->HandleFullPacket());
-    m_Client->m_pPacket->Clear();
-    m_Client->m_uiRateLimit = 80;
-    m_Client->m_pPacket->AppendBytes(bytes.data(), 80);
-    EXPECT_TRUE(m_Client->HandleFullPacket());
-    m_Client->m_pPacket->AppendByte(0);
-    EXPECT_FALSE(m_Client->HandleFullPacket());
+    for (uint32_t limit : {0u, 80u}) {
+        m_Client->m_uiRateLimit = limit;
+        std::string fits(limit ? limit : 100, 'x');
+        m_Client->m_pPacket->Clear();
+        m_Client->m_pPacket->AppendBytes(fits.data(), fits.size());
+        EXPECT_TRUE(m_Client->HandleFullPacket());
+        m_Client->m_pPacket->AppendByte(0);
+        EXPECT_FALSE(m_Client->HandleFullPacket());
+    }
 }
 
 } // namespace

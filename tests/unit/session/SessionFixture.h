@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "support/ClientRecords.h"
 #include "support/ServerHarness.h"
@@ -12,9 +13,6 @@ using namespace records;
 
 class SessionTest : public ::testing::Test {
 protected:
-    SessionTest() : m_Harness(std::make_unique<ServerHarness>()) {}
-    ~SessionTest() override { m_Harness.reset(); }
-
     Server& server() { return m_Harness->server(); }
 
     std::string ChatLog() { return m_Folder.Log(); }
@@ -28,6 +26,13 @@ protected:
         return peer;
     }
 
-    WorkingFolder m_Folder;
-    std::unique_ptr<ServerHarness> m_Harness;
+    // Sends the message on channel 0 and runs a pass; gives the answers on the channel asked.
+    std::vector<Bytes> Exchange(ServerHarness::Peer& peer, const Bytes& message, unsigned channel = 0) {
+        peer.Send(0, message);
+        m_Harness->Pass();
+        return peer.Take(channel);
+    }
+
+    WorkingFolder m_Folder;  // first: the server starts in the fresh folder
+    std::unique_ptr<ServerHarness> m_Harness = std::make_unique<ServerHarness>();
 };
