@@ -141,6 +141,17 @@ void Setting::Set(ServerSettings* server, double v) const {
     }
 }
 
+uint32_t Setting::Bits(const ServerSettings* server) const {
+    uint32_t bits = 0;
+    if (const void* p = Storage(const_cast<ServerSettings*>(server)); p && m_Type != SettingType::Bool)
+        std::memcpy(&bits, p, sizeof bits);
+    return bits;
+}
+
+void Setting::SetBits(ServerSettings* server, uint32_t bits) const {
+    if (void* p = Storage(server); p && m_Type != SettingType::Bool) std::memcpy(p, &bits, sizeof bits);
+}
+
 const Setting* FindSetting(const char* name) {
     for (const Setting& s : g_Settings)
         if (std::strcmp(s.m_szName, name) == 0) return &s;

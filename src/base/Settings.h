@@ -72,6 +72,10 @@ struct Setting {
     double Get(const ServerSettings* server) const;
     // Stores v as the setting's type, without clamping.
     void Set(ServerSettings* server, double v) const;
+    // The 32 bits of a number setting as they are stored, a float's included: the world file
+    // carries them unchanged, whatever the pattern (a NaN's too).
+    uint32_t Bits(const ServerSettings* server) const;
+    void SetBits(ServerSettings* server, uint32_t bits) const;
 };
 
 // In the order the world file saves them; unsaved settings follow.

@@ -391,14 +391,14 @@ void Read_STORED_COINS(LoadState& s) {
 // Every saved setting: its table row gives the field's type and the limits of a loaded value.
 void Read_Setting(LoadState& s) {
     const Setting& row = *s.m_pSetting;
-    double value = 0.0;
-    switch (row.m_Type) {
-    case SettingType::Bool: value = s.U8() != 0 ? 1.0 : 0.0; break;
-    case SettingType::U32: value = s.U32(); break;
-    case SettingType::I32: value = int32_t(s.U32()); break;
-    case SettingType::F32: value = s.F32(); break;
+    if (row.m_Type == SettingType::Bool) {
+        row.Set(s.m_pServer, s.U8() != 0 ? 1.0 : 0.0);
+        return;
     }
-    row.Set(s.m_pServer, row.m_Load.Clamp(value));
+    row.SetBits(s.m_pServer, s.U32());
+    double value = row.Get(s.m_pServer);
+    double clamped = row.m_Load.Clamp(value);
+    if (clamped != value && value == value) row.Set(s.m_pServer, clamped);
 }
 
 void Read_WAS_MOVING_AT_SAVE_TIME(LoadState& s) {

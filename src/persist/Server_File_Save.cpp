@@ -35,7 +35,6 @@ public:
 
     void NamedU32(const char* name, uint32_t value) { Append_KRV_NamedRecord(m_pOut, name, &value, 4); }
     void NamedByte(const char* name, uint8_t value) { Append_KRV_NamedRecord(m_pOut, name, &value, 1); }
-    void NamedFloat(const char* name, float value) { Append_KRV_NamedRecord(m_pOut, name, &value, 4); }
     void NamedString(const char* name, const std::string& value) {
         // One scratch buffer for every string payload of the save.
         uint32_t count = uint32_t(value.size());
@@ -207,13 +206,8 @@ void BuildWorldFile(Server* server, Packet* out) {
     for (size_t i = 0; i < g_uiSettingCount; ++i) {
         const Setting& s = g_Settings[i];
         if (!s.m_szRecord) continue;
-        double value = s.Get(server);
-        switch (s.m_Type) {
-        case SettingType::Bool: w.NamedByte(s.m_szRecord, value != 0.0 ? 1 : 0); break;
-        case SettingType::U32: w.NamedU32(s.m_szRecord, uint32_t(value)); break;
-        case SettingType::I32: w.NamedU32(s.m_szRecord, uint32_t(int32_t(value))); break;
-        case SettingType::F32: w.NamedFloat(s.m_szRecord, float(value)); break;
-        }
+        if (s.m_Type == SettingType::Bool) w.NamedByte(s.m_szRecord, s.Get(server) != 0.0 ? 1 : 0);
+        else w.NamedU32(s.m_szRecord, s.Bits(server));
     }
 }
 

@@ -125,6 +125,9 @@ TEST_F(Loading, SettingsRecordsSetTheirSettingsAndLoadedValuesAreClamped) {
         Load(Hex("0b") + Hex(row.record));
         EXPECT_EQ(row.now(server()), row.value) << row.record;
     }
+    // A float goes back into the file with the bits it came with, a signalling NaN's too.
+    Load(Hex("0b 3b01 37 0100807f"));
+    EXPECT_NE(SaveWorld().find(Hex("37 0100807f")), std::string::npos);
 }
 
 // ---- framing, versions, hostile files ---------------------------------------------------------
