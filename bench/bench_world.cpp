@@ -4,17 +4,25 @@
 // operation and resident bytes per pad, at 32 and at 128 allocated client slots (each in a
 // process of its own, so that one run's freed memory does not flatter the next).
 //
+// First, as a soak check, as many entities of mixed kinds and states live and die through the
+// world; the program fails (exit status 1) unless every pool is back where it started, nothing
+// was reported broken and the tidy gave every page of the emptied pools back.
+//
 //   bench_world [pads]        default 100000
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
+#include "base/LogChat.h"
 #include "base/Settings.h"
+#include "platform/Files.h"
 #include "world/Server_Client_Entity.h"
 #include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/VUK_Zone.h"
@@ -242,21 +250,86 @@ void Run(uint32_t slots, size_t pads) {
                                      g_VukHeap_VukZone.ChainCommittedPages() + g_VukHeap_VukZoneLine.ChainCommittedPages()));
 }
 
+// The soak check. It runs in a fresh folder, so that whatever the world logs can be read back.
+bool LifetimeLeavesNoTrace(size_t count) {
+    const VukHeap* pools[] = {&g_VukHeap_ServerEntity, &g_VukHeap_ServerZorbinCube, &g_VukHeap_ServerPalaceCube,
+                              &g_VukHeap_PFAE_Info,    &g_VukHeap_VukZone,          &g_VukHeap_VukZoneLine,
+                              &g_VukHeap_Links};
+    std::vector<uint64_t> before;
+    for (const VukHeap* pool : pools) before.push_back(pool->ChainLiveCount());
+    char folder[] = "/tmp/bench_world.XXXXXX";
+    if (!mkdtemp(folder) || chdir(folder) != 0) return false;
+    std::printf("== lifetime of %zu entities of mixed kinds ==\n", count);
+    Lcg rng;
+    size_t peak = 0;
+    uint32_t zones = 0;
+    auto t = Clock::now();
+    {
+        World w;
+        std::vector<Server_Entity*> made;
+        made.reserve(count);
+        for (size_t i = 0; i < count; ++i) {
+            uint8_t kind = (i % 10 == 0) ? kKindZorbinCube : (i % 25 == 1) ? kKindPalaceCube : kKindNormalPad;
+            Server_Entity* e = w.ProperAddByType(kind);
+            e->m_vPosition.Set(rng.Uniform(-100'000, 100'000), rng.Uniform(0, 5'000), rng.Uniform(-100'000, 100'000));
+            e->m_vSize.Set(rng.Uniform(10, 610), rng.Uniform(10, 610), rng.Uniform(10, 610));
+            if (i % 7 == 0) e->m_ucSurfaceFlags |= kSurfacePlayerBuilt;
+            if (i % 13 == 0) e->SetYaw(0.3f);
+            w.UpdateGroupsAndZonesEntityIsIn(e);
+            made.push_back(e);
+        }
+        peak = w.m_AllEntities.Count();
+        // Every entity moves once more, then a third goes through the world; the world takes the rest.
+        for (Server_Entity* e : made) {
+            e->m_vPosition.x += 3000;
+            w.UpdateZonesEntityIsIn(e);
+        }
+        for (size_t i = 0; i < made.size(); i += 3) w.ProperDestroy(made[i]);
+        zones = w.m_Grid.CountZones();
+    }
+    double ms = std::chrono::duration<double, std::milli>(Clock::now() - t).count();
+    OptimizeGlobalHeaps();
+    bool poolsBack = true;
+    uint64_t pagesLeft = 0;
+    for (size_t i = 0; i < std::size(pools); ++i) {
+        poolsBack = poolsBack && pools[i]->ChainLiveCount() == before[i];
+        if (pools[i]->ChainLiveCount() == 0) pagesLeft += pools[i]->ChainCommittedPages();
+    }
+    std::string log;
+    platform::ReadWholeFile(ChatLogFileName(), &log);
+    const bool reported = log.find("CRASH") != std::string::npos;
+    if (chdir("/") == 0) std::filesystem::remove_all(folder);
+    std::printf("%-44s %10.0f\n", "create, move, destroy (ms)", ms);
+    std::printf("%-44s %10zu   (%u zones before the world went)\n", "entities at the peak", peak, zones);
+    std::printf("%-44s %10s\n", "pools back where they started", poolsBack ? "yes" : "NO");
+    std::printf("%-44s %10llu\n", "pages of emptied pools left after the tidy", (unsigned long long)pagesLeft);
+    std::printf("%-44s %10s\n", "broken invariants reported", reported ? "YES" : "none");
+    return peak == count && poolsBack && pagesLeft == 0 && !reported;
+}
+
+// Runs body in a process of its own and returns its exit status (1 when it did not exit).
+int InOwnProcess(const std::function<int()>& body) {
+    std::fflush(stdout);
+    pid_t child = fork();
+    if (child == 0) {
+        int status = body();
+        std::fflush(stdout);
+        _exit(status);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     size_t pads = argc > 1 ? size_t(std::strtoul(argv[1], nullptr, 10)) : 100'000;
     if (pads == 0) pads = 100'000;
-    for (uint32_t slots : {32u, 128u}) {
-        std::fflush(stdout);
-        pid_t child = fork();
-        if (child == 0) {
-            Run(slots, pads);
-            std::fflush(stdout);
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-    }
-    return 0;
+    int failed = InOwnProcess([&] { return LifetimeLeavesNoTrace(pads) ? 0 : 1; });
+    for (uint32_t slots : {32u, 128u}) failed |= InOwnProcess([&] {
+        Run(slots, pads);
+        return 0;
+    });
+    return failed;
 }

@@ -3,69 +3,31 @@
 #include "base/Timer.h"
 #include "support/FakeClock.h"
 
-namespace {
-
-constexpr int64_t kSecond = 1'000'000'000;
-
-TEST(TimerPeriod, IsFrequencyTimesSecondsTruncated) {
+TEST(Timer, PeriodsAreTruncatedFromDoublePrecision) {
     FakeClock clock;
-    Timer gameTick(0.033333335f);
-    EXPECT_EQ(Timer::ms_frequency, kSecond);
-    EXPECT_EQ(gameTick.m_iPeriod, 33333335);
-    Timer autosave(7200.0f);
-    EXPECT_EQ(autosave.m_iPeriod, 7200 * kSecond);
+    Timer t(0.033333335f); // the game tick: single precision would give 33333336
+    EXPECT_EQ(t.m_iPeriod, 33'333'335);
+    EXPECT_EQ(Timer(7200.0f).m_iPeriod, 7'200'000'000'000); // the autosave period needs 64 bits
+    for (auto [rate, period] :
+         {std::pair{30, 33'333'333}, {15, 66'666'666}, {29, 34'482'758}, {0, 34'482'758}}) {
+        t.SetRate(rate); // a rate of 0 is ignored rather than divided by
+        EXPECT_EQ(t.m_iPeriod, period) << rate;
+    }
 }
 
-TEST(TimerFiring, FiresOnlyWhenStrictlyMoreThanAPeriodHasPassed) {
-    FakeClock clock;
-    Timer t(1.0f);
-    clock.AdvanceNanoseconds(kSecond);
-    EXPECT_FALSE(t.Check());
-    clock.AdvanceNanoseconds(1);
-    EXPECT_TRUE(t.Check());
-}
-
-TEST(TimerFiring, NextPeriodIsMeasuredFromTheCheckThatFired) {
+// A timer of one second driven step by step: the clock moves, then the timer is asked (Check,
+// HasElapsed or Restart). Exactly a period is not more than one; HasElapsed does not restart;
+// the next period counts from the firing check itself, not from when the last one was due.
+TEST(Timer, FiresAfterMoreThanAPeriodSinceTheLastFiringOrRestart) {
     FakeClock clock;
     Timer t(1.0f);
-    clock.AdvanceSeconds(1.5);
-    EXPECT_TRUE(t.Check());
-    clock.AdvanceSeconds(0.9);
-    EXPECT_FALSE(t.Check()); // 2.4 s after start, but only 0.9 s after the firing check
-    clock.AdvanceSeconds(0.2);
-    EXPECT_TRUE(t.Check());
+    const std::tuple<int64_t, char, bool> steps[] = {
+        {1'000'000'000, 'C', false}, {1, 'H', true},  {500'000'000, 'H', true},  {0, 'C', true},
+        {900'000'000, 'C', false},   {0, 'R', false}, {800'000'000, 'C', false}, {300'000'000, 'C', true}};
+    int step = 0;
+    for (auto [ns, call, fires] : steps) {
+        clock.AdvanceNanoseconds(ns);
+        bool fired = call == 'C' ? t.Check() : call == 'H' ? t.HasElapsed() : (t.Restart(), false);
+        EXPECT_EQ(fired, fires) << "step " << step++;
+    }
 }
-
-TEST(TimerFiring, HasElapsedDoesNotRestart) {
-    FakeClock clock;
-    Timer t(1.0f);
-    clock.AdvanceSeconds(2.0);
-    EXPECT_TRUE(t.HasElapsed());
-    EXPECT_TRUE(t.HasElapsed());
-    EXPECT_TRUE(t.Check());
-    EXPECT_FALSE(t.HasElapsed());
-}
-
-TEST(TimerFiring, RestartBeginsAFreshPeriod) {
-    FakeClock clock;
-    Timer t(1.0f);
-    clock.AdvanceSeconds(0.8);
-    t.Restart();
-    clock.AdvanceSeconds(0.8);
-    EXPECT_FALSE(t.Check());
-    clock.AdvanceSeconds(0.3);
-    EXPECT_TRUE(t.Check());
-}
-
-TEST(TimerRate, RateSetsPeriodToFrequencyOverRateTruncated) {
-    FakeClock clock;
-    Timer t(1.0f);
-    t.SetRate(30);
-    EXPECT_EQ(t.m_iPeriod, 33333333);
-    t.SetRate(15);
-    EXPECT_EQ(t.m_iPeriod, 66666666);
-    t.SetRate(29);
-    EXPECT_EQ(t.m_iPeriod, 34482758);
-}
-
-} // namespace

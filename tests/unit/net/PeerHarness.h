@@ -5,7 +5,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
+#include <span>
 #include <vector>
 
 #include "net/ClientServerPipe.h"
@@ -14,39 +14,42 @@
 #include "support/FakeClock.h"
 
 using Bytes = std::vector<uint8_t>;
+using Datagrams = std::vector<Bytes>;
+
+// Bodies the server thread would take from a channel of the pipe now, oldest first.
+inline Datagrams TakeBodies(ClientServerPipe& pipe, unsigned channel) {
+    Datagrams out;
+    while (Packet* p = pipe.TakeToServer(channel)) {
+        out.emplace_back(p->Data(), p->Data() + p->Length());
+        delete p;
+    }
+    return out;
+}
 
 class PeerHarness {
 public:
     PeerHarness() : m_Socket(-1, true) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(40000);
-        address.sin_addr.s_addr = htonl(0x7f000001);
+        const sockaddr_in address{AF_INET, htons(40000), {htonl(0x7f000001)}, {}};
         m_pPeer = std::make_unique<UDPClient>(&address, &m_Pipe);
     }
-    ~PeerHarness() {
-        m_Socket.m_uiQueued = 0;
-        m_pPeer.reset();
-    }
+    // The peer goes first (members in reverse order); the queued datagrams must not be flushed:
+    // their bytes went with it.
+    ~PeerHarness() { m_Socket.m_uiQueued = 0; }
 
-    void Receive(const Bytes& datagram) {
-        Bytes copy = datagram;
+    void Receive(Bytes datagram) {
         UDPC_PID_Struct record;
-        record.m_pReceiveBuffer = copy.data();
-        record.m_iReceivedLength = int32_t(copy.size());
+        record.m_pReceiveBuffer = datagram.data();
+        record.m_iReceivedLength = int32_t(datagram.size());
         record.m_pSocket2 = &m_Socket;
         m_pPeer->ProcessIncomingData(&record);
     }
     void Serve() { m_pPeer->Serve(&m_Socket); }
 
     // Every datagram sent since the last call, in order.
-    std::vector<Bytes> Sent() {
-        std::vector<Bytes> out;
-        for (unsigned i = 0; i < m_Socket.m_uiQueued; ++i) {
-            const Socket2::Queued& q = m_Socket.m_Queue[i];
-            const uint8_t* data = q.data ? q.data : q.ack;
-            out.emplace_back(data, data + q.length);
-        }
+    Datagrams Sent() {
+        Datagrams out;
+        for (const Socket2::Queued& q : std::span(m_Socket.m_Queue, m_Socket.m_uiQueued))
+            out.emplace_back(q.data ? q.data : q.ack, (q.data ? q.data : q.ack) + q.length);
         m_Socket.m_uiQueued = 0;
         return out;
     }
@@ -57,16 +60,7 @@ public:
         p->m_fResendRate = resendRate;
         m_Pipe.PushToClient(channel, p);
     }
-
-    // Bodies the server thread would take from a channel now.
-    std::vector<Bytes> Delivered(unsigned channel) {
-        std::vector<Bytes> out;
-        while (Packet* p = m_Pipe.TakeToServer(channel)) {
-            out.emplace_back(p->Data(), p->Data() + p->Length());
-            delete p;
-        }
-        return out;
-    }
+    Datagrams Delivered(unsigned channel) { return TakeBodies(m_Pipe, channel); }
 
     FakeClock m_Clock;
     ClientServerPipe m_Pipe;

@@ -1,33 +1,25 @@
+// The interface on a free loopback port, spoken to by headless clients over real sockets. In
+// lock-step mode it works one pass per Pass(), which also orders the test's reads of the pipes
+// after the UDP thread's writes; every wait is bounded.
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <mutex>
-#include <vector>
-
+#include "PeerHarness.h"
 #include "base/Settings.h"
 #include "headless/HeadlessClient.h"
-#include "net/ClientServerPipe.h"
-#include "net/UDPServerInterface.h"
 #include "support/TempDir.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Bytes = std::vector<uint8_t>;
 
-// The interface on a free loopback port, with pipes owned here in place of server clients.
+// The pipes are owned here in place of the server's clients.
 class InterfaceHarness {
 public:
-    explicit InterfaceHarness(bool threadMode, bool refuse = false) : m_bRefuse(refuse) {
-        m_bSavedMode = g_bUDPThreadMode;
-        m_uiSavedPort = g_uiCurrentPort;
-        g_bUDPThreadMode = threadMode;
+    InterfaceHarness() {
+        g_bUDPThreadMode = false;
         g_uiCurrentPort = uint32_t(FreeUdpPort());
         m_pUdp = std::make_unique<UDPServerInterface>([this]() -> ClientServerPipe* {
-            std::lock_guard<std::mutex> lock(m_Lock);
-            if (m_bRefuse) return nullptr;
-            m_Pipes.push_back(std::make_unique<ClientServerPipe>());
-            return m_Pipes.back().get();
+            return m_bRefuse ? nullptr : m_Pipes.emplace_back(std::make_unique<ClientServerPipe>()).get();
         });
     }
     ~InterfaceHarness() {
@@ -35,190 +27,95 @@ public:
         g_bUDPThreadMode = m_bSavedMode;
         g_uiCurrentPort = m_uiSavedPort;
     }
-
-    uint16_t Port() const { return uint16_t(g_uiCurrentPort); }
-    // One lock-step pass, as the server's main loop hands it out.
     void Pass() {
         m_pUdp->m_hTickEvent.Set();
         ASSERT_TRUE(m_pUdp->m_hDoneEvent.Wait(5000));
         m_pUdp->m_hDoneEvent.Reset();
     }
-    size_t PipeCount() {
-        std::lock_guard<std::mutex> lock(m_Lock);
-        return m_Pipes.size();
-    }
-    ClientServerPipe& Pipe(size_t i) {
-        std::lock_guard<std::mutex> lock(m_Lock);
-        return *m_Pipes.at(i);
-    }
-    std::vector<Bytes> Delivered(size_t pipe, unsigned channel) {
-        std::vector<Bytes> out;
-        while (Packet* p = Pipe(pipe).TakeToServer(channel)) {
-            out.emplace_back(p->Data(), p->Data() + p->Length());
-            delete p;
-        }
-        return out;
+    headless::HeadlessClient* Open() {
+        auto* c = m_Clients.emplace_back(std::make_unique<headless::HeadlessClient>()).get();
+        c->m_bRecordDatagrams = true;
+        c->m_bAutoKeepAlive = false;
+        EXPECT_TRUE(c->Connect("127.0.0.1", uint16_t(g_uiCurrentPort)));
+        return c;
     }
 
-    std::mutex m_Lock;
-    bool m_bRefuse;
+    const bool m_bSavedMode = g_bUDPThreadMode;
+    const uint32_t m_uiSavedPort = g_uiCurrentPort;
+    bool m_bRefuse = false;
     std::vector<std::unique_ptr<ClientServerPipe>> m_Pipes; // outlive the interface
+    std::vector<std::unique_ptr<headless::HeadlessClient>> m_Clients;
     std::unique_ptr<UDPServerInterface> m_pUdp;
-    bool m_bSavedMode = true;
-    uint32_t m_uiSavedPort = 0;
 };
 
-headless::HeadlessClient* Open(std::vector<std::unique_ptr<headless::HeadlessClient>>& clients, uint16_t port) {
-    clients.push_back(std::make_unique<headless::HeadlessClient>());
-    headless::HeadlessClient* c = clients.back().get();
-    c->m_bRecordDatagrams = true;
-    c->m_bAutoKeepAlive = false;
-    EXPECT_TRUE(c->Connect("127.0.0.1", port));
-    return c;
+bool Got(headless::HeadlessClient* c, const Bytes& datagram) {
+    return c->WaitForDatagram([&](const headless::Datagram& d) { return d.bytes == datagram; }, 2s) >= 0;
 }
 
-bool IsAck(const headless::Datagram& d, unsigned channel, uint8_t seq) {
-    return d.kind == headless::DatagramKind::Ack && d.channel == channel && d.seq == seq && d.bytes.size() == 2;
-}
-
-TEST(UDPServerInterface, NewSourceBecomesAPeerWithItsOwnPipe) {
-    InterfaceHarness h(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
-    a->SendRaw(Bytes{5, 1, 'x'});
-    h.Pass();
-    ASSERT_EQ(h.PipeCount(), 1u);
-    EXPECT_EQ(h.Delivered(0, 0), (std::vector<Bytes>{{'x'}}));
-    EXPECT_GE(a->WaitForDatagram([](const headless::Datagram& d) { return IsAck(d, 0, 1); }, 2s), 0);
-}
-
-TEST(UDPServerInterface, TwoPortsOfOneAddressAreTwoClients) {
-    InterfaceHarness h(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
-    auto* b = Open(clients, h.Port());
+TEST(UDPServerInterface, EachSourceAddressAndPortIsAPeerWithItsOwnPipe) {
+    InterfaceHarness h;
+    auto *a = h.Open(), *b = h.Open(), *quiet = h.Open();
+    quiet->SendRaw(Bytes{}); // an empty datagram is not even a sign of life
+    a->SendRaw(Bytes{});
     a->SendRaw(Bytes{5, 1, 'a'});
     b->SendRaw(Bytes{5, 1, 'b'});
     a->SendRaw(Bytes{5, 2, 'A'});
     h.Pass();
-    ASSERT_EQ(h.PipeCount(), 2u);
-    EXPECT_EQ(h.Delivered(0, 0), (std::vector<Bytes>{{'a'}, {'A'}}));
-    EXPECT_EQ(h.Delivered(1, 0), (std::vector<Bytes>{{'b'}}));
-}
+    ASSERT_EQ(h.m_Pipes.size(), 2u);
+    EXPECT_EQ(TakeBodies(*h.m_Pipes[0], 0), (Datagrams{{'a'}, {'A'}}));
+    EXPECT_EQ(TakeBodies(*h.m_Pipes[1], 0), (Datagrams{{'b'}}));
+    EXPECT_TRUE(Got(a, {6, 2}));
 
-TEST(UDPServerInterface, ALeaveAsFirstDatagramMakesAClientThatEndsInTheSamePass) {
-    InterfaceHarness h(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    Open(clients, h.Port())->SendLeave();
+    Packet* p = new Packet;
+    p->AppendBytes("hello", 5);
+    h.m_Pipes[1]->PushToClient(2, p);
     h.Pass();
-    ASSERT_EQ(h.PipeCount(), 1u);
-    EXPECT_FALSE(h.Pipe(0).IsConnected());
+    EXPECT_TRUE(Got(b, {9, 1, 'h', 'e', 'l', 'l', 'o'}));
+    EXPECT_EQ(h.m_Pipes[1]->UnackedCount(2), 1u);
+    h.Pass(); // takes the client's acknowledgement
+    EXPECT_EQ(h.m_Pipes[1]->UnackedCount(2), 0u);
+
+    h.m_bRefuse = true;
+    quiet->SendRaw(Bytes{5, 1, 'x'});
+    h.Pass();
+    quiet->Poll();
+    EXPECT_TRUE(quiet->m_Received.empty());
+    EXPECT_EQ(h.m_pUdp->m_Peers.Length(), 2u);
 }
 
-TEST(UDPServerInterface, SamePortAfterLeaveIsANewClient) {
-    InterfaceHarness h(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
+TEST(UDPServerInterface, APeerEndsOnLeaveSilenceOrShutdownAndItsPortMayComeBackAsANewClient) {
+    FakeClock clock;
+    InterfaceHarness h;
+    auto *a = h.Open(), *b = h.Open();
     a->SendRaw(Bytes{5, 1, 'x'});
+    b->SendKeepAlive();
     h.Pass();
     a->SendLeave();
     h.Pass();
-    ASSERT_EQ(h.PipeCount(), 1u);
-    EXPECT_FALSE(h.Pipe(0).IsConnected());
+    ASSERT_EQ(h.m_Pipes.size(), 2u);
+    EXPECT_FALSE(h.m_Pipes[0]->IsConnected());
     a->SendRaw(Bytes{5, 1, 'y'});
     h.Pass();
-    ASSERT_EQ(h.PipeCount(), 2u);
-    EXPECT_TRUE(h.Pipe(1).IsConnected());
-    EXPECT_EQ(h.Delivered(1, 0), (std::vector<Bytes>{{'y'}}));
-}
-
-TEST(UDPServerInterface, EmptyDatagramsCreateNothing) {
-    InterfaceHarness h(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
-    a->SendRaw(Bytes{});
-    a->SendRaw(Bytes{});
-    a->SendRaw(Bytes{5, 1, 'z'});
-    h.Pass();
-    ASSERT_EQ(h.PipeCount(), 1u);
-    EXPECT_EQ(h.Delivered(0, 0), (std::vector<Bytes>{{'z'}}));
-}
-
-TEST(UDPServerInterface, RefusedPeerGetsNoAnswer) {
-    InterfaceHarness h(false, true);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
-    a->SendRaw(Bytes{5, 1, 'x'});
-    h.Pass();
-    h.Pass();
-    a->Poll();
-    EXPECT_TRUE(a->m_Received.empty());
-    EXPECT_EQ(h.m_pUdp->m_Peers.Length(), 0u);
-}
-
-TEST(UDPServerInterface, ServerMessagesReachTheClientAndAcksClearThem) {
-    InterfaceHarness h(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
+    ASSERT_EQ(h.m_Pipes.size(), 3u);
+    EXPECT_EQ(TakeBodies(*h.m_Pipes[2], 0), (Datagrams{{'y'}}));
+    clock.AdvanceSeconds(29);
     a->SendKeepAlive();
     h.Pass();
-    ASSERT_EQ(h.PipeCount(), 1u);
-    Packet* p = new Packet;
-    p->AppendBytes("hello", 5);
-    h.Pipe(0).PushToClient(2, p);
+    clock.AdvanceSeconds(1.1); // b has been silent for more than thirty seconds now
     h.Pass();
-    headless::Message m;
-    ASSERT_TRUE(a->NextMessage(&m, 2s));
-    EXPECT_EQ(m.channel, 2u);
-    EXPECT_EQ(m.body, (Bytes{'h', 'e', 'l', 'l', 'o'}));
-    EXPECT_EQ(a->m_Received.back().bytes, (Bytes{9, 1, 'h', 'e', 'l', 'l', 'o'}));
-    EXPECT_EQ(h.Pipe(0).UnackedCount(2), 1u);
-    h.Pass(); // takes the client's acknowledgement
-    EXPECT_EQ(h.Pipe(0).UnackedCount(2), 0u);
+    EXPECT_FALSE(h.m_Pipes[1]->IsConnected());
+    EXPECT_TRUE(h.m_Pipes[2]->IsConnected());
+    h.m_pUdp.reset();
+    EXPECT_FALSE(h.m_Pipes[2]->IsConnected());
 }
 
-TEST(UDPServerInterface, DestroyingTheInterfaceDisconnectsEveryPipe) {
-    auto h = std::make_unique<InterfaceHarness>(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    Open(clients, h->Port())->SendKeepAlive();
-    Open(clients, h->Port())->SendKeepAlive();
-    h->Pass();
-    ASSERT_EQ(h->PipeCount(), 2u);
-    h->m_pUdp.reset();
-    EXPECT_FALSE(h->Pipe(0).IsConnected());
-    EXPECT_FALSE(h->Pipe(1).IsConnected());
-}
-
-TEST(UDPServerInterface, ThreadModeAnswersWithoutServerTicks) {
-    InterfaceHarness h(true);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
-    a->SendRaw(Bytes{12, 7});
-    EXPECT_GE(a->WaitForDatagram([](const headless::Datagram& d) { return IsAck(d, 5, 7); }, 2s), 0);
-}
-
-TEST(UDPServerInterface, SwitchesFromLockStepToThreadModeAtRunTime) {
-    InterfaceHarness h(false);
-    std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-    auto* a = Open(clients, h.Port());
+TEST(UDPServerInterface, ThreadModeTakenUpAtRunTimeAnswersWithoutPasses) {
+    InterfaceHarness h;
+    auto* a = h.Open();
     g_bUDPThreadMode = true;
-    h.Pass(); // releases the thread from its wait for a tick
+    h.Pass(); // releases the thread from its wait for a pass
     a->SendRaw(Bytes{5, 1, 'x'});
-    EXPECT_GE(a->WaitForDatagram([](const headless::Datagram& d) { return IsAck(d, 0, 1); }, 2s), 0);
-}
-
-TEST(UDPServerInterface, SilentPeerIsDroppedAfterTheIdlePeriod) {
-    const float saved = g_fPeerIdleSeconds;
-    g_fPeerIdleSeconds = 0.3f;
-    {
-        InterfaceHarness h(true);
-        std::vector<std::unique_ptr<headless::HeadlessClient>> clients;
-        auto* a = Open(clients, h.Port());
-        a->SendKeepAlive();
-        ASSERT_TRUE(a->WaitUntil([&] { return h.PipeCount() == 1; }, 2s));
-        EXPECT_TRUE(a->WaitUntil([&] { return !h.Pipe(0).IsConnected(); }, 3s));
-    }
-    g_fPeerIdleSeconds = saved;
+    EXPECT_TRUE(Got(a, {6, 1}));
 }
 
 } // namespace

@@ -1,11 +1,11 @@
+// The pools: free runs and the tidy pass, pages, chaining, handles and the fatal errors.
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <sys/mman.h>
 
 #include <cstring>
 #include <memory>
-#include <sys/mman.h>
-#include <unistd.h>
+#include <vector>
 
 #include "support/WorkingFolder.h"
 #include "world/VUKHeap.h"
@@ -14,392 +14,165 @@
 
 namespace {
 
-// A pool of 64-byte slots; slot(i) is the i-th element the pool handed out from its top.
-class SmallHeap : public ::testing::Test {
+using Runs = std::vector<std::pair<int, uint32_t>>; // live free-stack entries: slot, run length
+
+// A pool of 16-byte slots with slots 0 to 9 handed out; tests free and take them by number.
+class Pool : public ::testing::Test {
 protected:
-    static constexpr uint32_t kSize = 64;
-    WorkingFolder folder;
-    std::unique_ptr<VukHeap> owned = std::make_unique<VukHeap>(kSize, 1024, "TestHeap");
-    VukHeap& heap = *owned;
-    uint8_t* Slot(uint32_t i) const { return heap.Base() + i * kSize; }
-    void AllocateSlots(uint32_t n) {
-        for (uint32_t i = 0; i < n; ++i) ASSERT_EQ(heap.AllocateOne(), Slot(i));
+    Pool() {
+        for (int i = 0; i < 10; ++i) Take();
     }
-    // The tests leave elements behind; the pool's complaint about them is expected here.
-    void TearDown() override {
-        try {
-            delete owned.release();
-        } catch (const WorldFatalError&) {
+    ~Pool() override {
+        for (uint8_t* p : m_Slots) m_Heap.FreeOne(p);
+    }
+    int SlotOf(const uint8_t* p) const { return int((p - m_Heap.Base()) / 16); }
+    int Take() { return SlotOf(m_Slots.emplace_back(m_Heap.AllocateOne())); }
+    void Free(std::initializer_list<int> slots) {
+        for (int i : slots)
+            m_Heap.FreeOne(m_Heap.Base() + 16 * i), std::erase(m_Slots, m_Heap.Base() + 16 * i);
+    }
+    Runs Live() {
+        Runs out;
+        for (uint32_t i = 0; i < m_Heap.FreeStack().Count(); ++i) {
+            const auto& e = m_Heap.FreeStack().EntryAt(i);
+            if (e.m_uiRunLength) out.emplace_back(SlotOf(e.m_pAddress), e.m_uiRunLength);
         }
+        return out;
     }
+
+    WorkingFolder m_Folder;
+    std::unique_ptr<VukHeap> m_pHeap =
+        std::make_unique<VukHeap>(16, 64, "PoolTest"); // may throw when destroyed
+    VukHeap& m_Heap = *m_pHeap;
+    std::vector<uint8_t*> m_Slots;
 };
 
-bool Resident(const uint8_t* page) {
-    unsigned char v = 0;
-    if (mincore(const_cast<uint8_t*>(page), 4096, &v) != 0) return false;
-    return (v & 1) != 0;
+// The tidy gives the single free slots just below top back to it (a run of two there stays),
+// sorts the rest so that the lowest go first and merges neighbours; run again, it changes nothing.
+TEST_F(Pool, TidyingAbsorbsSinglesBelowTopThenSortsAndMergesTheRest) {
+    Free({5, 1, 7, 3});
+    m_Heap.L2_OptimizeFreeElementStack();
+    EXPECT_EQ(Live(), (Runs{{7, 1}, {5, 1}, {3, 1}, {1, 1}}));
+    Free({9, 8}); // each just below top: top sinks
+    EXPECT_EQ(m_Heap.Top(), m_Heap.Base() + 8 * 16);
+    Free({6}); // above the last entry: the stack is out of order now
+    m_Heap.L2_OptimizeFreeElementStack();
+    m_Heap.L2_OptimizeFreeElementStack();
+    EXPECT_EQ(std::pair(m_Heap.Top(), Live()), std::pair(m_Heap.Base() + 5 * 16, Runs{{3, 1}, {1, 1}}));
+    Free({2, 0});
+    m_Heap.L2_OptimizeFreeElementStack();
+    EXPECT_EQ(Live(), (Runs{{3, 4}}));
+    EXPECT_EQ(Take(), 0);
+    EXPECT_EQ(Take(), 1); // slots 2 and 3 are left as a run
+    Free({4});            // top sinks to 4, right above the run
+    m_Heap.L2_OptimizeFreeElementStack();
+    EXPECT_EQ(std::pair(m_Heap.Top(), Live()), std::pair(m_Heap.Base() + 4 * 16, Runs{{3, 2}}));
 }
 
-} // namespace
-
-// ---- allocation and the high-water mark ----------------------------------------------------
-
-TEST_F(SmallHeap, AllocatesFromTheTopInAscendingOrder) {
-    AllocateSlots(3);
-    EXPECT_EQ(heap.Top(), Slot(3));
-    EXPECT_EQ(heap.LiveCount(), 3u);
-}
-
-TEST_F(SmallHeap, FreeingTheNewestElementLowersTopInsteadOfGrowingTheStack) {
-    AllocateSlots(3);
-    heap.FreeOne(Slot(2));
-    EXPECT_EQ(heap.Top(), Slot(2));
-    EXPECT_EQ(heap.GetHolesInHeap(), 0u);
-    EXPECT_EQ(heap.LiveCount(), 2u);
-}
-
-// ---- the free-element stack ------------------------------------------------------------------
-
-TEST_F(SmallHeap, FreeingADescendingSequenceMakesOneRun) {
-    AllocateSlots(6);
-    heap.FreeOne(Slot(4));
-    heap.FreeOne(Slot(3));
-    heap.FreeOne(Slot(2));
-    ASSERT_EQ(heap.FreeStack().Count(), 1u);
-    EXPECT_EQ(heap.FreeStack().EntryAt(0).m_pAddress, Slot(4));
-    EXPECT_EQ(heap.FreeStack().EntryAt(0).m_uiRunLength, 3u);
-    EXPECT_EQ(heap.AllocateOne(), Slot(2));
-    EXPECT_EQ(heap.AllocateOne(), Slot(3));
-    EXPECT_EQ(heap.AllocateOne(), Slot(4));
-    EXPECT_EQ(heap.FreeStack().Count(), 0u);
-}
-
-TEST_F(SmallHeap, AnAscendingPushClearsInOrder) {
-    AllocateSlots(6);
-    heap.FreeOne(Slot(1));
-    EXPECT_TRUE(heap.FreeStack().InOrder());
-    EXPECT_EQ(heap.FreeStack().FirstAddress(), Slot(1));
-    heap.FreeOne(Slot(3));
-    EXPECT_FALSE(heap.FreeStack().InOrder());
-    EXPECT_EQ(heap.FreeStack().LastAddress(), Slot(3));
-}
-
-TEST_F(SmallHeap, OptimizeAbsorbsSingleSlotsBelowTop) {
-    AllocateSlots(6);
-    heap.FreeOne(Slot(3));
-    heap.FreeOne(Slot(4));  // a separate single: 3 - 1 slot is 2, not 4
-    heap.FreeOne(Slot(5));  // just below top: top sinks to slot 5
-    ASSERT_EQ(heap.Top(), Slot(5));
-    ASSERT_EQ(heap.GetHolesInHeap(), 2u);
-    heap.L2_OptimizeFreeElementStack();
-    EXPECT_EQ(heap.Top(), Slot(3));
-    EXPECT_EQ(heap.GetHolesInHeap(), 0u);
-}
-
-TEST_F(SmallHeap, OptimizeLeavesARunOfTwoBelowTop) {
-    AllocateSlots(6);
-    heap.FreeOne(Slot(4));
-    heap.FreeOne(Slot(3));  // {slot 4, 2}
-    heap.FreeOne(Slot(5));  // top sinks to slot 5, right above the run
-    heap.L2_OptimizeFreeElementStack();
-    EXPECT_EQ(heap.Top(), Slot(5));
-    ASSERT_EQ(heap.FreeStack().Count(), 1u);
-    EXPECT_EQ(heap.FreeStack().EntryAt(0).m_pAddress, Slot(4));
-    EXPECT_EQ(heap.FreeStack().EntryAt(0).m_uiRunLength, 2u);
-}
-
-TEST_F(SmallHeap, OptimizeSortsDescendingAndMergesNeighbours) {
-    AllocateSlots(6);
-    heap.FreeOne(Slot(3));
-    heap.FreeOne(Slot(1));
-    heap.FreeOne(Slot(2));
-    ASSERT_EQ(heap.FreeStack().Count(), 3u);
-    heap.L2_OptimizeFreeElementStack();
-    const VukHeap_FreeElementStack& stack = heap.FreeStack();
-    EXPECT_TRUE(stack.InOrder());
-    ASSERT_EQ(stack.Count(), 3u);  // merged entries stay behind as dead ones
-    EXPECT_EQ(stack.EntryAt(0).m_pAddress, Slot(3));
-    EXPECT_EQ(stack.EntryAt(0).m_uiRunLength, 3u);
-    EXPECT_EQ(stack.EntryAt(1).m_uiRunLength, 0u);
-    EXPECT_EQ(stack.EntryAt(2).m_uiRunLength, 0u);
-    // The lowest hole is refilled first; the dead entries are dropped on the way.
-    EXPECT_EQ(heap.AllocateOne(), Slot(1));
-    EXPECT_EQ(heap.FreeStack().Count(), 1u);
-    EXPECT_EQ(heap.AllocateOne(), Slot(2));
-    EXPECT_EQ(heap.AllocateOne(), Slot(3));
-    EXPECT_EQ(heap.AllocateOne(), Slot(6));
-}
-
-TEST(FreeElementStack, PagesOfTheEntryRangeFollowTheCount) {
-    // 256 entries of 16 bytes fill one page.
-    VukHeap_FreeElementStack stack(8, 4096);
+TEST(FreeElementStack, CommitsEntryPagesAsItGrowsAndReleasesThemOnlyAtTheTidy) {
+    VukHeap_FreeElementStack stack(8, 4096); // 256 entries of 16 bytes fill one page
     static uint8_t slots[8 * 4096];
-    EXPECT_EQ(stack.CommittedPages(), 0u);
-    // Pushing every other slot upward makes one entry each.
-    for (uint32_t i = 0; i < 257; ++i) stack.Push(slots + 16 * i);
-    EXPECT_EQ(stack.Count(), 257u);
-    EXPECT_EQ(stack.CommittedPages(), 2u);
+    for (uint32_t i = 0; i < 257; ++i) stack.Push(slots + 16 * i); // every other slot: one entry each
     uint8_t* out;
     ASSERT_TRUE(stack.Pop(&out));
-    EXPECT_EQ(out, slots + 16 * 256);
-    // Back on the boundary: the second page goes at the next tidy, not at once.
-    EXPECT_EQ(stack.CommittedPages(), 2u);
+    EXPECT_EQ(std::tuple(out, stack.Count(), stack.CommittedPages()), std::tuple(slots + 16 * 256, 256u, 2u));
     stack.ReleaseUnusedPages();
     EXPECT_EQ(stack.CommittedPages(), 1u);
     stack.Push(slots + 16 * 300);
     EXPECT_EQ(stack.CommittedPages(), 2u);
-    while (stack.Pop(&out)) {
-    }
+    while (stack.Pop(&out)) continue;
     stack.ReleaseUnusedPages();
     EXPECT_EQ(stack.CommittedPages(), 0u);
 }
 
-// ---- pages -------------------------------------------------------------------------------------
-
-TEST(VukHeapPages, APageStaysCommittedUntilItsLastElementGoes) {
+// A page is committed while an element touches it; one left unused goes at the next tidy, unless
+// it filled again before. Elements of 3000 bytes: the second lies across pages 0 and 1.
+TEST(PoolPages, AreCommittedWhileUsedAndDecommittedByTheTidy) {
     WorkingFolder folder;
-    VukHeap heap(1024, 64, "PageHeap");  // four elements per page
+    VukHeap heap(3000, 64, "PageHeap");
     uint8_t* a = heap.AllocateOne();
     uint8_t* b = heap.AllocateOne();
-    EXPECT_EQ(heap.PageUse(0), 2u);
-    EXPECT_EQ(heap.ChainCommittedPages(), 1u);
-    std::memset(a, 0x5A, 1024);
-    std::memset(b, 0x5A, 1024);
+    std::memset(a, 0x5A, 6000);
+    EXPECT_EQ(std::tuple(heap.PageUse(0), heap.PageUse(1)), std::tuple(2u, 1u));
     heap.FreeOne(a);
-    EXPECT_EQ(heap.PageUse(0), 1u);
-    heap.L2_OptimizeFreeElementStack();
-    EXPECT_EQ(heap.ChainCommittedPages(), 1u);
-    EXPECT_TRUE(Resident(heap.Base()));
     heap.FreeOne(b);
-    EXPECT_EQ(heap.PageUse(0), 0u);
-    heap.L2_OptimizeFreeElementStack();
-    EXPECT_EQ(heap.ChainCommittedPages(), 0u);
-    EXPECT_FALSE(Resident(heap.Base()));
-}
-
-TEST(VukHeapPages, APageThatFillsAgainBeforeTheTidyStaysCommitted) {
-    WorkingFolder folder;
-    VukHeap heap(1024, 64, "RefillHeap");
-    uint8_t* a = heap.AllocateOne();
-    std::memset(a, 0x5A, 1024);
-    heap.FreeOne(a);
-    EXPECT_EQ(heap.PageUse(0), 0u);
-    uint8_t* again = heap.AllocateOne();
-    EXPECT_EQ(again, a);
-    EXPECT_EQ(heap.PageUse(0), 1u);
+    b = heap.AllocateOne();
     heap.L2_OptimizeFreeElementStack();
     EXPECT_EQ(heap.ChainCommittedPages(), 1u);
-    EXPECT_TRUE(Resident(heap.Base()));
-    heap.FreeOne(again);
-}
-
-TEST(VukHeapPages, AStraddlingElementKeepsBothPages) {
-    WorkingFolder folder;
-    VukHeap heap(3000, 16, "StraddleHeap");
-    uint8_t* first = heap.AllocateOne();   // bytes 0 to 2999: page 0
-    uint8_t* second = heap.AllocateOne();  // bytes 3000 to 5999: pages 0 and 1
-    EXPECT_EQ(heap.PageUse(0), 2u);
-    EXPECT_EQ(heap.PageUse(1), 1u);
-    heap.FreeOne(first);
-    EXPECT_EQ(heap.PageUse(0), 1u);
+    heap.FreeOne(b);
+    EXPECT_EQ(heap.ChainCommittedPages(), 1u);
     heap.L2_OptimizeFreeElementStack();
-    EXPECT_EQ(heap.ChainCommittedPages(), 2u);
-    heap.FreeOne(second);
-    EXPECT_EQ(heap.PageUse(0), 0u);
-    EXPECT_EQ(heap.PageUse(1), 0u);
-    heap.L2_OptimizeFreeElementStack();
-    EXPECT_EQ(heap.ChainCommittedPages(), 0u);
+    unsigned char resident = 1;
+    EXPECT_EQ(std::pair(heap.ChainCommittedPages(), mincore(heap.Base(), 4096, &resident)),
+              std::pair(uint64_t(0), 0));
+    EXPECT_EQ(resident & 1, 0);
+
+    EXPECT_EQ(VukHeap(100, 41, "RoundHeap").PageCount(), 2u); // 4100 bytes
 }
 
-TEST(VukHeapPages, PageCountRoundsUp) {
+// A full pool chains another of the same shape, which goes again when it empties. Handles number
+// the elements over the chain from 1; those of a pool that went are stale.
+TEST(PoolChain, GrowsAndShrinksWithItsElementsWhichItNumbersThroughout) {
     WorkingFolder folder;
-    VukHeap heap(100, 41, "RoundHeap");  // 4100 bytes
-    EXPECT_EQ(heap.PageCount(), 2u);
-}
-
-// ---- chaining ------------------------------------------------------------------------------------
-
-TEST(VukHeapChain, OneMoreThanTheCountChainsAPoolAndFreeingItDeletesIt) {
-    WorkingFolder folder;
-    VukHeap heap(16, 4, "ChainHeap");
-    uint8_t* slots[4];
-    for (auto& s : slots) s = heap.AllocateOne();
-    EXPECT_EQ(heap.Next(), nullptr);
-    uint8_t* fifth = heap.AllocateOne();
+    VukHeap heap(24, 2, "ChainHeap");
+    std::vector<uint8_t*> p;
+    for (int i = 0; i < 6; ++i) p.push_back(heap.AllocateOne()); // three pools of two
     ASSERT_NE(heap.Next(), nullptr);
-    EXPECT_EQ(heap.Next()->Name(), "ChainHeap");
-    EXPECT_TRUE(heap.Next()->IsIn(fifth));
-    EXPECT_TRUE(heap.IsIn(fifth));
-    EXPECT_EQ(heap.LiveCount(), 4u);
-    EXPECT_EQ(heap.ChainLiveCount(), 5u);
-    EXPECT_EQ(folder.CountInLog("VukHeap: DEBUG INFO: Additional heap created for ChainHeap objects.\r\n"), 1);
-
-    heap.FreeOne(fifth);
+    EXPECT_EQ(std::tuple(heap.Next()->Name(), heap.Next()->IsIn(p[2]), heap.IsIn(p[5]), heap.LiveCount(),
+                         heap.ChainLiveCount()),
+              std::tuple("ChainHeap", true, true, 2u, uint64_t(6)));
+    EXPECT_EQ(folder.CountInLog("VukHeap: DEBUG INFO: Additional heap created for ChainHeap objects.\r\n"),
+              2);
+    EXPECT_EQ(std::tuple(heap.HandleOf(nullptr), heap.FromHandle(0)), std::tuple(0u, nullptr));
+    for (uint32_t i = 0; i < 6; ++i)
+        EXPECT_EQ(std::tuple(heap.HandleOf(p[i]), heap.FromHandle(i + 1)), std::tuple(i + 1, p[i]));
+    int outside = 0;
+    EXPECT_THROW(heap.HandleOf(p[0] + 1), WorldFatalError);
+    EXPECT_THROW(heap.HandleOf(&outside), WorldFatalError);
+    for (int i : {0, 2, 5, 4}) heap.FreeOne(p[size_t(i)]); // the third pool goes; the second still holds p[3]
+    EXPECT_EQ(std::tuple(heap.GetHolesInHeap(), heap.Next()->Next(), heap.CanBeFreed()),
+              std::tuple(2u, nullptr, false));
+    EXPECT_THROW(heap.FromHandle(5), WorldFatalError);
+    EXPECT_THROW(heap.HandleOf(p[4]), WorldFatalError);
+    heap.FreeOne(p[3]);
     EXPECT_EQ(heap.Next(), nullptr);
-    EXPECT_EQ(folder.CountInLog("VukHeap: DEBUG INFO: Deleted extra heap for ChainHeap objects\r\n"), 1);
-    for (auto& s : slots) heap.FreeOne(s);
+    EXPECT_EQ(folder.CountInLog("VukHeap: DEBUG INFO: Deleted extra heap for ChainHeap objects\r\n"), 2);
+    p[0] = heap.AllocateOne(); // back into its hole, then a new pool at depth 1
+    p[2] = heap.AllocateOne();
+    EXPECT_EQ(std::tuple(heap.HandleOf(p[2]), heap.FromHandle(3)), std::tuple(3u, p[2]));
+    for (int i : {2, 1, 0}) heap.FreeOne(p[size_t(i)]);
     EXPECT_TRUE(heap.CanBeFreed());
 }
 
-TEST(VukHeapChain, TheChainedPoolStaysWhileItHoldsElements) {
+TEST(PoolErrors, AreLoggedUnderVukHeapAndRaised) {
     WorkingFolder folder;
-    VukHeap heap(16, 2, "KeepHeap");
-    uint8_t* a = heap.AllocateOne();
-    uint8_t* b = heap.AllocateOne();
-    uint8_t* c = heap.AllocateOne();
-    uint8_t* d = heap.AllocateOne();
-    heap.FreeOne(c);
-    EXPECT_NE(heap.Next(), nullptr);
-    EXPECT_FALSE(heap.CanBeFreed());
-    heap.FreeOne(d);
-    EXPECT_EQ(heap.Next(), nullptr);
-    heap.FreeOne(a);
-    heap.FreeOne(b);
-}
-
-TEST(VukHeapChain, HolesAreCountedOverTheChain) {
-    WorkingFolder folder;
-    VukHeap heap(16, 3, "HoleHeap");
-    uint8_t* s[6];
-    for (auto& p : s) p = heap.AllocateOne();
-    heap.FreeOne(s[0]);
-    heap.FreeOne(s[3]);
-    EXPECT_EQ(heap.GetHolesInHeap(), 2u);
-    for (int i : {1, 2, 4, 5}) heap.FreeOne(s[i]);
-}
-
-// ---- handles -------------------------------------------------------------------------------------
-
-TEST(VukHeapHandles, HandlesRoundTripOverTheChain) {
-    WorkingFolder folder;
-    VukHeap heap(24, 2, "HandleHeap");
-    uint8_t* a = heap.AllocateOne();
-    uint8_t* b = heap.AllocateOne();
-    uint8_t* c = heap.AllocateOne();
-    EXPECT_EQ(heap.HandleOf(nullptr), 0u);
-    EXPECT_EQ(heap.FromHandle(0), nullptr);
-    EXPECT_EQ(heap.HandleOf(a), 1u);
-    EXPECT_EQ(heap.HandleOf(b), 2u);
-    EXPECT_EQ(heap.HandleOf(c), 3u);  // first slot of the chained pool
-    EXPECT_EQ(heap.FromHandle(3), c);
-    EXPECT_THROW(heap.HandleOf(a + 1), WorldFatalError);
-    int outside = 0;
-    EXPECT_THROW(heap.HandleOf(&outside), WorldFatalError);
-    heap.FreeOne(c);
-    heap.FreeOne(b);
-    heap.FreeOne(a);
-}
-
-TEST(VukHeapHandles, HandlesFollowTheChainAsItEmptiesAndGrowsAgain) {
-    WorkingFolder folder;
-    VukHeap heap(24, 2, "HandleChainHeap");
-    std::vector<uint8_t*> p;
-    for (int i = 0; i < 6; ++i) p.push_back(heap.AllocateOne()); // three pools of two
-    EXPECT_EQ(heap.HandleOf(p[5]), 6u);
-    EXPECT_EQ(heap.FromHandle(6), p[5]);
-    EXPECT_EQ(heap.FromHandle(4), p[3]);
-    // Emptying the last two pools deletes them: their handles are stale.
-    for (int i = 5; i >= 2; --i) heap.FreeOne(p[size_t(i)]);
-    EXPECT_EQ(heap.Next(), nullptr);
-    EXPECT_THROW(heap.FromHandle(3), WorldFatalError);
-    EXPECT_THROW(heap.HandleOf(p[4]), WorldFatalError);
-    // A new chained pool takes depth 1 again.
-    uint8_t* again = heap.AllocateOne();
-    EXPECT_EQ(heap.HandleOf(again), 3u);
-    EXPECT_EQ(heap.FromHandle(3), again);
-    heap.FreeOne(again);
-    heap.FreeOne(p[1]);
-    heap.FreeOne(p[0]);
-}
-
-// ---- errors --------------------------------------------------------------------------------------
-
-TEST(VukHeapErrors, DeletingAPoolWithLiveElementsReportsAndThrows) {
-    WorkingFolder folder;
-    auto* heap = new VukHeap(32, 8, "LeakyHeap");
-    heap->AllocateOne();
-    try {
-        delete heap;
-        FAIL() << "no exception";
-    } catch (const WorldFatalError& e) {
-        EXPECT_STREQ(e.what(), "Heap Deletion Error: Objects Left Over in LeakyHeap..");
-    }
+    auto* leaky = new VukHeap(32, 8, "LeakyHeap");
+    leaky->AllocateOne();
+    EXPECT_THROW(delete leaky, WorldFatalError);
+    EXPECT_THROW(VukHeap(1u << 31, 1u << 31, "HugeHeap"), WorldFatalError);
     EXPECT_EQ(folder.CountInLog("VukHeap: Heap Deletion Error: Objects Left Over in LeakyHeap..\r\n"), 1);
+    EXPECT_EQ(folder.CountInLog("VukHeap: Heap Creation Error: Out of virtual (reserved) addressing space "
+                                "HugeHeap..\r\n"),
+              1);
 }
 
-TEST(VukHeapErrors, AnImpossibleReservationReportsAndThrows) {
+// Not used by the server today; it keeps the pool's rules with a file behind each range.
+TEST(FileMappedPool, UnlinksItsFileAndChainsNumberedSequencesWithTheSameRules) {
     WorkingFolder folder;
-    try {
-        VukHeap heap(1u << 31, 1u << 31, "HugeHeap");
-        FAIL() << "no exception";
-    } catch (const WorldFatalError& e) {
-        EXPECT_STREQ(e.what(), "Heap Creation Error: Out of virtual (reserved) addressing space HugeHeap..");
-    }
-    EXPECT_EQ(folder.CountInLog("VukHeap: Heap Creation Error: Out of virtual (reserved) addressing space HugeHeap..\r\n"), 1);
-}
-
-// ---- the file-mapped pool -------------------------------------------------------------------------
-
-TEST(VukHeapFileMapped, TheBackingFileIsUnlinkedOnceMapped) {
-    WorkingFolder folder;
-    VukHeap_FileMapped heap(64, 16, "Mapped");
-    EXPECT_EQ(heap.FilePath(), "temp_VukEntityDatabase/Mapped_0");
-    EXPECT_TRUE(folder.Exists("temp_VukEntityDatabase"));
-    EXPECT_FALSE(folder.Exists("temp_VukEntityDatabase/Mapped_0"));
-    uint8_t* p = heap.AllocateOne();
-    std::memset(p, 0x33, 64);
-    EXPECT_EQ(p, heap.Base());
-    heap.FreeOne(p);
+    VukHeap_FileMapped heap(32, 4, "Mapped");
+    EXPECT_EQ(
+        std::tuple(heap.FilePath(), folder.Exists("temp_VukEntityDatabase"), folder.Exists(heap.FilePath())),
+        std::tuple("temp_VukEntityDatabase/Mapped_0", true, false));
+    uint8_t* s[5];
+    for (auto& p : s) p = heap.AllocateOne();
+    EXPECT_EQ(std::tuple(s[0], heap.Next()->Sequence(), heap.Next()->IsIn(s[4])),
+              std::tuple(heap.Base(), 1, true));
+    for (int i : {4, 2, 1}) heap.FreeOne(s[i]); // the second pool goes; 2 and 1 make one run
+    EXPECT_EQ(std::tuple(heap.Next(), heap.GetHolesInHeap()), std::tuple(nullptr, 1u));
+    EXPECT_EQ(heap.AllocateOne(), s[1]);
+    EXPECT_EQ(heap.AllocateOne(), s[2]);
+    for (int i : {3, 2, 1, 0}) heap.FreeOne(s[i]); // each just below top: top sinks to the base
     EXPECT_EQ(heap.Top(), heap.Base());
 }
 
-TEST(VukHeapFileMapped, AFullPoolChainsTheNextSequence) {
-    WorkingFolder folder;
-    VukHeap_FileMapped heap(32, 2, "MappedChain");
-    uint8_t* a = heap.AllocateOne();
-    uint8_t* b = heap.AllocateOne();
-    uint8_t* c = heap.AllocateOne();
-    ASSERT_NE(heap.Next(), nullptr);
-    EXPECT_EQ(heap.Next()->Sequence(), 1);
-    EXPECT_EQ(folder.CountInLog(
-                  "VukHeap: DEBUG INFO: Additional file mapped heap created for temp_VukEntityDatabase/MappedChain_1 objects.\r\n"),
-              1);
-    heap.FreeOne(c);
-    EXPECT_EQ(heap.Next(), nullptr);
-    EXPECT_EQ(folder.CountInLog("VukHeap: DEBUG INFO: Deleted a file mapped heap for MappedChain objects\r\n"), 1);
-    heap.FreeOne(a);
-    heap.FreeOne(b);
-}
-
-TEST(VukHeapFileMapped, FreeRunsWorkAsInTheMemoryPool) {
-    WorkingFolder folder;
-    VukHeap_FileMapped heap(16, 8, "MappedRuns");
-    uint8_t* s[5];
-    for (auto& p : s) p = heap.AllocateOne();
-    heap.FreeOne(s[3]);
-    heap.FreeOne(s[2]);
-    heap.FreeOne(s[1]);
-    EXPECT_EQ(heap.GetHolesInHeap(), 1u);
-    EXPECT_EQ(heap.AllocateOne(), s[1]);
-    EXPECT_EQ(heap.AllocateOne(), s[2]);
-    EXPECT_EQ(heap.AllocateOne(), s[3]);
-    for (auto& p : s) heap.FreeOne(p);
-}
-
-// ---- the global pools ---------------------------------------------------------------------------
-
-TEST(GlobalPools, HaveTheirNamesAndCounts) {
-    EXPECT_EQ(g_VukHeap_ServerEntity.Name(), "g_VukHeap_ServerEntity");
-    EXPECT_EQ(g_VukHeap_ServerEntity.ElementCount(), 65'536u);
-    EXPECT_EQ(g_VukHeap_ServerZorbinCube.ElementCount(), 65'536u);
-    EXPECT_EQ(g_VukHeap_ServerPalaceCube.ElementCount(), 65'536u);
-    EXPECT_EQ(g_VukHeap_ServerClientEntity.ElementCount(), 1'048'576u);
-    EXPECT_EQ(g_VukHeap_Links.ElementCount(), 2'097'152u);
-    EXPECT_EQ(g_VukHeap_SCEPlayer.ElementCount(), 16'384u);
-    EXPECT_EQ(g_VukHeap_PFAE_Info.ElementCount(), 4'194'304u);
-    EXPECT_EQ(g_VukHeap_VukZone.ElementCount(), 131'072u);
-    EXPECT_EQ(g_VukHeap_VukZoneLine.ElementCount(), 16'384u);
-    EXPECT_EQ(g_VukHeap_PFA_LinkBacks.ElementCount(), 2'097'152u);
-    EXPECT_EQ(g_VukHeap_PFA_LinkBacks.ElementSize(), 4u);
-    EXPECT_EQ(g_VukHeap_PFAE_Info.Name(), "g_VukHeap_PFAE_Info");
-}
+} // namespace

@@ -1,298 +1,208 @@
+// The zone grid: where entities are filed, how zones come and go, the zone walk and the zone key.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <tuple>
-#include <vector>
+#include <functional>
+#include <map>
+#include <memory>
 
-#include "world/Server_EntityKinds.h"
-#include "world/VUK_Grid.h"
-#include "world/VUK_Zone.h"
-#include "world/World.h"
+#include "WorldFixture.h"
 #include "world/WorldFatalError.h"
-#include "world/ZoneGridHolder.h"
 
 namespace {
 
-using ZoneIndex = std::tuple<uint32_t, uint32_t, uint32_t>;  // x, y, z
-
-ZoneIndex IndexOf(const VUK_Zone* zone) {
-    const VUK_ZoneLine* line = zone->m_pZoneLine;
-    return {zone->m_uiIndex, line->m_pMap->m_uiIndex, line->m_uiIndex};
-}
-
-// The distinct zones an entity is filed in, sorted.
-std::vector<ZoneIndex> ZonesOf(const PFAE_InfoList& links) {
-    std::vector<ZoneIndex> zones;
-    for (uint32_t i = 0; i < links.Count(); ++i) zones.push_back(IndexOf(links[i]->GetArray()->GetOwner()));
-    std::sort(zones.begin(), zones.end());
-    zones.erase(std::unique(zones.begin(), zones.end()), zones.end());
-    return zones;
-}
-
-std::vector<ZoneIndex> Cube(uint32_t x0, uint32_t y0, uint32_t z0) {
-    std::vector<ZoneIndex> zones;
-    for (uint32_t x : {x0, x0 + 1})
-        for (uint32_t y : {y0, y0 + 1})
-            for (uint32_t z : {z0, z0 + 1}) zones.emplace_back(x, y, z);
-    std::sort(zones.begin(), zones.end());
-    return zones;
-}
-
-// Pads filed straight into a grid of their own, taken out again at the end.
+// Entities filed straight into a grid of their own, taken out again at the end.
 class GridTest : public ::testing::Test {
 protected:
-    VUK_Grid grid;
-    std::vector<Server_Entity*> entities;
-
-    Server_Entity* Pad(VUKVector position, VUKVector size, uint8_t kind = kKindNormalPad) {
-        Server_Entity* e = World::CreateByType(kind);
+    Server_Entity* Filed(VUKVector position, VUKVector size, uint8_t kind = kKindNormalPad,
+                         const std::function<void(Server_Entity*)>& set = {}, bool masterListOnly = false) {
+        Server_Entity* e = m_Entities.emplace_back(World::CreateByType(kind)).get();
         e->m_vPosition = position;
         e->m_vSize = size;
-        entities.push_back(e);
-        return e;
-    }
-    Server_Entity* Filed(VUKVector position, VUKVector size, uint8_t kind = kKindNormalPad) {
-        Server_Entity* e = Pad(position, size, kind);
-        grid.AddEntity(e, &e->m_ZoneLinks, false);
+        if (set) set(e);
+        m_Grid.AddEntity(e, &e->m_ZoneLinks, masterListOnly);
         return e;
     }
     void TearDown() override {
-        for (Server_Entity* e : entities) {
-            ZL_RemoveEntityFromZonesOnly(e, &e->m_ZoneLinks);
-            delete e;
-        }
+        for (auto& e : m_Entities) ZL_RemoveEntityFromZonesOnly(e.get(), &e->m_ZoneLinks);
+        m_Entities.clear();
     }
     std::vector<ZoneIndex> Walk(const ZoneQuery& q) {
         std::vector<ZoneIndex> zones;
-        ZoneLooper looper(&grid, &q);
+        ZoneLooper looper(&m_Grid, &q);
         for (VUK_Zone* z = looper.GetFirst(); z; z = looper.GetNext()) zones.push_back(IndexOf(z));
         return zones;
     }
+    VUK_Grid m_Grid;
+    std::vector<std::unique_ptr<Server_Entity>> m_Entities;
 };
 
-} // namespace
-
-// ---- filing ------------------------------------------------------------------------------------
-
-TEST_F(GridTest, ABoxAtTheOriginLandsInTwoZonesPerAxis) {
-    Server_Entity* e = Filed({0, 0, 0}, {100, 100, 100});
-    EXPECT_EQ(ZonesOf(e->m_ZoneLinks), Cube(74, 2, 74));
-    EXPECT_EQ(e->m_ZoneLinks.Count(), 16u);  // master list and normal pads in each
-    EXPECT_EQ(grid.CountZones(), 8u);
-    VUK_Zone* zone = grid.GetZone(2, 74, 74);
-    ASSERT_NE(zone, nullptr);
-    EXPECT_EQ(zone->List(kZoneAll).GetEntity(0), e);
-    EXPECT_EQ(zone->List(kZoneNormalPads).GetEntity(0), e);
-    EXPECT_EQ(zone->m_uiLinkCount, 2u);
+TEST_F(GridTest, AnIndexIsTheTruncatedDistanceFromTheLowEdgeOrMinusOneOutside) {
+    // clang-format off
+    for (auto [index, expected] : {std::pair{m_Grid.IndexX(-50), 74}, {m_Grid.IndexX(1950), 75}, {m_Grid.IndexY(-6000), 0},
+            {m_Grid.IndexY(-6000.5f), -1}, {m_Grid.IndexY(29'999), 17}, {m_Grid.IndexY(30'000), -1},
+            {m_Grid.IndexZ(149'999), 149}, {m_Grid.IndexX(std::nanf("")), -1}})
+        EXPECT_EQ(index, expected);
+    // clang-format on
 }
 
-TEST_F(GridTest, AnIndexIsTheTruncatedDistanceFromTheMinimum) {
-    EXPECT_EQ(grid.IndexX(-50), 74);
-    EXPECT_EQ(grid.IndexX(1950), 75);
-    EXPECT_EQ(grid.IndexY(-6000), 0);
-    EXPECT_EQ(grid.IndexY(-6000.5f), -1);
-    EXPECT_EQ(grid.IndexY(29'999), 17);
-    EXPECT_EQ(grid.IndexY(30'000), -1);
-    EXPECT_EQ(grid.IndexZ(149'999), 149);
+// Each loop of the filing walk runs one zone past the high edge, so the zone holding the high
+// edge is always reached; a zone is filed once, and only the part inside the grid counts.
+TEST_F(GridTest, AnEntityIsFiledOnceInEveryZoneItsBoxReaches) {
+    // position, size, number of zones, lowest and highest zone
+    // clang-format off
+    const std::tuple<VUKVector, VUKVector, size_t, ZoneIndex, ZoneIndex> cases[] = {
+        {{0, 0, 0}, {100, 100, 100}, 8, {74, 2, 74}, {75, 3, 75}},
+        {{0, -7000, 0}, {100, 100, 100}, 4, {74, 0, 74}, {75, 0, 75}}, // just below the grid: layer 0 only
+        {{149'900, 0, 0}, {400, 10, 10}, 4, {149, 2, 74}, {149, 3, 75}},
+        {{0, 0, 0}, {20'000, 10, 10}, 48, {70, 2, 74}, {81, 3, 75}}, // -10000 is the low edge of zone 70
+        {{0, -9000, 0}, {100, 100, 100}, 0, {}, {}}, {{std::nanf(""), 0, 0}, {10, 10, 10}, 0, {}, {}},
+        {{1e30f, 0, -1e30f}, {10, 10, 10}, 0, {}, {}}};
+    // clang-format on
+    for (const auto& [position, size, count, lowest, highest] : cases) {
+        Server_Entity* e = Filed(position, size);
+        std::vector<ZoneIndex> zones = ZonesOf(e->m_ZoneLinks);
+        zones.resize(std::max<size_t>(zones.size(), 1));
+        EXPECT_EQ(std::tuple(m_Grid.CountZones(), e->m_ZoneLinks.Count(), zones.front(), zones.back()),
+                  std::tuple(count, 2 * count, lowest, highest));
+        TearDown();
+    }
+    EXPECT_TRUE(m_Grid.IsEmpty());
 }
 
-TEST_F(GridTest, ArraysFollowTheKind) {
-    Server_Entity* built = Filed({0, 0, 0}, {10, 10, 10});
-    built->m_ucSurfaceFlags |= kSurfacePlayerBuilt;
-    ZL_RemoveEntityFromZonesOnly(built, &built->m_ZoneLinks);
-    grid.AddEntity(built, &built->m_ZoneLinks, false);
-    EXPECT_EQ(built->m_ZoneLinks.Count(), 24u);  // master, normal pads, resting property
-
-    Server_Entity* zorbin = Filed({0, 0, 0}, {10, 10, 10}, kKindZorbinCube);  // made moving
-    EXPECT_EQ(zorbin->m_ZoneLinks.Count(), 16u);
-    zorbin->SetMoving(false);
-    ZL_RemoveEntityFromZonesOnly(zorbin, &zorbin->m_ZoneLinks);
-    grid.AddEntity(zorbin, &zorbin->m_ZoneLinks, false);
-    EXPECT_EQ(zorbin->m_ZoneLinks.Count(), 24u);
-
-    Server_Entity* fire = Filed({0, 0, 0}, {10, 10, 10}, kKindFireBlock);
-    EXPECT_EQ(fire->m_ZoneLinks.Count(), 8u);
-    Server_Entity* talvy = Filed({0, 0, 0}, {10, 10, 10}, kKindTalvyCube);
-    Server_Entity* player = Filed({0, 0, 0}, {10, 10, 10}, kKindPlayer);
-    Server_Entity* master = Pad({0, 0, 0}, {10, 10, 10});
-    grid.AddEntity(master, &master->m_ZoneLinks, true);
-    EXPECT_EQ(master->m_ZoneLinks.Count(), 8u);
-
-    VUK_Zone* zone = grid.GetZone(2, 74, 74);
-    EXPECT_EQ(zone->List(kZoneAll).Count(), 6u);
-    EXPECT_EQ(zone->List(kZoneRestingProperty).Count(), 2u);
-    EXPECT_EQ(zone->List(kZoneZorbinCubes).GetEntity(0), zorbin);
-    EXPECT_EQ(zone->List(kZonePrincesses).GetEntity(0), talvy);
-    EXPECT_EQ(zone->List(kZonePlayers).GetEntity(0), player);
-    EXPECT_EQ(zone->List(kZoneNormalPads).Count(), 1u);
-    EXPECT_EQ(zone->m_uiLinkCount, 6u + 2 + 1 + 1 + 1 + 1);
+// Every entity goes into the master list; then into its kind's list, and property at rest also
+// into the resting-property list.
+TEST_F(GridTest, ZoneListsFollowTheKind) {
+    auto built = [](Server_Entity* e) { e->m_ucSurfaceFlags = kSurfacePlayerBuilt; };
+    // clang-format off
+    const std::tuple<uint8_t, std::function<void(Server_Entity*)>, bool, std::vector<int>> cases[] = {
+        {kKindNormalPad, {}, false, {kZoneAll, kZoneNormalPads}},
+        {kKindNormalPad, built, false, {kZoneAll, kZoneNormalPads, kZoneRestingProperty}},
+        {kKindNormalPad, [&](Server_Entity* e) { built(e), e->SetMoving(true); }, false, {kZoneAll, kZoneNormalPads}},
+        {kKindZorbinCube, {}, false, {kZoneAll, kZoneZorbinCubes}},
+        {kKindZorbinCube, [](Server_Entity* e) { e->SetMoving(false); }, false, {kZoneAll, kZoneRestingProperty, kZoneZorbinCubes}},
+        {kKindFireBlock, {}, false, {kZoneAll}}, {kKindTalvyCube, {}, false, {kZoneAll, kZonePrincesses}},
+        {kKindOrisetCube, {}, false, {kZoneAll, kZonePrincesses}}, {kKindPalaceCube, {}, false, {kZoneAll, kZonePalaceCubes}},
+        {kKindQuillhobCube, {}, false, {kZoneAll, kZoneQuillhobCubes}}, {kKindPlayer, {}, false, {kZoneAll, kZonePlayers}},
+        {kKindNormalPad, {}, true, {kZoneAll}}};
+    // clang-format on
+    uint32_t entries = 0;
+    for (const auto& [kind, set, masterListOnly, lists] : cases) {
+        Server_Entity* e = Filed({0, 0, 0}, {10, 10, 10}, kind, set, masterListOnly);
+        VUK_Zone* zone = m_Grid.GetZone(2, 74, 74);
+        std::vector<int> in;
+        for (uint8_t l = 0; l < kZoneListCount; ++l)
+            if (zone->List(ZoneList(l)).Contains(e)) in.push_back(l);
+        EXPECT_EQ(std::tuple(in, e->m_ZoneLinks.Count(), zone->m_uiLinkCount),
+                  std::tuple(lists, 8 * lists.size(), entries += uint32_t(lists.size())))
+            << int(kind);
+    }
 }
 
-TEST_F(GridTest, NothingIsFiledBelowTheGrid) {
-    Server_Entity* e = Filed({0, -9000, 0}, {100, 100, 100});
-    EXPECT_EQ(e->m_ZoneLinks.Count(), 0u);
-    EXPECT_TRUE(grid.IsEmpty());
-}
-
-TEST_F(GridTest, AnEntityJustBelowTheGridReachesOnlyTheLowestLayer) {
-    // The walk runs one zone past the high edge (-6950 + 2000), which is inside layer 0.
-    Server_Entity* e = Filed({0, -7000, 0}, {100, 100, 100});
-    std::vector<ZoneIndex> expected = {{74, 0, 74}, {74, 0, 75}, {75, 0, 74}, {75, 0, 75}};
-    EXPECT_EQ(ZonesOf(e->m_ZoneLinks), expected);
-    EXPECT_EQ(e->m_ZoneLinks.Count(), 8u);  // once per zone, never twice
-}
-
-TEST_F(GridTest, OnlyThePartInsideTheGridIsFiled) {
-    Server_Entity* e = Filed({149'900, 0, 0}, {400, 10, 10});
-    std::vector<ZoneIndex> expected = {{149, 2, 74}, {149, 2, 75}, {149, 3, 74}, {149, 3, 75}};
-    EXPECT_EQ(ZonesOf(e->m_ZoneLinks), expected);
-}
-
-TEST_F(GridTest, NonFiniteAndFarAwayEntitiesAreNotFiled) {
-    Server_Entity* nan = Filed({std::nanf(""), 0, 0}, {10, 10, 10});
-    Server_Entity* far = Filed({1e30f, 0, -1e30f}, {10, 10, 10});
-    EXPECT_EQ(nan->m_ZoneLinks.Count(), 0u);
-    EXPECT_EQ(far->m_ZoneLinks.Count(), 0u);
-    EXPECT_TRUE(grid.IsEmpty());
-}
-
-TEST_F(GridTest, ALongBoxCoversEveryZoneAlongItsLength) {
-    // x from -10000 (exactly the low edge of zone 70) to 10000: the walk visits -10000, -8000,
-    // ..., 12000, which is still at most the high edge plus one zone: zones 70 to 81.
-    Server_Entity* e = Filed({0, 0, 0}, {20'000, 10, 10});
-    std::vector<ZoneIndex> zones = ZonesOf(e->m_ZoneLinks);
-    ASSERT_EQ(zones.size(), 12u * 4);
-    EXPECT_EQ(std::get<0>(zones.front()), 70u);
-    EXPECT_EQ(std::get<0>(zones.back()), 81u);
-}
-
-TEST_F(GridTest, ARotatedBarIsFiledByItsRotatedCorners) {
-    const float quarterPi = 0.7853982f;
-    Server_Entity* bar = Pad({0, 100, 2100}, {1000, 10, 10});
-    bar->SetYaw(quarterPi);
+TEST_F(GridTest, ARotatedBarIsFiledByItsRotatedCornersUnlessItsKindSaysOtherwise) {
+    Server_Entity* bar = Filed({0, 100, 2100}, {1000, 10, 10}, kKindNormalPad,
+                               [](Server_Entity* e) { e->SetYaw(0.7853982f); });
     VUKVector low, high;
     VUK_Grid::GetEntityBounds(bar, true, &low, &high);
     EXPECT_NEAR(low.z, 2100 - 357.088f, 0.01f);
     EXPECT_NEAR(high.x, 357.088f, 0.01f);
-    grid.AddEntity(bar, &bar->m_ZoneLinks, false);
-    EXPECT_EQ(ZonesOf(bar->m_ZoneLinks), Cube(74, 3, 75));
-
+    EXPECT_EQ(ZonesOf(bar->m_ZoneLinks).front(), ZoneIndex(74, 3, 75));
     // Its unrotated box starts at z = 2095, one zone further.
     ZL_RemoveEntityFromZonesOnly(bar, &bar->m_ZoneLinks);
-    grid.AddEntity_NonRotated(bar, &bar->m_ZoneLinks, false);
-    EXPECT_EQ(ZonesOf(bar->m_ZoneLinks), Cube(74, 3, 76));
-
-    ZL_RemoveEntityFromZonesOnly(bar, &bar->m_ZoneLinks);
     bar->m_ucTypeAndFlags |= kTypeUnrotatedBounds;
-    grid.AddEntity(bar, &bar->m_ZoneLinks, false);
-    EXPECT_EQ(ZonesOf(bar->m_ZoneLinks), Cube(74, 3, 76));
+    m_Grid.AddEntity(bar, &bar->m_ZoneLinks, false);
+    EXPECT_EQ(ZonesOf(bar->m_ZoneLinks).front(), ZoneIndex(74, 3, 76));
 }
 
-// ---- removal -----------------------------------------------------------------------------------
-
-TEST_F(GridTest, RemovingTheOnlyEntityFreesZoneRowLayerAndStack) {
-    uint64_t zones = g_VukHeap_VukZone.ChainLiveCount();
-    uint64_t rows = g_VukHeap_VukZoneLine.ChainLiveCount();
-    uint64_t records = g_VukHeap_PFAE_Info.ChainLiveCount();
-    Server_Entity* e = Filed({0, 0, 0}, {100, 100, 100});
-    EXPECT_EQ(g_VukHeap_VukZone.ChainLiveCount(), zones + 8);
-    EXPECT_EQ(g_VukHeap_VukZoneLine.ChainLiveCount(), rows + 4);
-    ZL_RemoveEntityFromZonesOnly(e, &e->m_ZoneLinks);
-    EXPECT_EQ(e->m_ZoneLinks.Count(), 0u);
-    EXPECT_TRUE(grid.IsEmpty());
-    EXPECT_EQ(g_VukHeap_VukZone.ChainLiveCount(), zones);
-    EXPECT_EQ(g_VukHeap_VukZoneLine.ChainLiveCount(), rows);
-    EXPECT_EQ(g_VukHeap_PFAE_Info.ChainLiveCount(), records);
-
-    grid.AddEntity(e, &e->m_ZoneLinks, false);
-    EXPECT_EQ(grid.CountZones(), 8u);
-}
-
-TEST_F(GridTest, AZoneStaysWhileAnotherEntityHoldsIt) {
+// A zone goes with its last entity, and so do its row, its layer and the whole structure.
+TEST_F(GridTest, ZonesLiveOnlyWhileAnEntityIsFiledInThem) {
+    PoolCounts before;
     Server_Entity* a = Filed({0, 0, 0}, {100, 100, 100});
-    Server_Entity* b = Filed({1000, 0, 0}, {100, 100, 100});  // zones x 75 and 76
+    Server_Entity* b = Filed({1000, 0, 0}, {100, 100, 100}); // zones x 75 and 76
+    EXPECT_EQ(m_Grid.CountZones(), 12u);
     ZL_RemoveEntityFromZonesOnly(a, &a->m_ZoneLinks);
-    EXPECT_EQ(grid.CountZones(), 8u);
-    EXPECT_EQ(grid.GetZone(2, 74, 74), nullptr);
-    ASSERT_NE(grid.GetZone(2, 74, 75), nullptr);
-    EXPECT_EQ(grid.GetZone(2, 74, 75)->List(kZoneAll).GetEntity(0), b);
-}
-
-TEST_F(GridTest, RemovalFixesTheLinksOfTheEntryMovedIntoThePlace) {
-    Server_Entity* a = Filed({0, 0, 0}, {100, 100, 100});
-    Server_Entity* b = Filed({0, 0, 0}, {100, 100, 100});
-    Server_Entity* c = Filed({0, 0, 0}, {100, 100, 100});
-    ZL_RemoveEntityFromZonesOnly(a, &a->m_ZoneLinks);
-    VUK_Zone* zone = grid.GetZone(2, 74, 74);
-    EXPECT_EQ(zone->List(kZoneAll).Count(), 2u);
-    for (Server_Entity* e : {b, c})
-        for (uint32_t i = 0; i < e->m_ZoneLinks.Count(); ++i) {
-            PFAE_Info* info = e->m_ZoneLinks[i];
-            EXPECT_EQ(info->GetArray()->GetEntity(info->m_uiIndex), e);
-        }
-}
-
-TEST_F(GridTest, ALiveCountThatDisagreesWithTheRowIsFatal) {
-    Filed({0, 0, 0}, {100, 100, 100});
-    VUK_ZoneLine* line = grid.m_pMapStack->m_ppMaps[2]->m_ppLines[74];
-    EXPECT_EQ(line->GetZoneCount(), 2u);
-    ++line->m_uiLiveCount;
+    EXPECT_EQ(std::tuple(m_Grid.CountZones(), m_Grid.GetZone(2, 74, 74)), std::tuple(8u, nullptr));
+    EXPECT_EQ(m_Grid.GetZone(2, 74, 75)->List(kZoneAll).GetEntity(0), b);
+    ZL_RemoveEntityFromZonesOnly(b, &b->m_ZoneLinks);
+    EXPECT_TRUE(m_Grid.IsEmpty());
+    EXPECT_EQ(PoolCounts().Grid(), before.Grid());
+    m_Grid.AddEntity(a, &a->m_ZoneLinks, false);
+    VUK_ZoneLine* line = m_Grid.m_pMapStack->m_ppMaps[2]->m_ppLines[74];
+    ++line->m_uiLiveCount; // a row whose count disagrees with its zones is fatal
     EXPECT_THROW(line->GetZoneCount(), WorldFatalError);
     --line->m_uiLiveCount;
 }
 
-// ---- iteration ---------------------------------------------------------------------------------
-
-TEST_F(GridTest, AnEmptyGridHasNoFirstZone) {
-    ZoneQuery q = ZoneQuery::Box(grid, {-1000, -1000, -1000}, {1000, 1000, 1000});
-    ZoneLooper looper(&grid, &q);
-    EXPECT_EQ(looper.GetFirst(), nullptr);
-}
-
-TEST_F(GridTest, TheLooperGoesYThenZThenXAscending) {
+// The walk goes through y, then z, then x, ascending, within the query box, skipping what does
+// not exist and ending even for a box far larger than the grid.
+TEST_F(GridTest, TheZoneWalkVisitsTheZonesOfTheBoxInOrder) {
+    EXPECT_TRUE(Walk(ZoneQuery::Box(m_Grid, {-1000, -1000, -1000}, {1000, 1000, 1000})).empty());
     Filed({0, 0, 0}, {100, 100, 100});
-    ZoneQuery q = ZoneQuery::Box(grid, {-3000, -3000, -3000}, {3000, 3000, 3000});
-    std::vector<ZoneIndex> expected = {{74, 2, 74}, {75, 2, 74}, {74, 2, 75}, {75, 2, 75},
-                                       {74, 3, 74}, {75, 3, 74}, {74, 3, 75}, {75, 3, 75}};
-    EXPECT_EQ(Walk(q), expected);
-}
-
-TEST_F(GridTest, TheLooperKeepsToTheQueryBox) {
-    Filed({0, 0, 0}, {100, 100, 100});
-    Filed({10'000, 0, 0}, {100, 100, 100});  // x 79, 80
-    ZoneQuery q = ZoneQuery::Box(grid, {-50, -50, -50}, {-50, -50, 10'000});
-    std::vector<ZoneIndex> expected = {{74, 2, 74}, {74, 2, 75}};
-    EXPECT_EQ(Walk(q), expected);
-
-    q = ZoneQuery::Box(grid, {-1000, 0, -50}, {11'000, 0, -50});
-    expected = {{74, 3, 74}, {75, 3, 74}, {79, 3, 74}, {80, 3, 74}};
-    EXPECT_EQ(Walk(q), expected);
-}
-
-TEST_F(GridTest, AQueryFarLargerThanTheGridEnds) {
-    Filed({0, 0, 0}, {100, 100, 100});
-    ZoneQuery q = ZoneQuery::Box(grid, {-1e30f, -1e30f, -1e30f}, {1e30f, 1e30f, 1e30f});
-    EXPECT_EQ(Walk(q).size(), 8u);
+    Filed({10'000, 0, 0}, {100, 100, 100}); // x 79, 80
+    // clang-format off
+    EXPECT_EQ(Walk(ZoneQuery::Box(m_Grid, {-3000, -3000, -3000}, {3000, 3000, 3000})), (std::vector<ZoneIndex>{
+        {74, 2, 74}, {75, 2, 74}, {74, 2, 75}, {75, 2, 75}, {74, 3, 74}, {75, 3, 74}, {74, 3, 75}, {75, 3, 75}}));
+    EXPECT_EQ(Walk(ZoneQuery::Box(m_Grid, {-50, -50, -50}, {-50, -50, 10'000})), (std::vector<ZoneIndex>{{74, 2, 74}, {74, 2, 75}}));
+    EXPECT_EQ(Walk(ZoneQuery::Box(m_Grid, {-1000, 0, -50}, {11'000, 0, -50})),
+              (std::vector<ZoneIndex>{{74, 3, 74}, {75, 3, 74}, {79, 3, 74}, {80, 3, 74}}));
+    // clang-format on
+    ZoneQuery q = ZoneQuery::Box(m_Grid, {-1e30f, -1e30f, -1e30f}, {1e30f, 1e30f, 1e30f});
+    EXPECT_EQ(Walk(q).size(), 16u);
     q.m_fXHigh = INFINITY;
     q.m_fYLow = -INFINITY;
-    EXPECT_EQ(Walk(q).size(), 8u);
-    q.m_fXStep = 0;  // a step that would not advance
-    EXPECT_EQ(Walk(q).size(), 8u);
+    q.m_fXStep = 0; // a step that would not advance
+    EXPECT_EQ(Walk(q).size(), 16u);
     q.m_fZLow = std::nanf("");
-    EXPECT_EQ(Walk(q).size(), 0u);
+    EXPECT_TRUE(Walk(q).empty());
 }
 
-TEST_F(GridTest, FindNextSkipsEmptySlotsAndLeavesTheSpotOnTheFind) {
-    Filed({10'000, 0, 0}, {100, 100, 100});  // x 79, 80 in row 74 of layer 2
-    VUK_ZoneLine* line = grid.m_pMapStack->m_ppMaps[2]->m_ppLines[74];
-    float spot = -200'000;
-    VUK_Zone* z = line->FindNextZoneFromSpot(&spot, 200'000);
-    ASSERT_NE(z, nullptr);
-    EXPECT_EQ(z->m_uiIndex, 79u);
-    EXPECT_EQ(spot, -150'000.0f + 79 * 2000);
-    spot = 13'000;
-    EXPECT_EQ(line->FindNextZoneFromSpot(&spot, 200'000), nullptr);
-    spot = -50;
-    EXPECT_EQ(line->FindNextZoneFromSpot(&spot, 5'000), nullptr);
+// ---- zone keys ---------------------------------------------------------------------------------
+
+// A grid's zone key must name exactly the zones the grid files an entity in, or a move that
+// skips re-filing would leave the entity filed where it no longer is. Both grid geometries in
+// use are checked: the world's and the clients' pending grids.
+class ZoneKey : public ::testing::TestWithParam<bool> {};
+
+TEST_P(ZoneKey, EqualKeysMeanTheSameZonesAcrossZoneEdges) {
+    auto grid = GetParam() ? std::make_unique<VUK_Grid>()
+                           : std::make_unique<VUK_Grid>(VUKVector(-150000.0f, -6000.0f, -150000.0f),
+                                                        VUKVector(150000.0f, 30000.0f, 150000.0f),
+                                                        VUKVector(6000.0f, 6000.0f, 6000.0f), 6, 50, 50);
+    std::unique_ptr<Server_Entity> e(World::CreateByType(kKindNormalPad));
+    const float zone = grid->m_fZoneSizeX;
+    std::map<uint32_t, std::vector<ZoneIndex>> seen;
+    uint64_t state = 12345;
+    auto next = [&](float low, float high) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return low + (high - low) * float(double(state >> 11) / double(1ull << 53));
+    };
+    int keyed = 0;
+    for (int i = 0; i < 20000; ++i) {
+        // Near the zone edges, where float steps decide, and anywhere else.
+        float edge = -150000.0f + zone * float(int(next(0, 300000.0f / zone)));
+        float x = (i % 2) ? edge + next(-30, 30) : next(-160000, 160000);
+        float z = (i % 3) ? edge + next(-30, 30) : next(-160000, 160000);
+        float y = (i % 5) ? -6000.0f + zone * float(int(next(0, 36000.0f / zone))) + next(-30, 30)
+                          : next(-8000, 32000);
+        float size = (i % 7) ? next(1, 100) : next(100, 50000);
+        e->m_vPosition.Set(x, y, z);
+        e->m_vSize.Set(size, size, size);
+        e->SetYaw(i % 11 ? 0.0f : next(0, 6.28f));
+        if (uint32_t key = grid->ZoneKey(e.get())) {
+            PFAE_InfoList links(1); // where the grid really files the entity, taken out again at once
+            grid->AddEntity(e.get(), &links, true);
+            std::vector<ZoneIndex> zones = ZonesOf(links);
+            ZL_RemoveEntityFromZonesOnly(e.get(), &links);
+            auto [it, fresh] = seen.emplace(key, zones);
+            ASSERT_TRUE(fresh || it->second == zones)
+                << std::hex << key << " at " << x << ", " << y << ", " << z;
+            ++keyed;
+        }
+    }
+    EXPECT_GT(keyed, 15000);
 }
+
+INSTANTIATE_TEST_SUITE_P(BothGeometries, ZoneKey, ::testing::Values(true, false),
+                         [](const auto& info) { return info.param ? "WorldGrid" : "PendingGrid"; });
+
+} // namespace
