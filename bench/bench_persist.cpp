@@ -12,15 +12,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
-#include <ctime>
 #include <unistd.h>
 #include <vector>
 
-#include "core/Server.h"
 #include "base/Settings.h"
+#include "core/Server.h"
 #include "net/Packet.h"
 #include "persist/Server_File.h"
 #include "platform/Files.h"
@@ -115,10 +115,14 @@ size_t FileSize(const char* name) {
 
 void ParseOptions(int argc, char** argv, Options& o) {
     for (int i = 1; i + 1 < argc; i += 2) {
-        if (!std::strcmp(argv[i], "--pads")) o.pads = std::atoi(argv[i + 1]);
-        else if (!std::strcmp(argv[i], "--players")) o.players = std::atoi(argv[i + 1]);
-        else if (!std::strcmp(argv[i], "--runs")) o.runs = std::max(1, std::atoi(argv[i + 1]));
-        else if (!std::strcmp(argv[i], "--dir")) o.dir = argv[i + 1];
+        if (!std::strcmp(argv[i], "--pads"))
+            o.pads = std::atoi(argv[i + 1]);
+        else if (!std::strcmp(argv[i], "--players"))
+            o.players = std::atoi(argv[i + 1]);
+        else if (!std::strcmp(argv[i], "--runs"))
+            o.runs = std::max(1, std::atoi(argv[i + 1]));
+        else if (!std::strcmp(argv[i], "--dir"))
+            o.dir = argv[i + 1];
     }
 }
 

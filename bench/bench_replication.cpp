@@ -315,8 +315,8 @@ public:
         std::printf("client 0's stream over %d ticks: %llu bytes; position messages: %d x 0x25 (1 byte), "
                     "%d x 0x26 (4), %d x 0x27 (7), %d x 0x28 (13), %d x 0x52 (25), %d x 0x70 exact (13); "
                     "%d selections 0x2E (2), %d bindings 0x2F (6)\n",
-                    m_Options.ticks, (unsigned long long)m_uiSampleBytes, n[0x25], n[0x26], n[0x27], n[0x28],
-                    n[0x52], n[0x70], n[0x2E], n[0x2F]);
+                    m_Options.ticks, (unsigned long long)m_uiSampleBytes, n[0x25], n[0x26], n[0x27], n[0x28], n[0x52],
+                    n[0x70], n[0x2E], n[0x2F]);
         if (predicted)
             std::printf("predicted positions (the moving players near it): %.1f%% at the 1-byte minimum, %.2f bytes "
                         "each on average\n",
@@ -367,12 +367,18 @@ int main(int argc, char** argv) {
     for (int i = 1; i + 1 < argc; i += 2) {
         std::string a = argv[i];
         int v = std::atoi(argv[i + 1]);
-        if (a == "--clients") o.clients = v;
-        else if (a == "--pads") o.pads = v;
-        else if (a == "--zorbins") o.zorbins = v;
-        else if (a == "--ticks") o.ticks = v;
-        else if (a == "--update-size") o.updateSize = uint32_t(v);
-        else if (a == "--settle") o.settleSeconds = v;
+        if (a == "--clients")
+            o.clients = v;
+        else if (a == "--pads")
+            o.pads = v;
+        else if (a == "--zorbins")
+            o.zorbins = v;
+        else if (a == "--ticks")
+            o.ticks = v;
+        else if (a == "--update-size")
+            o.updateSize = uint32_t(v);
+        else if (a == "--settle")
+            o.settleSeconds = v;
     }
     // The chat log goes to a folder of its own.
     char folder[] = "/tmp/bench_replication_XXXXXX";

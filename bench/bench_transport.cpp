@@ -8,8 +8,8 @@
 //    datagrams per second of its own CPU time, compared with the floor.
 // 3. With the server binary (next to this program, or --server): for each N, N clients send 30
 //    records 29 per second; prints server CPU time per datagram and resident memory per client.
-#include <climits>
 #include <arpa/inet.h>
+#include <climits>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
@@ -213,8 +213,8 @@ void Saturate(double seconds, size_t clientCount, double floorRate) {
     udp.reset();
 
     const double rate = cpu > 0 ? double(datagrams) / cpu : 0;
-    std::printf("saturation: %zu clients, %.1f s: %llu datagrams, %.0f/s wall, UDP thread busy %.2f s\n",
-                swarm.Size(), wall, (unsigned long long)datagrams, double(datagrams) / wall, cpu);
+    std::printf("saturation: %zu clients, %.1f s: %llu datagrams, %.0f/s wall, UDP thread busy %.2f s\n", swarm.Size(),
+                wall, (unsigned long long)datagrams, double(datagrams) / wall, cpu);
     std::printf("saturation: UDP thread %.0f datagrams per CPU second\n", rate);
     if (floorRate > 0)
         std::printf("saturation: ratio to the raw floor %.0f/s: %.2f (goal >= 0.70)\n", floorRate, rate / floorRate);
@@ -358,9 +358,10 @@ int main(int argc, char** argv) {
             // The server runs in a folder of its own: a relative path must not depend on ours.
             char absolute[PATH_MAX];
             server = realpath(argv[i + 1], absolute) ? absolute : argv[i + 1];
-        }
-        else if (a == "--anchor") anchor = argv[i + 1];
-        else if (a == "--seconds") seconds = std::atof(argv[i + 1]);
+        } else if (a == "--anchor")
+            anchor = argv[i + 1];
+        else if (a == "--seconds")
+            seconds = std::atof(argv[i + 1]);
         else if (a == "--clients") {
             counts.clear();
             std::stringstream list(argv[i + 1]);

@@ -245,9 +245,10 @@ void Run(uint32_t slots, size_t pads) {
     double destroy = NsPer(t, pads);
     std::printf("\n%-44s %10.0f\n", "destroy (ns/op)", destroy);
     OptimizeGlobalHeaps();
-    std::printf("%-44s %10llu\n", "pool pages still committed after destroy",
-                (unsigned long long)(g_VukHeap_ServerEntity.ChainCommittedPages() + g_VukHeap_PFAE_Info.ChainCommittedPages() +
-                                     g_VukHeap_VukZone.ChainCommittedPages() + g_VukHeap_VukZoneLine.ChainCommittedPages()));
+    std::printf(
+        "%-44s %10llu\n", "pool pages still committed after destroy",
+        (unsigned long long)(g_VukHeap_ServerEntity.ChainCommittedPages() + g_VukHeap_PFAE_Info.ChainCommittedPages() +
+                             g_VukHeap_VukZone.ChainCommittedPages() + g_VukHeap_VukZoneLine.ChainCommittedPages()));
 }
 
 // The soak check. It runs in a fresh folder, so that whatever the world logs can be read back.
@@ -327,9 +328,10 @@ int main(int argc, char** argv) {
     size_t pads = argc > 1 ? size_t(std::strtoul(argv[1], nullptr, 10)) : 100'000;
     if (pads == 0) pads = 100'000;
     int failed = InOwnProcess([&] { return LifetimeLeavesNoTrace(pads) ? 0 : 1; });
-    for (uint32_t slots : {32u, 128u}) failed |= InOwnProcess([&] {
-        Run(slots, pads);
-        return 0;
-    });
+    for (uint32_t slots : {32u, 128u})
+        failed |= InOwnProcess([&] {
+            Run(slots, pads);
+            return 0;
+        });
     return failed;
 }

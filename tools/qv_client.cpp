@@ -18,11 +18,10 @@
 namespace {
 
 void Usage() {
-    std::fprintf(stderr,
-                 "usage: qv_client HOST:PORT [-c CHANNEL] [-w SECONDS] [-i] [HEX ...]\n"
-                 "  sends each HEX (e.g. \"0c 16000000 4b52565f...\") as one message on CHANNEL,\n"
-                 "  prints every message received as \"ch N: hex\"; -i also reads \"[CHANNEL:]HEX\"\n"
-                 "  lines from standard input; -w is how long to listen after the last answer.\n");
+    std::fprintf(stderr, "usage: qv_client HOST:PORT [-c CHANNEL] [-w SECONDS] [-i] [HEX ...]\n"
+                         "  sends each HEX (e.g. \"0c 16000000 4b52565f...\") as one message on CHANNEL,\n"
+                         "  prints every message received as \"ch N: hex\"; -i also reads \"[CHANNEL:]HEX\"\n"
+                         "  lines from standard input; -w is how long to listen after the last answer.\n");
 }
 
 bool ParseChannel(const std::string& text, unsigned* channel) {

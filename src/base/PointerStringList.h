@@ -9,8 +9,7 @@
 #include <memory>
 #include <string>
 
-template <typename T>
-class PointerStringList {
+template <typename T> class PointerStringList {
 public:
     PointerStringList() = default;
     PointerStringList(const PointerStringList&) = delete;

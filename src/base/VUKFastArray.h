@@ -5,8 +5,7 @@
 #include <cstring>
 #include <type_traits>
 
-template <typename T>
-class VUKFastArray {
+template <typename T> class VUKFastArray {
     static_assert(std::is_trivially_copyable_v<T>, "VUKFastArray holds plain values");
 
 public:
@@ -52,5 +51,4 @@ private:
 // VUKFastArray_Entity.h to keep 32-bit pool handles; declaring the specialisation here makes a
 // use without that header a compile error rather than a second, different layout.
 struct PFAE_Info;
-template <>
-class VUKFastArray<PFAE_Info*>;
+template <> class VUKFastArray<PFAE_Info*>;

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/LogChat.h"
-#include "core/ServerMain.h"
 #include "base/Settings.h"
+#include "core/ServerMain.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "platform/Console.h"
 #include "platform/Files.h"

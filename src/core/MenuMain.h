@@ -5,8 +5,8 @@
 #include <vector>
 
 struct MenuOptions {
-    bool autoStart = false;   // as if "auto_server.txt" existed
-    bool portGiven = false;   // --port overrides the marker files
+    bool autoStart = false; // as if "auto_server.txt" existed
+    bool portGiven = false; // --port overrides the marker files
     uint32_t port = 0;
 };
 

@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "base/PointerStringList.h"
+#include "base/Timer.h"
 #include "core/ServerLock.h"
 #include "core/Server_WeirdLink.h"
-#include "base/Timer.h"
 #include "game/Game.h"
 #include "persist/Server_File.h"
-#include "base/PointerStringList.h"
 #include "world/VUKVector.h"
 
 class ClientServerPipe;

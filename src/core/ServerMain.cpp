@@ -1,16 +1,16 @@
 #include "core/ServerMain.h"
 
 #include <cctype>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <thread>
 
 #include "base/LogChat.h"
-#include "core/Server.h"
-#include "base/Timer.h"
 #include "base/Settings.h"
+#include "base/Timer.h"
+#include "core/Server.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "net/UDPServerInterface.h"
 #include "platform/Clock.h"
@@ -171,8 +171,10 @@ void RunMainLoop(Server& server, std::unique_ptr<UDPServerInterface>& udp, bool 
                 switchCheck.Restart();
                 std::string text;
                 if (platform::ReadWholeFile("vuk_exe_switch.txt", &text)) {
-                    if (!text.empty()) SwitchExecutable(server, udp, std::move(text));
-                    else if (g_TestHooks.fastSwitchCheck) ConsolePrintf("(test hook) empty vuk_exe_switch.txt left\n");
+                    if (!text.empty())
+                        SwitchExecutable(server, udp, std::move(text));
+                    else if (g_TestHooks.fastSwitchCheck)
+                        ConsolePrintf("(test hook) empty vuk_exe_switch.txt left\n");
                 }
             }
         }

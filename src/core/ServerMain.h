@@ -6,10 +6,10 @@
 class Server;
 
 // ---- run state of the process ----
-extern bool g_bException;                 // set when the main loop caught a crash
-extern Server* g_pServer;                 // the running server
-extern std::string g_strAdminName;        // master administrator, upper case ("krv_admin.ini")
-extern char g_szBuffer[16384];            // scratch for console and log text, server thread only
+extern bool g_bException;          // set when the main loop caught a crash
+extern Server* g_pServer;          // the running server
+extern std::string g_strAdminName; // master administrator, upper case ("krv_admin.ini")
+extern char g_szBuffer[16384];     // scratch for console and log text, server thread only
 
 // Records handed to the process starter (kept for the operator's tools; cb is 68 as on the
 // original host).

@@ -2,8 +2,8 @@
 #include <cstdio>
 
 #include "base/LogChat.h"
-#include "core/Server.h"
 #include "base/Settings.h"
+#include "core/Server.h"
 #include "platform/Clock.h"
 #include "replication/Server_Client.h"
 #include "world/VUKHeap.h"

@@ -4,6 +4,6 @@
 #include <cstdint>
 
 struct Server_WeirdLink {
-    Server_WeirdLink* m_pNext = nullptr;  // next free number
+    Server_WeirdLink* m_pNext = nullptr; // next free number
     uint32_t m_uiNumber = 0;
 };

@@ -7,8 +7,8 @@
 #include "world/Server_EntityKinds.h"
 
 // ---- textures that mark a role ----
-inline constexpr uint16_t kTexturePowerupPad = 5;      // spawned powerup cubes
-inline constexpr uint16_t kTexturePyramid = 15;         // saved with the pyramid-texture byte set
+inline constexpr uint16_t kTexturePowerupPad = 5; // spawned powerup cubes
+inline constexpr uint16_t kTexturePyramid = 15;   // saved with the pyramid-texture byte set
 inline constexpr uint16_t kTextureStoneBlock = 39;
 inline constexpr uint16_t kTextureFlatStone = 40;
 inline constexpr uint16_t kTextureBuildingBlock = 42;

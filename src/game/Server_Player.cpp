@@ -12,8 +12,9 @@ bool Server_Player::AlreadyHavePowerup(uint32_t id) const {
 
 void Server_Player::AllKeysFalse() {
     m_uiKeyFlags = 0;
-    for (PlayerFlag request : {kPlayerMenuButton1, kPlayerMenuButton2, kPlayerMenuButton4, kPlayerMenuLocateEnemy,
-                               kPlayerMenuLocateTopEnemy, kPlayerMenuButton7, kPlayerMenuToggleAFK, kPlayerMenuLocateOwn})
+    for (PlayerFlag request :
+         {kPlayerMenuButton1, kPlayerMenuButton2, kPlayerMenuButton4, kPlayerMenuLocateEnemy, kPlayerMenuLocateTopEnemy,
+          kPlayerMenuButton7, kPlayerMenuToggleAFK, kPlayerMenuLocateOwn})
         SetFlag(request, false);
     m_fThrottle = 0.0f;
 }

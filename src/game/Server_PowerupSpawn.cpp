@@ -7,29 +7,28 @@
 
 namespace {
 
-
 // The label of each powerup cube type; types without a label show none.
 constexpr const char* kPowerupLabels[] = {
-    nullptr,                      // 0
-    "Jump High Effect",           // 1
-    "Old Quillhob Gloves",        // 2
-    "Spirit of Zorbin",           // 3
-    "Old Hyper Play",             // 4
-    "Old Wings of Smiley Bird",   // 5
-    "Rock of Smiley Moon",        // 6
-    "Tri-Fire",                   // 7
-    "Old Spirit of Talvy",        // 8
-    "Old Wings of Smiley Eagle",  // 9
-    "Gloves of Vextor",           // 10
-    "Old Penetrating Fire",       // 11
-    "Drive the Talvy",            // 12
-    "Spirit of Cookie",           // 13
-    "Remove Powerups",            // 14
-    "Giant FireBlocks",           // 15
-    nullptr,                      // 16
-    nullptr,                      // 17
-    "StoneBlock Destroyer",       // 18
-    "Cola of Smiley",             // 19
+    nullptr,                     // 0
+    "Jump High Effect",          // 1
+    "Old Quillhob Gloves",       // 2
+    "Spirit of Zorbin",          // 3
+    "Old Hyper Play",            // 4
+    "Old Wings of Smiley Bird",  // 5
+    "Rock of Smiley Moon",       // 6
+    "Tri-Fire",                  // 7
+    "Old Spirit of Talvy",       // 8
+    "Old Wings of Smiley Eagle", // 9
+    "Gloves of Vextor",          // 10
+    "Old Penetrating Fire",      // 11
+    "Drive the Talvy",           // 12
+    "Spirit of Cookie",          // 13
+    "Remove Powerups",           // 14
+    "Giant FireBlocks",          // 15
+    nullptr,                     // 16
+    nullptr,                     // 17
+    "StoneBlock Destroyer",      // 18
+    "Cola of Smiley",            // 19
 };
 
 const char* PowerupLabel(int16_t type) {

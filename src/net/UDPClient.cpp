@@ -94,8 +94,7 @@ void Socket2::Flush() {
 // ---- messages in flight --------------------------------------------------------------------------
 
 UDPOutgoingPacket::UDPOutgoingPacket(uint8_t kind, uint32_t seq, const Packet& body)
-    : m_ResendTimer(0.0f), m_uiSeq(seq), m_uiLength(body.Length() + 2),
-      m_pDatagram(new uint8_t[body.Length() + 2]) {
+    : m_ResendTimer(0.0f), m_uiSeq(seq), m_uiLength(body.Length() + 2), m_pDatagram(new uint8_t[body.Length() + 2]) {
     m_ResendTimer.m_iPeriod = ResendPeriod(body.m_fResendRate);
     m_pDatagram[0] = kind;
     m_pDatagram[1] = uint8_t(seq);

@@ -15,8 +15,8 @@ struct UDPC_PID_Struct;
 
 // Datagram kind bytes of the wire.
 inline constexpr uint8_t kUdpKindKeepAlive = 3;
-inline constexpr uint8_t kUdpKindData0 = 5;  // data of channel 0
-inline constexpr uint8_t kUdpKindAck0 = 6;   // acknowledgement of channel 0
+inline constexpr uint8_t kUdpKindData0 = 5; // data of channel 0
+inline constexpr uint8_t kUdpKindAck0 = 6;  // acknowledgement of channel 0
 inline constexpr uint8_t kUdpKindLeave = 7;
 inline constexpr uint8_t kUdpKindDataBase = 7; // data of channel c >= 1: 7 + c
 inline constexpr uint8_t kUdpKindAckBase = 22; // acknowledgement of channel c >= 1: 22 + c
@@ -71,7 +71,7 @@ public:
 
     Timer m_ResendTimer;
     uint32_t m_uiSeq;
-    uint32_t m_uiLength; // body length + 2
+    uint32_t m_uiLength;  // body length + 2
     uint8_t* m_pDatagram; // kind byte, sequence number, body
 };
 
@@ -89,8 +89,7 @@ public:
 // An owning list in order of insertion. Both lists stay short (the unacknowledged limit, the
 // messages that overtook a lost one), so a vector that allocates nothing until first used beats
 // a node-based queue: an idle channel costs three words.
-template <typename T>
-class UDPOwningList {
+template <typename T> class UDPOwningList {
 public:
     UDPOwningList() = default;
     UDPOwningList(const UDPOwningList&) = delete;

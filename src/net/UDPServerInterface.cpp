@@ -10,8 +10,8 @@
 #include <cstring>
 #include <system_error>
 
-#include "base/Timer.h"
 #include "base/Settings.h"
+#include "base/Timer.h"
 #include "net/UDPClient.h"
 #include "platform/Console.h"
 #include "platform/Process.h"
@@ -28,9 +28,7 @@ constexpr uint64_t kReceiveBudgetPerPass = 16384;
 // Room for the datagrams of many clients that arrive while the thread waits between passes.
 constexpr int kSocketReceiveBytes = 4 << 20;
 
-uint64_t PeerKey(const sockaddr_in& address) {
-    return (uint64_t(address.sin_addr.s_addr) << 16) | address.sin_port;
-}
+uint64_t PeerKey(const sockaddr_in& address) { return (uint64_t(address.sin_addr.s_addr) << 16) | address.sin_port; }
 
 bool BindPort(int socket) {
     sockaddr_in address{};

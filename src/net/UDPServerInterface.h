@@ -13,8 +13,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/Event.h"
 #include "base/PointerStringList.h"
+#include "platform/Event.h"
 
 class ClientServerPipe;
 class Socket2;

@@ -73,7 +73,8 @@ namespace {
 const std::unordered_map<std::string_view, uint8_t>& CodesByName() {
     static const auto* index = [] {
         auto* map = new std::unordered_map<std::string_view, uint8_t>();
-        for (const KRVCommandName* row = g_KRVCommandNames; row->m_szName; ++row) map->emplace(row->m_szName, row->m_ucCode);
+        for (const KRVCommandName* row = g_KRVCommandNames; row->m_szName; ++row)
+            map->emplace(row->m_szName, row->m_ucCode);
         return map;
     }();
     return *index;
@@ -184,7 +185,9 @@ void Append_KRV_FILE_ADD_ENTITY(Packet* out, const Server_Entity* e, bool zeroPa
     fields.AppendTo(out);
 }
 
-void Append_KRV_FILE_ADD_ENTITY_Player(Packet* out, const Server_Player* player) { Append_KRV_FILE_ADD_ENTITY(out, player); }
+void Append_KRV_FILE_ADD_ENTITY_Player(Packet* out, const Server_Player* player) {
+    Append_KRV_FILE_ADD_ENTITY(out, player);
+}
 
 void Append_KRV_ENTITY_LIFTINFO(Packet* out, const Server_Entity* e) {
     const LiftStuff* lift = e->m_pLift;
@@ -211,8 +214,8 @@ void Append_KRV_ENTITY_LIFTINFO(Packet* out, const Server_Entity* e) {
 std::string BackupFileName(const char* fileName) {
     platform::LocalTime now = platform::GetLocalTime();
     char path[512];
-    std::snprintf(path, sizeof path, "backups/%d_%d_%d_%d_%d_%d_%s", now.month, now.day, now.year, now.hour,
-                  now.minute, now.second, fileName);
+    std::snprintf(path, sizeof path, "backups/%d_%d_%d_%d_%d_%d_%s", now.month, now.day, now.year, now.hour, now.minute,
+                  now.second, fileName);
     return path;
 }
 

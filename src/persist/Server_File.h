@@ -118,7 +118,7 @@ std::string BackupFileName(const char* fileName);
 // (EndProgramAfterLoadError), so the reader can be fed any bytes in process.
 enum class LoadError : uint8_t {
     None,
-    FireBlockEntity,  // ends the program without a word
+    FireBlockEntity, // ends the program without a word
     BadEntityType,
     BadCommandByte,
 };

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "base/MessageBox.h"
+#include "base/Settings.h"
 #include "core/Server.h"
 #include "game/GameConstants.h"
-#include "base/Settings.h"
 #include "net/Packet.h"
 #include "persist/Server_File.h"
 #include "platform/Console.h"
@@ -69,7 +69,7 @@ public:
 
     Server* m_pServer;
     Packet* m_pIn;
-    const Setting* m_pSetting = nullptr;  // the row of a setting record being read
+    const Setting* m_pSetting = nullptr; // the row of a setting record being read
     LoadError m_Error = LoadError::None;
     Server_Entity* m_pCurrent = nullptr;
     const std::string* m_pLastLabel = nullptr;
@@ -82,8 +82,7 @@ public:
 private:
     // A whole field is copied in one load; the packet's own reads go byte by byte, which costs
     // more than the rest of loading an entity.
-    template <typename T>
-    T Read() {
+    template <typename T> T Read() {
         T v{};
         if (m_pIn->Remaining() >= sizeof(T)) {
             std::memcpy(&v, m_pIn->Data() + m_pIn->m_uiReadPos, sizeof(T));
@@ -129,8 +128,10 @@ void ReadPlayerTail(LoadState& s, Server_Player* p) {
     p->SetFlag(kPlayerMessageWindow, keepModal);
     p->SetFlag(kPlayerSavedBit0, s.U8() != 0);
     const std::string& modal = s.Str();
-    if (keepModal) p->m_strModalText = modal;
-    else p->m_strModalText.clear();
+    if (keepModal)
+        p->m_strModalText = modal;
+    else
+        p->m_strModalText.clear();
     uint32_t coins = s.U32();
     p->m_i64PocketCoins = coins > kMaxLoadedPocketCoins ? kMaxLoadedPocketCoins : coins;
     p->m_vStartPoint = s.Vec();
@@ -217,8 +218,10 @@ void Read_NORMALPAD_EXTENSION_ONE(LoadState& s) {
     Server_Entity* pad = s.m_pCurrent;
     if (pad) {
         Server_Entity::SetBit(pad->m_ucRuleFlags, kRuleZorbinBuildAllowed, (flags1 & 0x02) == 0);
-        if (flags2 & 0x01) pad->GetOrCreateGoalPad()->m_strMessage = message;
-        else pad->DeleteGoalPad();
+        if (flags2 & 0x01)
+            pad->GetOrCreateGoalPad()->m_strMessage = message;
+        else
+            pad->DeleteGoalPad();
         bool wasTagPad = pad->IsTagPad();
         Server_Entity::SetBit(pad->m_ucSurfaceFlags, kSurfaceTagPad, (flags2 & 0x02) != 0);
         if (!wasTagPad && pad->IsTagPad()) pad->SetEEA(kEEATagPayout, 10);

@@ -2,9 +2,9 @@
 // property to "VUK_Players.krv". Each builds its whole file in one packet, then writes it.
 #include <algorithm>
 
+#include "base/Settings.h"
 #include "core/Server.h"
 #include "game/GameConstants.h"
-#include "base/Settings.h"
 #include "net/Packet.h"
 #include "persist/KRVRecordBytes.h"
 #include "persist/Server_File.h"
@@ -198,7 +198,9 @@ void BuildWorldFile(Server* server, Packet* out) {
     for (size_t i = 0; i < entries; ++i) {
         w.ReserveAhead();
         KRVRecordBytes record;
-        record.U8(KRV_TEMP_POWERUP_TABLE_ADD).Vec(*server->m_PowerupTablePositions[i]).U32(server->m_PowerupTableTypes[i]);
+        record.U8(KRV_TEMP_POWERUP_TABLE_ADD)
+            .Vec(*server->m_PowerupTablePositions[i])
+            .U32(server->m_PowerupTableTypes[i]);
         record.AppendTo(out);
     }
 
@@ -206,8 +208,10 @@ void BuildWorldFile(Server* server, Packet* out) {
     for (size_t i = 0; i < g_uiSettingCount; ++i) {
         const Setting& s = g_Settings[i];
         if (!s.m_szRecord) continue;
-        if (s.m_Type == SettingType::Bool) w.NamedByte(s.m_szRecord, s.Get(server) != 0.0 ? 1 : 0);
-        else w.NamedU32(s.m_szRecord, s.Bits(server));
+        if (s.m_Type == SettingType::Bool)
+            w.NamedByte(s.m_szRecord, s.Get(server) != 0.0 ? 1 : 0);
+        else
+            w.NamedU32(s.m_szRecord, s.Bits(server));
     }
 }
 

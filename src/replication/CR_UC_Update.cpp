@@ -344,7 +344,8 @@ void Server_Client::UC_Update_Player() {
 
     uint32_t coins = uint32_t(player->m_i64PocketCoins);
     uint32_t property = uint32_t(player->m_i64PropertyValue);
-    bool highWords = (uint64_t(player->m_i64PocketCoins) >> 32) != 0 || (uint64_t(player->m_i64PropertyValue) >> 32) != 0;
+    bool highWords =
+        (uint64_t(player->m_i64PocketCoins) >> 32) != 0 || (uint64_t(player->m_i64PropertyValue) >> 32) != 0;
     if (coins != sce->m_uiPocketCoins || property != sce->m_uiPropertyValue || highWords ||
         player->m_strTeamName != sce->m_strStrings[kSCETeamName])
         SendIDChange();

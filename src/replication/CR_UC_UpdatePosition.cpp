@@ -17,7 +17,7 @@ namespace {
 constexpr int16_t kStepsBetweenResyncs = 1000;
 constexpr float kPositionDeadband = 0.1f;
 constexpr float kSteadyStepSquared = 0.01f;
-constexpr float kTenthsLimit = 12.0f;      // below this on every axis a correction fits in i8 tenths
+constexpr float kTenthsLimit = 12.0f;        // below this on every axis a correction fits in i8 tenths
 constexpr float kShortTenthsLimit = 3000.0f; // below this on every axis it fits in i16 tenths
 constexpr float kYawDeadband = 0.0001f;
 

@@ -36,12 +36,16 @@ bool Near(const VUKVector& a, const VUKVector& b, float distance) {
 // How near an entity must be for the list pass to send it; 0 for kinds sent whatever the distance.
 float LeftOverDistance(const Server_Entity* e) {
     switch (e->GetKind()) {
-    case kKindFireBlock: return kLeftOverFireBlocks;
-    case kKindNormalPad: return e->m_pLift || e->IsMoving() ? kLeftOverMoving : 0.0f;
+    case kKindFireBlock:
+        return kLeftOverFireBlocks;
+    case kKindNormalPad:
+        return e->m_pLift || e->IsMoving() ? kLeftOverMoving : 0.0f;
     case kKindTalvyCube:
     case kKindOrisetCube:
-    case kKindQuillhobCube: return kLeftOverMoving;
-    default: return 0.0f;
+    case kKindQuillhobCube:
+        return kLeftOverMoving;
+    default:
+        return 0.0f;
     }
 }
 
@@ -53,8 +57,10 @@ bool MovesOften(const Server_Entity* e) {
     case kKindPlayer:
     case kKindTalvyCube:
     case kKindOrisetCube:
-    case kKindQuillhobCube: return true;
-    default: return e->IsMoving() || e->m_pLift;
+    case kKindQuillhobCube:
+        return true;
+    default:
+        return e->IsMoving() || e->m_pLift;
     }
 }
 
@@ -254,7 +260,8 @@ Server_Client_Entity* Server_Client::NewView(uint8_t kind) {
         view->m_usTexture = 19;
         view->m_vTextureScale.Set(128.0f, 128.0f, 128.0f);
         break;
-    default: break;
+    default:
+        break;
     }
     return view;
 }
@@ -302,13 +309,16 @@ void Server_Client::UC_ProcessAdd() {
         UC_ProcessAdd2_Generic(kind);
         UC_Update_ZorbinCube();
         break;
-    default: break;
+    default:
+        break;
     }
 }
 
 void Server_Client::UC_ProcessUpdate() {
     switch (m_pEntity->GetKind()) {
-    case kKindPlayer: UC_ProcessUpdate_Player(); break;
+    case kKindPlayer:
+        UC_ProcessUpdate_Player();
+        break;
     case kKindNormalPad:
     case kKindPalaceCube:
         SendIDChange();
@@ -324,7 +334,8 @@ void Server_Client::UC_ProcessUpdate() {
         SendIDChange();
         UC_Update_ZorbinCube();
         break;
-    default: break;  // fire blocks end by removal, never by update
+    default:
+        break; // fire blocks end by removal, never by update
     }
 }
 

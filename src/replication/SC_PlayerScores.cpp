@@ -100,9 +100,10 @@ void Server_Client::UC_ProcessUpdate_PlayerScore() {
     uint8_t status = PlayerStatusValue(player);
     uint32_t coins = uint32_t(player->m_i64PocketCoins);
     uint32_t property = uint32_t(player->m_i64PropertyValue);
-    bool highWords = (uint64_t(player->m_i64PocketCoins) >> 32) != 0 || (uint64_t(player->m_i64PropertyValue) >> 32) != 0;
-    if (status == SentStatus(sce) && coins == sce->m_uiPocketCoins && property == sce->m_uiPropertyValue && !highWords &&
-        player->m_strTeamName == sce->m_strStrings[kSCETeamName])
+    bool highWords =
+        (uint64_t(player->m_i64PocketCoins) >> 32) != 0 || (uint64_t(player->m_i64PropertyValue) >> 32) != 0;
+    if (status == SentStatus(sce) && coins == sce->m_uiPocketCoins && property == sce->m_uiPropertyValue &&
+        !highWords && player->m_strTeamName == sce->m_strStrings[kSCETeamName])
         return;
     SendIDChange();
     if (status != SentStatus(sce)) {
@@ -122,8 +123,8 @@ void Server_Client::FigureClientSideMovement() {
         return;
     }
     const Server_Entity* platform = player->m_pPlatform;
-    bool on = m_Movement.m_bClientSideMovementAllowed && !player->GetFlag(kPlayerClientSideWarp) && player->m_ucCSMHoldOff == 0 &&
-              m_bNearbyLoaded && m_bZonesFilled && !player->GetFlag(kPlayerAdminMode) &&
+    bool on = m_Movement.m_bClientSideMovementAllowed && !player->GetFlag(kPlayerClientSideWarp) &&
+              player->m_ucCSMHoldOff == 0 && m_bNearbyLoaded && m_bZonesFilled && !player->GetFlag(kPlayerAdminMode) &&
               !(platform && CarriesPlayer(platform));
     m_Movement.m_bClientSideMovement = on;
     bool wasOn = player->GetFlag(kPlayerClientSideMovement);
@@ -143,7 +144,8 @@ void Server_Client::UpdateClientSideMovementFlag() {
     player->SetFlag(kPlayerAwaitClientYaw, true);
     player->SetFlag(kPlayerAwaitClientVelocity, true);
     if (!m_Movement.m_bClientSideMovement) {
-        if (Server_Client_Entity* view = player->GetClientView(Slot())) view->m_usStepsSinceResync = kResyncAtNextUpdate;
+        if (Server_Client_Entity* view = player->GetClientView(Slot()))
+            view->m_usStepsSinceResync = kResyncAtNextUpdate;
     } else {
         m_pPacket->AppendByte(kMsgClientSideVelocity);
         m_pPacket->AppendFloat(player->m_vVelocity.x);

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "base/PointerStringList.h"
 #include "base/Timer.h"
 #include "clientui/ClientRecord.h"
 #include "net/ClientServerPipe.h"
-#include "base/PointerStringList.h"
 #include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/VUK_Grid.h"
 
@@ -34,7 +34,7 @@ public:
 struct ClientMovement {
     bool m_bClientSideMovement = false;
     bool m_bClientSideMovementSent = false;
-    bool m_bClientSideMovementAllowed = true;  // "/client_side_move" turns it off for this client
+    bool m_bClientSideMovementAllowed = true; // "/client_side_move" turns it off for this client
     uint8_t m_ucClientSideMovementSeq = 0;
     uint8_t m_ucMovementSeqEcho = 0;
 };
@@ -187,8 +187,12 @@ public:
     void SendScrollableButton();
     void HandleReceivedSFileInfo(Packet* packet);
 
-    VUK_Grid m_PendingGrid{VUKVector(-150000.0f, -6000.0f, -150000.0f), VUKVector(150000.0f, 30000.0f, 150000.0f),
-                           VUKVector(6000.0f, 6000.0f, 6000.0f), 6, 50, 50};
+    VUK_Grid m_PendingGrid{VUKVector(-150000.0f, -6000.0f, -150000.0f),
+                           VUKVector(150000.0f, 30000.0f, 150000.0f),
+                           VUKVector(6000.0f, 6000.0f, 6000.0f),
+                           6,
+                           50,
+                           50};
     ClientServerPipe m_Pipe;
     std::string m_strName;
     uint32_t m_uiClientVersion = 0;

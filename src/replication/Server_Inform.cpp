@@ -33,7 +33,8 @@ private:
 
 // One group of the world: every entity the client has neither seen nor has pending goes into
 // the pending list, the zone-wait list and the attached list.
-void AttachGroup(Server_Client* client, VUKFastArray_Entity& group, VUKFastArray_WithLinkBacks<Server_Entity*>& pending) {
+void AttachGroup(Server_Client* client, VUKFastArray_Entity& group,
+                 VUKFastArray_WithLinkBacks<Server_Entity*>& pending) {
     uint32_t n = group.Count();
     pending.ReserveEnoughFor(n);
     client->m_ZoneWaitEntities.ReserveEnoughFor(n);

@@ -39,7 +39,8 @@ void Server::AC_JoinTeam(Server_Client* client, const std::string& name) {
         refusal = "Team names cannot exceed 12 characters.";
     } else {
         for (char c : upper)
-            if (!((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))) refusal = "Team names can only have letters and numbers in them.";
+            if (!((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')))
+                refusal = "Team names can only have letters and numbers in them.";
     }
     if (!refusal && filtered != upper) refusal = "Team names cannot contain offensive language.";
     if (!refusal && player->m_strTeamName == upper) refusal = "You are already a member of this team.";
@@ -64,8 +65,8 @@ void Server::AC_LeaveTeam(Server_Client* client) {
     if (player->m_strTeamName.empty()) {
         client->SendChatMessage("Error", "You are not a member of any team.");
     } else if (!IsNearStart(player)) {
-        client->SendChatMessage("Error",
-                                "You must be close to the starting point at location 0, 0, 0 in order to leave a team.");
+        client->SendChatMessage(
+            "Error", "You must be close to the starting point at location 0, 0, 0 in order to leave a team.");
     } else {
         player->m_strTeamName.clear();
         InformClients_EntityUpdated(player);

@@ -13,12 +13,13 @@
 void Server::AC_SendStats(Server_Client* client) {
     m_AllEntities.SortByAddresses();
     char text[4096];
-    int length = snprintf(text, sizeof text,
-                          "Talvy Count: %d     Oriset Count: %d\nTotal Entities: %d\nMoving Player Count: %d\nMoving NPs: "
-                          "%d\nMoving Zorbins: %d\nAttacking Zorbins: %d\nMoving Lifts: %d\n",
-                          int(m_TalvyCubes.Count()), int(m_OrisetCubes.Count()), int(m_AllEntities.Count()),
-                          int(m_OtherPlayers.Count()), int(m_MovingPads.Count()), int(m_MovingZorbinCubes.Count()),
-                          int(m_LinkedZorbinCubes.Count()), int(m_Lifts.Count()));
+    int length =
+        snprintf(text, sizeof text,
+                 "Talvy Count: %d     Oriset Count: %d\nTotal Entities: %d\nMoving Player Count: %d\nMoving NPs: "
+                 "%d\nMoving Zorbins: %d\nAttacking Zorbins: %d\nMoving Lifts: %d\n",
+                 int(m_TalvyCubes.Count()), int(m_OrisetCubes.Count()), int(m_AllEntities.Count()),
+                 int(m_OtherPlayers.Count()), int(m_MovingPads.Count()), int(m_MovingZorbinCubes.Count()),
+                 int(m_LinkedZorbinCubes.Count()), int(m_Lifts.Count()));
     int quillhobs = int(m_QuillhobCubes.Count());
     int repaired = 0;
     for (uint32_t i = 0; i < m_AllEntities.Count(); ++i) {
@@ -35,7 +36,8 @@ void Server::AC_SendStats(Server_Client* client) {
     std::vector<const Setting*> shown;
     for (size_t i = 0; i < g_uiSettingCount; ++i)
         if (g_Settings[i].m_ucStatsLine) shown.push_back(&g_Settings[i]);
-    std::sort(shown.begin(), shown.end(), [](const Setting* a, const Setting* b) { return a->m_ucStatsLine < b->m_ucStatsLine; });
+    std::sort(shown.begin(), shown.end(),
+              [](const Setting* a, const Setting* b) { return a->m_ucStatsLine < b->m_ucStatsLine; });
     for (const Setting* s : shown) {
         double value = s->Get(this);
         if (s->m_Type == SettingType::F32)

@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "core/Server.h"
 #include "base/Settings.h"
+#include "core/Server.h"
 #include "replication/Server_Client.h"
 #include "session/Server_Commands.h"
 #include "world/Server_EntityKinds.h"
@@ -50,7 +50,7 @@ constexpr CommandRow kPlayerCommands[] = {
 using A = const CommandArgs&;
 using S = Server&;
 using C = Server_Client*;
-constexpr int16_t kAdmin = 0;  // any administrator: the interpreter is reached only with a level
+constexpr int16_t kAdmin = 0; // any administrator: the interpreter is reached only with a level
 
 constexpr CommandRow Switch(const char* setting, bool clear) {
     return {nullptr, nullptr, kAdmin, false, nullptr, setting, clear};
@@ -89,14 +89,12 @@ constexpr CommandRow kAdminCommands[] = {
     {"/display_player_coins", "/dpc", kAdmin, false, [](S s, C c, A a) { s.AC_DisplayPlayerCoins(c, a.m_strWord1); }},
     {"/display_player_time_offline", "/dpto", kAdmin, false,
      [](S s, C c, A a) { s.AC_DisplayPlayerTimeOffline(c, a.m_strWord1); }},
-    {"/display_player_pos", "/dpp", kAdmin, false,
-     [](S s, C c, A a) { s.AC_DisplayPlayerPosition(c, a.m_strWord1); }},
+    {"/display_player_pos", "/dpp", kAdmin, false, [](S s, C c, A a) { s.AC_DisplayPlayerPosition(c, a.m_strWord1); }},
     {"/warp_player_to_self", "/wpts", kAdmin, false, [](S s, C c, A a) { s.AC_WarpPlayerToSelf(c, a.m_strWord1); }},
     {"/kick_player", "/kick", kAdmin, false, [](S s, C c, A a) { s.AC_KickPlayer(c, a.m_strWord1); }},
     {"/warp_self_to_player", "/wstp", kAdmin, false, [](S s, C c, A a) { s.AC_WarpSelfToPlayer(c, a.m_strWord1); }},
     // The action answers a missing permission itself.
-    {"/give_player_coins", "/gpc", 2, false,
-     [](S s, C c, A a) { s.AC_GivePlayerCoins(c, a.m_strWord1, a.m_iNum2); }},
+    {"/give_player_coins", "/gpc", 2, false, [](S s, C c, A a) { s.AC_GivePlayerCoins(c, a.m_strWord1, a.m_iNum2); }},
     {"/copy_and_paste", "/cap", kAdmin, false, nullptr},
     {"/convert_to_room", "/ctr", kAdmin, false, nullptr},
     {"/raise_conflicted_players", "/rcp", kAdmin, false, [](S s, C, A) { s.AC_RaiseConflictedPlayers(); }},
@@ -130,7 +128,8 @@ constexpr CommandRow kAdminCommands[] = {
     {"/add_oriset_right_here", "/aorh", kAdmin, false, nullptr},
     {"/add_quillhob_right_here", "/aqrh", kAdmin, false, nullptr},
     // The action refuses, with its reply, an issuer below level 99.
-    {"/set_admin_access", "/saa", kAdmin, false, [](S s, C c, A a) { s.AC_SetAdminAccess(c, a.m_strWord1, a.m_iNum2); }},
+    {"/set_admin_access", "/saa", kAdmin, false,
+     [](S s, C c, A a) { s.AC_SetAdminAccess(c, a.m_strWord1, a.m_iNum2); }},
     {"/enable_admin_coin_changing", "/eacc", 99, false,
      [](S s, C c, A a) { s.AC_SetAdminCoinChangePermission(c, a.m_strWord1, true); }},
     {"/disable_admin_coin_changing", "/dacc", 99, false,
@@ -208,8 +207,10 @@ bool RunCommand(Server& server, std::span<const CommandRow> table, Server_Client
     if (row->m_sLevelAbove != kAnyLevel && (!player || int16_t(player->m_usAdminLevel) <= row->m_sLevelAbove))
         return true;
     if (row->m_bCoinPermission && (!player || !player->GetFlag(kPlayerCoinCommands))) return true;
-    if (row->m_pHandler) row->m_pHandler(server, client, args);
-    else server.AC_ChangeSetting(client, *row->ChangedSetting(), row->m_bClear, args);
+    if (row->m_pHandler)
+        row->m_pHandler(server, client, args);
+    else
+        server.AC_ChangeSetting(client, *row->ChangedSetting(), row->m_bClear, args);
     return true;
 }
 

@@ -3,9 +3,9 @@
 #include <cstdio>
 
 #include "base/LogChat.h"
+#include "base/Settings.h"
 #include "core/Server.h"
 #include "core/ServerMain.h"
-#include "base/Settings.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 #include "world/Server_EntityKinds.h"
@@ -20,10 +20,10 @@ struct FilterPair {
 };
 // Applied in this order; each replacement keeps the length of what it masks.
 constexpr FilterPair kWordFilter[] = {
-    {" ASS ", " *** "},       {"FUCK", "****"},   {"SHIT", "****"},     {"CUNT", "****"},
-    {"ASSHOLE", "*******"},   {"BITCH", "*****"}, {"WHORE", "*****"},   {"FAGGOT", "******"},
-    {"FAG", "***"},           {"PUSSY", "*****"}, {"SUCK", "****"},     {"DICK", "****"},
-    {"BUNGHOLE", "********"}, {"COCK", "****"},   {"CUM", "***"},       {"NIGGER", "******"},
+    {" ASS ", " *** "},       {"FUCK", "****"},   {"SHIT", "****"},   {"CUNT", "****"},
+    {"ASSHOLE", "*******"},   {"BITCH", "*****"}, {"WHORE", "*****"}, {"FAGGOT", "******"},
+    {"FAG", "***"},           {"PUSSY", "*****"}, {"SUCK", "****"},   {"DICK", "****"},
+    {"BUNGHOLE", "********"}, {"COCK", "****"},   {"CUM", "***"},     {"NIGGER", "******"},
 };
 
 std::string UpperCase(std::string text) {
@@ -168,12 +168,13 @@ void Server::AC_SendPrivateMessage(Server_Client* client, const std::string& lin
     size_t nameEnd = nameStart == std::string::npos ? std::string::npos : line.find_first_of(kSpace, nameStart);
     std::string target = nameStart == std::string::npos ? std::string() : line.substr(nameStart, nameEnd - nameStart);
     // The message is everything after the name and one space.
-    std::string message = nameEnd == std::string::npos || nameEnd + 1 >= line.size() ? std::string()
-                                                                                      : line.substr(nameEnd + 1);
+    std::string message =
+        nameEnd == std::string::npos || nameEnd + 1 >= line.size() ? std::string() : line.substr(nameEnd + 1);
     std::string upperTarget = UpperCase(target);
     Server_Client* to = nullptr;
     for (Server_Client* other : m_Clients) {
-        if (other->m_pPlayer && !other->m_pPlayer->IsHidden() && UpperCase(other->m_pPlayer->m_strName) == upperTarget) {
+        if (other->m_pPlayer && !other->m_pPlayer->IsHidden() &&
+            UpperCase(other->m_pPlayer->m_strName) == upperTarget) {
             to = other;
             break;
         }

@@ -15,19 +15,19 @@ class Server_Client;
 // A command line as the interpreters read it.
 struct CommandArgs {
     std::string m_strCommand;
-    std::string m_strWord1;  // first parameter word, empty when missing
-    std::string m_strWord2;  // second parameter word (administrators' lines only)
-    int32_t m_iNum1 = 0;     // word1 as an integer, 0 when it is not one
-    int32_t m_iNum2 = 0;     // word2 as an integer
-    int32_t m_iNum3 = 0;     // the fourth and fifth words of the line as integers
+    std::string m_strWord1; // first parameter word, empty when missing
+    std::string m_strWord2; // second parameter word (administrators' lines only)
+    int32_t m_iNum1 = 0;    // word1 as an integer, 0 when it is not one
+    int32_t m_iNum2 = 0;    // word2 as an integer
+    int32_t m_iNum3 = 0;    // the fourth and fifth words of the line as integers
     int32_t m_iNum4 = 0;
-    float m_fFlt1 = 0.0f;    // word1 as a float
-    std::string m_strRest;   // everything after the command word, as typed
+    float m_fFlt1 = 0.0f;  // word1 as a float
+    std::string m_strRest; // everything after the command word, as typed
 };
 
 enum class CommandParse : uint8_t {
-    Player,  // "%s %s %d %d %d": command, word1 and three unused numbers
-    Admin,   // "%s %s %s %d %d": command, word1, word2, num3, num4
+    Player, // "%s %s %d %d %d": command, word1 and three unused numbers
+    Admin,  // "%s %s %s %d %d": command, word1, word2, num3, num4
 };
 
 // False for a line longer than 1024 bytes: it is never a command.
@@ -41,12 +41,12 @@ struct Setting;
 
 struct CommandRow {
     const char* m_szLong;
-    const char* m_szShort;       // null: no short form
-    int16_t m_sLevelAbove;       // the admin level must exceed this, or the command is ignored
-    bool m_bCoinPermission;      // also needs the coin-changing permission
-    CommandHandler m_pHandler;   // null: not built yet, and the line goes on as chat
-    const char* m_szSetting = nullptr;  // the setting the command changes (its words come from there)
-    bool m_bClear = false;              // the setting's "off" command rather than its "on" or valued one
+    const char* m_szShort;             // null: no short form
+    int16_t m_sLevelAbove;             // the admin level must exceed this, or the command is ignored
+    bool m_bCoinPermission;            // also needs the coin-changing permission
+    CommandHandler m_pHandler;         // null: not built yet, and the line goes on as chat
+    const char* m_szSetting = nullptr; // the setting the command changes (its words come from there)
+    bool m_bClear = false;             // the setting's "off" command rather than its "on" or valued one
 
     const char* Long() const;
     const char* Short() const;

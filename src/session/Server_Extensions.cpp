@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr uint8_t kOfferRecord = 76;     // 'L'
+constexpr uint8_t kOfferRecord = 76;      // 'L'
 constexpr uint8_t kCostChartRecord = 123; // '{'
 
 struct CostChartEntry {
@@ -17,8 +17,9 @@ struct CostChartEntry {
     uint32_t cost;
 };
 constexpr CostChartEntry kCostChart[] = {
-    {"STONEBLOCK", kCostStoneBlock},         {"PERSONAL_BOUNCYPAD", kCostBouncyPad}, {"ZORBINCUBE", kCostZorbinCube},
-    {"BUILDINGBLOCK", kCostBuildingBlock}, {"IRSCUBE", kCostIRSCube},
+    {"STONEBLOCK", kCostStoneBlock}, {"PERSONAL_BOUNCYPAD", kCostBouncyPad},
+    {"ZORBINCUBE", kCostZorbinCube}, {"BUILDINGBLOCK", kCostBuildingBlock},
+    {"IRSCUBE", kCostIRSCube},
 };
 
 constexpr const char* kOffers[] = {"KRV_MSG_COMMAND", "KRV_CSE1", "KRV_MULTI_UDP_CHANNEL"};

@@ -2,9 +2,9 @@
 #include <cstdio>
 
 #include "base/LogChat.h"
+#include "base/Settings.h"
 #include "core/Server.h"
 #include "core/ServerMain.h"
-#include "base/Settings.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 #include "world/Server_EntityKinds.h"
@@ -12,8 +12,8 @@
 namespace {
 
 enum LoginAnswer : uint8_t {
-    kRefusedBadRecord = 56,    // client too old, name or password too long
-    kRefusedNameTaken = 4,     // new login: the player exists
+    kRefusedBadRecord = 56, // client too old, name or password too long
+    kRefusedNameTaken = 4,  // new login: the player exists
     kRefusedWrongPassword = 5,
     kRefusedNoSuchPlayer = 6,
     kRefusedAlreadyOnline = 7,

@@ -4,10 +4,10 @@
 
 #include "base/LogChat.h"
 #include "core/Server.h"
+#include "game/GameConstants.h"
 #include "net/Packet.h"
 #include "platform/Console.h"
 #include "replication/Server_Client.h"
-#include "game/GameConstants.h"
 #include "world/Server_EntityKinds.h"
 
 namespace {
@@ -45,25 +45,20 @@ struct KeyBit {
     bool setOnly;
 };
 constexpr KeyBit kKeyMask[] = {
-    {1u << 0, kKeyMove0, false},   {1u << 1, kKeyMove1, false},
-    {1u << 2, kKeyMove2, false},      {1u << 3, kKeyMove3, false},
-    {1u << 4, kKeyJump, false},      {1u << 5, kKeyEnter, false},
-    {1u << 6, kKeyAdminToggle, false}, {1u << 7, kKeyFire, false},
-    {1u << 8, kKeyBuildBuildingBlock, true}, {1u << 9, kKeyBuildIRSCube, true},
-    {1u << 10, kKeyAdminStep, false}, {1u << 11, kKeyBuildFlatStone, true},
-    {1u << 13, kKeyUp, false},       {1u << 14, kKeyDown, false},
+    {1u << 0, kKeyMove0, false},       {1u << 1, kKeyMove1, false},      {1u << 2, kKeyMove2, false},
+    {1u << 3, kKeyMove3, false},       {1u << 4, kKeyJump, false},       {1u << 5, kKeyEnter, false},
+    {1u << 6, kKeyAdminToggle, false}, {1u << 7, kKeyFire, false},       {1u << 8, kKeyBuildBuildingBlock, true},
+    {1u << 9, kKeyBuildIRSCube, true}, {1u << 10, kKeyAdminStep, false}, {1u << 11, kKeyBuildFlatStone, true},
+    {1u << 13, kKeyUp, false},         {1u << 14, kKeyDown, false},
 };
 // The second key record: bits 0 and 1 follow the bit, the rest only set.
 constexpr KeyBit kMoreKeysMask[] = {
-    {1u << 0, kKeyAdminAddPad, false},
-    {1u << 1, kKeyAdminDeleteSelection, false},
-    {1u << 2, kKeyBuildZorbinCube, true},
-    {1u << 3, kKeyBuildStoneBlock, true},
+    {1u << 0, kKeyAdminAddPad, false},    {1u << 1, kKeyAdminDeleteSelection, false},
+    {1u << 2, kKeyBuildZorbinCube, true}, {1u << 3, kKeyBuildStoneBlock, true},
     {1u << 4, kKeyBuildFlatStone, true},
 };
 
-template <size_t N>
-void ApplyKeyMask(Server_Player* player, uint32_t mask, const KeyBit (&table)[N]) {
+template <size_t N> void ApplyKeyMask(Server_Player* player, uint32_t mask, const KeyBit (&table)[N]) {
     for (const KeyBit& key : table) {
         bool pressed = (mask & key.bit) != 0;
         if (pressed)
@@ -114,11 +109,21 @@ bool Server::PIC() {
         uint8_t type = 0;
         packet->ReadByte(type);
         switch (type) {
-        case kRecordKeys: valid = PIC_Keys(client, packet); break;
-        case kRecordExistingLogin: PIC_ExistingLogin(client, packet); break;
-        case kRecordNewLogin: PIC_NewLogin(client, packet); break;
-        case kRecordReady: client->m_bReadyForUpdates = true; break;
-        case kRecordChat: PIC_Chat(client, packet); break;
+        case kRecordKeys:
+            valid = PIC_Keys(client, packet);
+            break;
+        case kRecordExistingLogin:
+            PIC_ExistingLogin(client, packet);
+            break;
+        case kRecordNewLogin:
+            PIC_NewLogin(client, packet);
+            break;
+        case kRecordReady:
+            client->m_bReadyForUpdates = true;
+            break;
+        case kRecordChat:
+            PIC_Chat(client, packet);
+            break;
         case kRecordClientVersion:
             if (packet->Remaining() >= 1) {
                 uint8_t version = 0;
@@ -133,11 +138,15 @@ bool Server::PIC() {
             }
             packet->ReadU32(client->m_uiMaxUpdateSize);
             break;
-        case kRecordMoreKeys: valid = PIC_Keys_2(client, packet); break;
+        case kRecordMoreKeys:
+            valid = PIC_Keys_2(client, packet);
+            break;
         case kRecordQueryExtension:
             client->HandleQueryExtension(packet, static_cast<unsigned char>(CountVisibleLoggedInClients()));
             break;
-        case kRecordExtensionResponse: client->HandleQueryExtensionResponse(packet); break;
+        case kRecordExtensionResponse:
+            client->HandleQueryExtensionResponse(packet);
+            break;
         case kRecordMenuButton:
             // A click without its button byte names no button and is ignored.
             if (packet->Remaining() >= 1) {
@@ -146,8 +155,12 @@ bool Server::PIC() {
                 client->HandleServerButtonClick(button);
             }
             break;
-        case kRecordSteering: valid = PIC_Keys_V79Move(client, packet); break;
-        case kRecordClientSideMove: valid = PIC_ClientSideMove(client, packet); break;
+        case kRecordSteering:
+            valid = PIC_Keys_V79Move(client, packet);
+            break;
+        case kRecordClientSideMove:
+            valid = PIC_ClientSideMove(client, packet);
+            break;
         case kRecordClientFlag:
             if (packet->Remaining() >= 1) {
                 uint8_t flag = 0;
@@ -155,14 +168,24 @@ bool Server::PIC() {
                 if (client->m_pPlayer) client->m_pPlayer->SetFlag(kPlayerClientFlag, (flag & 1) != 0);
             }
             break;
-        case kRecordClientSidePosition: valid = PIC_ClientSideMove_Pos(client, packet); break;
-        case kRecordClientSideYaw: valid = PIC_ClientSideMove_Yaw(client, packet); break;
-        case kRecordClientSideVelocity: valid = PIC_ClientSideMove_Vel(client, packet); break;
+        case kRecordClientSidePosition:
+            valid = PIC_ClientSideMove_Pos(client, packet);
+            break;
+        case kRecordClientSideYaw:
+            valid = PIC_ClientSideMove_Yaw(client, packet);
+            break;
+        case kRecordClientSideVelocity:
+            valid = PIC_ClientSideMove_Vel(client, packet);
+            break;
         case kRecordMovementSequence:
             if (packet->Remaining() >= 1) packet->ReadByte(client->m_Movement.m_ucMovementSeqEcho);
             break;
-        case kRecordServerFileInfo: client->HandleReceivedSFileInfo(packet); break;
-        default: valid = false; break;
+        case kRecordServerFileInfo:
+            client->HandleReceivedSFileInfo(packet);
+            break;
+        default:
+            valid = false;
+            break;
         }
     }
     if (!valid) {

@@ -46,12 +46,12 @@ struct ExtendedEntityAttribute {
 };
 
 // Attribute ids.
-inline constexpr uint8_t kEEABounce = 1;            // bounce amount of a pad
-inline constexpr uint8_t kEEATagLockTime = 2;       // tag pad protection time, seconds
-inline constexpr uint8_t kEEATagLockLeft = 3;       // tag pad protection seconds left
-inline constexpr uint8_t kEEATagPayout = 4;         // tag pad coins per second
-inline constexpr uint8_t kEEAInverseAlpha = 5;      // 255 - alpha
-inline constexpr uint8_t kEEAPrincessReward = 6;    // coins for a princess cube landing here
+inline constexpr uint8_t kEEABounce = 1;         // bounce amount of a pad
+inline constexpr uint8_t kEEATagLockTime = 2;    // tag pad protection time, seconds
+inline constexpr uint8_t kEEATagLockLeft = 3;    // tag pad protection seconds left
+inline constexpr uint8_t kEEATagPayout = 4;      // tag pad coins per second
+inline constexpr uint8_t kEEAInverseAlpha = 5;   // 255 - alpha
+inline constexpr uint8_t kEEAPrincessReward = 6; // coins for a princess cube landing here
 
 class ExtendedEntityAttributeList : public PointerStringList<ExtendedEntityAttribute> {
 public:
@@ -92,10 +92,15 @@ public:
     static EntityStringCacheEntry m_sESCE;
 
     uint8_t GetKind() const { return m_ucTypeAndFlags & kTypeKindMask; }
-    void SetKind(uint8_t kind) { m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeKindMask) | (kind & kTypeKindMask)); }
-    uint8_t GetTextureMode() const { return uint8_t((m_ucTypeAndFlags & kTypeTextureModeMask) >> kTypeTextureModeShift); }
+    void SetKind(uint8_t kind) {
+        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeKindMask) | (kind & kTypeKindMask));
+    }
+    uint8_t GetTextureMode() const {
+        return uint8_t((m_ucTypeAndFlags & kTypeTextureModeMask) >> kTypeTextureModeShift);
+    }
     void SetTextureMode(uint8_t mode) {
-        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeTextureModeMask) | ((mode << kTypeTextureModeShift) & kTypeTextureModeMask));
+        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeTextureModeMask) |
+                                   ((mode << kTypeTextureModeShift) & kTypeTextureModeMask));
     }
     bool HasUnrotatedBounds() const { return (m_ucTypeAndFlags & kTypeUnrotatedBounds) != 0; }
 

@@ -7,8 +7,7 @@
 
 #include "world/VUKHeap.h"
 
-template <typename T>
-class Link {
+template <typename T> class Link {
 public:
     Link() = default;
     virtual ~Link() = default;
@@ -27,15 +26,13 @@ public:
 // Every Link<T> the world uses has the size of Link<void*>: the pool's element size.
 inline constexpr std::size_t kLinkElementSize = sizeof(Link<void*>);
 
-template <typename T>
-void* Link<T>::operator new(std::size_t size) {
+template <typename T> void* Link<T>::operator new(std::size_t size) {
     static_assert(sizeof(Link<T>) <= kLinkElementSize, "Link<T> must fit the links pool");
     (void)size;
     return g_VukHeap_Links.AllocateOne();
 }
 
-template <typename T>
-class LinkedList {
+template <typename T> class LinkedList {
 public:
     LinkedList() = default;
     virtual ~LinkedList() { RemoveAll(); }
@@ -52,10 +49,14 @@ public:
         return link;
     }
     void Remove(Link<T>* link) {
-        if (link->m_pPrevious) link->m_pPrevious->m_pNext = link->m_pNext;
-        else m_pHead = link->m_pNext;
-        if (link->m_pNext) link->m_pNext->m_pPrevious = link->m_pPrevious;
-        else m_pTail = link->m_pPrevious;
+        if (link->m_pPrevious)
+            link->m_pPrevious->m_pNext = link->m_pNext;
+        else
+            m_pHead = link->m_pNext;
+        if (link->m_pNext)
+            link->m_pNext->m_pPrevious = link->m_pPrevious;
+        else
+            m_pTail = link->m_pPrevious;
         link->m_pPrevious = link->m_pNext = nullptr;
         if (--link->m_uiReferenceCount == 0) delete link;
     }

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "base/Settings.h"
-#include "world/Server_EntityKinds.h"
 #include "world/Server_Client_Entity.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUK_Grid.h"
 #include "world/WorldFatalError.h"
 
@@ -47,7 +47,7 @@ struct ZoneInfoTable {
 };
 
 ZoneInfoTable& ZoneInfos() {
-    static ZoneInfoTable* table = new ZoneInfoTable();  // outlives every static entity
+    static ZoneInfoTable* table = new ZoneInfoTable(); // outlives every static entity
     return *table;
 }
 
@@ -80,10 +80,10 @@ void Server_Entity::MakeKind(uint8_t kind) {
         bool m_bUnrotatedBounds;
     };
     static constexpr KindLook kLooks[] = {
-        {kKindPlayer, 1, 32.0f, 3, true},          {kKindNormalPad, 42, 128.0f, 2, false},
-        {kKindFireBlock, 3, 32.0f, 1, true},       {kKindTalvyCube, 9, 128.0f, 1, true},
-        {kKindOrisetCube, 19, 128.0f, 1, true},    {kKindZorbinCube, kZorbinCubeTexture, 64.0f, 1, true},
-        {kKindPalaceCube, 60, 128.0f, 1, true},    {kKindQuillhobCube, 0, 128.0f, 1, true},
+        {kKindPlayer, 1, 32.0f, 3, true},       {kKindNormalPad, 42, 128.0f, 2, false},
+        {kKindFireBlock, 3, 32.0f, 1, true},    {kKindTalvyCube, 9, 128.0f, 1, true},
+        {kKindOrisetCube, 19, 128.0f, 1, true}, {kKindZorbinCube, kZorbinCubeTexture, 64.0f, 1, true},
+        {kKindPalaceCube, 60, 128.0f, 1, true}, {kKindQuillhobCube, 0, 128.0f, 1, true},
     };
     for (const KindLook& look : kLooks) {
         if (look.m_ucKind != kind) continue;
@@ -101,8 +101,10 @@ Server_Entity::~Server_Entity() {
     try {
         for (uint32_t i = 0; i < m_GroupLinks.Count(); ++i) {
             PFAE_Info* info = m_GroupLinks.Get(i);
-            if (VUKFastArray_Entity* array = info->GetArray()) array->RawRemoveItem(info->m_uiIndex);
-            else delete info;  // its array is gone already
+            if (VUKFastArray_Entity* array = info->GetArray())
+                array->RawRemoveItem(info->m_uiIndex);
+            else
+                delete info; // its array is gone already
         }
         m_GroupLinks.Clear();
         if (m_ZoneLinks.Count() != 0) ZL_RemoveEntityFromZonesOnly(this, &m_ZoneLinks);
@@ -193,7 +195,8 @@ void Server_Entity::SetSlotValue(uint32_t slot, uint32_t field, uint32_t value) 
         uint32_t* block = new uint32_t[kHeaderWords + size_t(grown) * kSlotFields]();
         uint32_t live = 0;
         if (m_puiClientSlots) {
-            std::memcpy(block + kHeaderWords, m_puiClientSlots + kHeaderWords, sizeof(uint32_t) * capacity * kSlotFields);
+            std::memcpy(block + kHeaderWords, m_puiClientSlots + kHeaderWords,
+                        sizeof(uint32_t) * capacity * kSlotFields);
             live = LiveOf(m_puiClientSlots);
             delete[] m_puiClientSlots;
         }
@@ -220,7 +223,8 @@ void Server_Entity::FreeClientSlots() {
 }
 
 Server_Client_Entity* Server_Entity::GetClientView(uint32_t slot) const {
-    return reinterpret_cast<Server_Client_Entity*>(g_VukHeap_ServerClientEntity.FromHandle(GetSlotValue(slot, kSlotView)));
+    return reinterpret_cast<Server_Client_Entity*>(
+        g_VukHeap_ServerClientEntity.FromHandle(GetSlotValue(slot, kSlotView)));
 }
 
 void Server_Entity::SetClientView(uint32_t slot, Server_Client_Entity* view) {

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/PointerStringList.h"
 #include "world/Entity.h"
 #include "world/LinkedList.h"
-#include "base/PointerStringList.h"
 #include "world/VUKFastArray_Entity.h"
 
 class Server_Client_Entity;
@@ -20,28 +20,28 @@ class Server_Player;
 class Server_ZorbinCube;
 
 // ---- m_ucRuleFlags ---------------------------------------------------------------------------
-inline constexpr uint8_t kRuleDirty = 0x01;             // something visible changed this tick
-inline constexpr uint8_t kRuleQueuedForUpdate = 0x02;   // on the game's update list
-inline constexpr uint8_t kRuleQueuedForRemoval = 0x04;  // on the game's remove list
+inline constexpr uint8_t kRuleDirty = 0x01;            // something visible changed this tick
+inline constexpr uint8_t kRuleQueuedForUpdate = 0x02;  // on the game's update list
+inline constexpr uint8_t kRuleQueuedForRemoval = 0x04; // on the game's remove list
 inline constexpr uint8_t kRuleZorbinBuildAllowed = 0x08;
-inline constexpr uint8_t kRuleBit4 = 0x10;              // cleared for Talvy cubes; no rule reads it
-inline constexpr uint8_t kRuleMoving = 0x20;            // moving property
-inline constexpr uint8_t kRulePrincessReward = 0x40;    // extended attribute 6 holds a landing reward
-inline constexpr uint8_t kRulePyramid = 0x80;           // the pad flag the save file carries: a sacred object
+inline constexpr uint8_t kRuleBit4 = 0x10;           // cleared for Talvy cubes; no rule reads it
+inline constexpr uint8_t kRuleMoving = 0x20;         // moving property
+inline constexpr uint8_t kRulePrincessReward = 0x40; // extended attribute 6 holds a landing reward
+inline constexpr uint8_t kRulePyramid = 0x80;        // the pad flag the save file carries: a sacred object
 
 // ---- m_ucSurfaceFlags ------------------------------------------------------------------------
 inline constexpr uint8_t kSurfaceTagPad = 0x01;
-inline constexpr uint8_t kSurfacePowerup = 0x02;      // a spawned powerup; replicated
+inline constexpr uint8_t kSurfacePowerup = 0x02; // a spawned powerup; replicated
 inline constexpr uint8_t kSurfacePlayerBuilt = 0x04;
-inline constexpr uint8_t kSurfaceDestroyed = 0x08;    // later rules of the same tick pass it by
-inline constexpr uint8_t kSurfaceNoFly = 0x10;        // landing takes away flying
-inline constexpr uint8_t kSurfaceFlyAgain = 0x20;     // landing gives flying back
+inline constexpr uint8_t kSurfaceDestroyed = 0x08; // later rules of the same tick pass it by
+inline constexpr uint8_t kSurfaceNoFly = 0x10;     // landing takes away flying
+inline constexpr uint8_t kSurfaceFlyAgain = 0x20;  // landing gives flying back
 inline constexpr uint8_t kSurfaceJail = 0x40;
 inline constexpr uint8_t kSurfaceJailRelease = 0x80;
 
 // ---- m_ucPassFlags ---------------------------------------------------------------------------
-inline constexpr uint8_t kPassVisited = 0x01;     // visited in the current zone pass
-inline constexpr uint8_t kPassTickSignal = 0x02;  // once-per-game-tick work is due
+inline constexpr uint8_t kPassVisited = 0x01;    // visited in the current zone pass
+inline constexpr uint8_t kPassTickSignal = 0x02; // once-per-game-tick work is due
 
 // Goal pad data, present while a normal pad is a goal pad.
 class GoalPadStuff {
@@ -49,12 +49,12 @@ public:
     GoalPadStuff() = default;
     virtual ~GoalPadStuff() = default;
 
-    VUKVector m_vRespawnPoint;   // where the goal pad sends the player
+    VUKVector m_vRespawnPoint; // where the goal pad sends the player
     uint32_t m_uiWords[3] = {};
     std::string m_strMessage;
-    int32_t m_iCoinReward = 0;   // may be negative
-    int16_t m_sType = 0;         // 0 a warp; 1 to 19 a powerup (spawned, never saved)
-    int32_t m_iSolexis = 0;      // cost (negative) or reward (positive)
+    int32_t m_iCoinReward = 0; // may be negative
+    int16_t m_sType = 0;       // 0 a warp; 1 to 19 a powerup (spawned, never saved)
+    int32_t m_iSolexis = 0;    // cost (negative) or reward (positive)
 };
 
 // Lift data, present while a normal pad is a lift.
@@ -109,7 +109,7 @@ public:
     static void* operator new(std::size_t size);
     static void operator delete(void* p);
 
-    uint32_t m_uiPassStamp = 0;  // stamp of the last clipping sweep that tested this entity
+    uint32_t m_uiPassStamp = 0; // stamp of the last clipping sweep that tested this entity
     // Zone keys (VUK_Grid::ZoneKey; 0 unknown) of where the entity was last filed in the world's
     // grid and in the clients' pending grids, so that a move within them need not file it again.
     uint32_t m_uiPendingGridZones = 0;
@@ -117,10 +117,10 @@ public:
     PFAE_InfoList m_GroupLinks{8};
     PFAE_InfoList m_ZoneLinks{8};
     ReferringPlayerList m_ReferringPlayers;
-    Server_Player* m_pOwner = nullptr;      // owner of property (Zorbin, palace, player-built block)
+    Server_Player* m_pOwner = nullptr; // owner of property (Zorbin, palace, player-built block)
     GoalPadStuff* m_pGoalPad = nullptr;
     LiftStuff* m_pLift = nullptr;
-    Server_Player* m_pTagHolder = nullptr;  // the player who tagged this tag pad last
+    Server_Player* m_pTagHolder = nullptr; // the player who tagged this tag pad last
     uint32_t m_uiStoredCoins = 0;
     uint8_t m_ucMoveState = 0;
     uint8_t m_ucRuleFlags = kRuleZorbinBuildAllowed;
@@ -151,7 +151,9 @@ public:
     bool IsTagPad() const { return (m_ucSurfaceFlags & kSurfaceTagPad) != 0; }
     bool IsPlayerBuilt() const { return (m_ucSurfaceFlags & kSurfacePlayerBuilt) != 0; }
     bool IsDestroyed() const { return (m_ucSurfaceFlags & kSurfaceDestroyed) != 0; }
-    static void SetBit(uint8_t& flags, uint8_t bit, bool on) { flags = on ? uint8_t(flags | bit) : uint8_t(flags & ~bit); }
+    static void SetBit(uint8_t& flags, uint8_t bit, bool on) {
+        flags = on ? uint8_t(flags | bit) : uint8_t(flags & ~bit);
+    }
 
     // Goal pad and lift data are made zeroed on first need.
     GoalPadStuff* GetOrCreateGoalPad();

@@ -4,18 +4,14 @@
 
 // ---- the kinds ---------------------------------------------------------------------------------
 
-Server_FireBlock::Server_FireBlock() {
-    MakeKind(kKindFireBlock);
-}
+Server_FireBlock::Server_FireBlock() { MakeKind(kKindFireBlock); }
 
 Server_TalvyCube::Server_TalvyCube() {
     MakeKind(kKindTalvyCube);
     m_ucRuleFlags &= uint8_t(~kRuleBit4);
 }
 
-Server_OrisetCube::Server_OrisetCube() {
-    MakeKind(kKindOrisetCube);
-}
+Server_OrisetCube::Server_OrisetCube() { MakeKind(kKindOrisetCube); }
 
 void* Server_ZorbinCube::operator new(std::size_t size) {
     if (size > g_VukHeap_ServerZorbinCube.ElementSize()) throw WorldFatalError("Zorbin pool: object too large");
@@ -43,22 +39,18 @@ void* Server_PalaceCube::operator new(std::size_t size) {
 
 void Server_PalaceCube::operator delete(void* p) { g_VukHeap_ServerPalaceCube.FreeOne(p); }
 
-Server_PalaceCube::Server_PalaceCube() {
-    MakeKind(kKindPalaceCube);
-}
+Server_PalaceCube::Server_PalaceCube() { MakeKind(kKindPalaceCube); }
 
-Server_QuillhobCube::Server_QuillhobCube() {
-    MakeKind(kKindQuillhobCube);
-}
+Server_QuillhobCube::Server_QuillhobCube() { MakeKind(kKindQuillhobCube); }
 
 // ---- players -----------------------------------------------------------------------------------
 
 Server_Player::Server_Player() {
     MakeKind(kKindPlayer);
     m_vSize.Set(16.0f, 16.0f, 16.0f);
-    m_ucPlayerFlags[5] = 0x20;  // byte 6: bit 5 set
-    m_ucPlayerFlags[7] = 0x0E;  // byte 8: bits 1 to 3 set
-    m_ucPlayerFlags[8] = 64;    // byte 9
+    m_ucPlayerFlags[5] = 0x20; // byte 6: bit 5 set
+    m_ucPlayerFlags[7] = 0x0E; // byte 8: bits 1 to 3 set
+    m_ucPlayerFlags[8] = 64;   // byte 9
 }
 
 Server_Player::~Server_Player() {

@@ -24,8 +24,8 @@ public:
     static void* operator new(std::size_t size) { return ::operator new(size); }
     static void operator delete(void* p) { ::operator delete(p); }
 
-    Server_Entity* m_pShotOwner = nullptr;  // credited with the shot; its team is spared
-    int16_t m_sLife = 0;                    // ticks left
+    Server_Entity* m_pShotOwner = nullptr; // credited with the shot; its team is spared
+    int16_t m_sLife = 0;                   // ticks left
     int16_t m_sPower = 1;
     Server_Player* m_pShooter = nullptr;
     uint8_t m_ucByte = 0;
@@ -45,7 +45,7 @@ public:
     int16_t m_sCountdown = 30;
     int16_t m_sTurnSlot = 2;
     int16_t m_sCounter = 0;
-    VUKVector m_vHomePoint;  // saved with the cube
+    VUKVector m_vHomePoint; // saved with the cube
     Server_Player* m_pLastPusher = nullptr;
     uint8_t m_ucTalvyFlags = 0;
 };
@@ -69,7 +69,7 @@ public:
 // ---- Zorbin cubes (kind 10) ----------------------------------------------------------------------
 inline constexpr uint8_t kZorbinTarget = 0x01;
 inline constexpr uint16_t kZorbinCubeTexture = 44;
-inline constexpr uint32_t kZorbinCubeWorth = 25'000;  // stored coins of a new cube: what it costs
+inline constexpr uint32_t kZorbinCubeWorth = 25'000; // stored coins of a new cube: what it costs
 
 class Server_ZorbinCube : public Server_Entity {
 public:
@@ -82,7 +82,7 @@ public:
     uint16_t m_usShort = 1;
     uint32_t m_uiTurnSlot = 1;
     uint32_t m_uiWords[3] = {};
-    LinkedList<Server_Player*> m_NearPlayers;  // the other side of each player's m_NearZorbins
+    LinkedList<Server_Player*> m_NearPlayers; // the other side of each player's m_NearZorbins
     uint8_t m_ucZorbinFlags = 0;
 };
 
@@ -117,41 +117,41 @@ struct PlayerFlag {
     uint8_t m_ucByte;
     uint8_t m_ucMask;
 };
-inline constexpr PlayerFlag kPlayerLoggedIn{0, 0x01};           // byte 1 bit 0
-inline constexpr PlayerFlag kPlayerAFK{0, 0x02};                // byte 1 bit 1: status value 2
-inline constexpr PlayerFlag kPlayerHidden{0, 0x04};             // byte 1 bit 2
-inline constexpr PlayerFlag kPlayerSavedBit0{3, 0x01};          // byte 4 bit 0, saved
-inline constexpr PlayerFlag kPlayerShowFurtherString{3, 0x02};  // byte 4 bit 1: others see the further string
-inline constexpr PlayerFlag kPlayerMessageWindow{3, 0x04};      // byte 4 bit 2: modal window open, saved
-inline constexpr PlayerFlag kPlayerAdminMode{3, 0x08};          // byte 4 bit 3: sent with 0x43, stops client-side movement
-inline constexpr PlayerFlag kPlayerMoving{3, 0x10};             // byte 4 bit 4
-inline constexpr PlayerFlag kPlayerSpeedBoost{3, 0x20};         // byte 4 bit 5: speed factor 1.5
-inline constexpr PlayerFlag kPlayerFlying{3, 0x80};             // byte 4 bit 7: fly state 1
-inline constexpr PlayerFlag kPlayerClientFireFlag{4, 0x02};     // byte 5 bit 1: sent with 0x7C
-inline constexpr PlayerFlag kPlayerClientFlag{4, 0x04};         // byte 5 bit 2: the client's flag record
-inline constexpr PlayerFlag kPlayerGlide{4, 0x10};              // byte 5 bit 4: fly state 2
-inline constexpr PlayerFlag kPlayerCoinCommands{5, 0x04};       // byte 6 bit 2: may use coin-changing commands, saved
-inline constexpr PlayerFlag kPlayerByte6Bit5{5, 0x20};          // byte 6 bit 5, set when made
-inline constexpr PlayerFlag kPlayerMenuButton1{6, 0x01};        // byte 7: menu requests by button id
+inline constexpr PlayerFlag kPlayerLoggedIn{0, 0x01};          // byte 1 bit 0
+inline constexpr PlayerFlag kPlayerAFK{0, 0x02};               // byte 1 bit 1: status value 2
+inline constexpr PlayerFlag kPlayerHidden{0, 0x04};            // byte 1 bit 2
+inline constexpr PlayerFlag kPlayerSavedBit0{3, 0x01};         // byte 4 bit 0, saved
+inline constexpr PlayerFlag kPlayerShowFurtherString{3, 0x02}; // byte 4 bit 1: others see the further string
+inline constexpr PlayerFlag kPlayerMessageWindow{3, 0x04};     // byte 4 bit 2: modal window open, saved
+inline constexpr PlayerFlag kPlayerAdminMode{3, 0x08};      // byte 4 bit 3: sent with 0x43, stops client-side movement
+inline constexpr PlayerFlag kPlayerMoving{3, 0x10};         // byte 4 bit 4
+inline constexpr PlayerFlag kPlayerSpeedBoost{3, 0x20};     // byte 4 bit 5: speed factor 1.5
+inline constexpr PlayerFlag kPlayerFlying{3, 0x80};         // byte 4 bit 7: fly state 1
+inline constexpr PlayerFlag kPlayerClientFireFlag{4, 0x02}; // byte 5 bit 1: sent with 0x7C
+inline constexpr PlayerFlag kPlayerClientFlag{4, 0x04};     // byte 5 bit 2: the client's flag record
+inline constexpr PlayerFlag kPlayerGlide{4, 0x10};          // byte 5 bit 4: fly state 2
+inline constexpr PlayerFlag kPlayerCoinCommands{5, 0x04};   // byte 6 bit 2: may use coin-changing commands, saved
+inline constexpr PlayerFlag kPlayerByte6Bit5{5, 0x20};      // byte 6 bit 5, set when made
+inline constexpr PlayerFlag kPlayerMenuButton1{6, 0x01};    // byte 7: menu requests by button id
 inline constexpr PlayerFlag kPlayerMenuButton2{6, 0x02};
 inline constexpr PlayerFlag kPlayerMenuButton4{6, 0x04};
 inline constexpr PlayerFlag kPlayerMenuLocateEnemy{6, 0x10};    // button 6
 inline constexpr PlayerFlag kPlayerMenuLocateTopEnemy{6, 0x20}; // button 35
 inline constexpr PlayerFlag kPlayerMenuButton7{6, 0x40};
-inline constexpr PlayerFlag kPlayerMenuToggleAFK{6, 0x80};      // button 8
-inline constexpr PlayerFlag kPlayerMenuLocateOwn{7, 0x01};      // byte 8 bit 0, button 9
-inline constexpr PlayerFlag kPlayerAwaitClientPosition{7, 0x02};// byte 8 bits 1 to 3: waiting for the
-inline constexpr PlayerFlag kPlayerAwaitClientYaw{7, 0x04};     // client's own position, yaw and
-inline constexpr PlayerFlag kPlayerAwaitClientVelocity{7, 0x08};// velocity reports
-inline constexpr PlayerFlag kPlayerGiantFireBlocks{7, 0x40};    // byte 8 bit 6
-inline constexpr PlayerFlag kPlayerClientSideMovement{8, 0x04}; // byte 9 bit 2: in force
-inline constexpr PlayerFlag kPlayerClientSideWarp{8, 0x08};     // byte 9 bit 3: set by a goal-pad landing
-inline constexpr PlayerFlag kPlayerNoKickOwnProperty{8, 0x80};  // byte 9 bit 7
-inline constexpr PlayerFlag kPlayerClientSimulatesFire{9, 0x01};// byte 10 bit 0: the client's KRV_CSE1
-inline constexpr PlayerFlag kPlayerByte10Bit1{9, 0x02};         // byte 10 bit 1, cleared by the loader
+inline constexpr PlayerFlag kPlayerMenuToggleAFK{6, 0x80};       // button 8
+inline constexpr PlayerFlag kPlayerMenuLocateOwn{7, 0x01};       // byte 8 bit 0, button 9
+inline constexpr PlayerFlag kPlayerAwaitClientPosition{7, 0x02}; // byte 8 bits 1 to 3: waiting for the
+inline constexpr PlayerFlag kPlayerAwaitClientYaw{7, 0x04};      // client's own position, yaw and
+inline constexpr PlayerFlag kPlayerAwaitClientVelocity{7, 0x08}; // velocity reports
+inline constexpr PlayerFlag kPlayerGiantFireBlocks{7, 0x40};     // byte 8 bit 6
+inline constexpr PlayerFlag kPlayerClientSideMovement{8, 0x04};  // byte 9 bit 2: in force
+inline constexpr PlayerFlag kPlayerClientSideWarp{8, 0x08};      // byte 9 bit 3: set by a goal-pad landing
+inline constexpr PlayerFlag kPlayerNoKickOwnProperty{8, 0x80};   // byte 9 bit 7
+inline constexpr PlayerFlag kPlayerClientSimulatesFire{9, 0x01}; // byte 10 bit 0: the client's KRV_CSE1
+inline constexpr PlayerFlag kPlayerByte10Bit1{9, 0x02};          // byte 10 bit 1, cleared by the loader
 
 // Key flags (m_uiKeyFlags). Bits 0 to 14 are the bits of the key message's mask.
-inline constexpr uint32_t kKeyMove0 = 1u << 0;  // the four ground movement keys
+inline constexpr uint32_t kKeyMove0 = 1u << 0; // the four ground movement keys
 inline constexpr uint32_t kKeyMove1 = 1u << 1;
 inline constexpr uint32_t kKeyMove2 = 1u << 2;
 inline constexpr uint32_t kKeyMove3 = 1u << 3;
@@ -173,7 +173,14 @@ inline constexpr uint32_t kKeyBuildStoneBlock = 1u << 18;
 inline constexpr uint32_t kKeyGroundMovement = kKeyMove0 | kKeyMove1 | kKeyMove2 | kKeyMove3;
 
 // Index of each build key's 4-bit repeat counter in m_ucBuildRepeat.
-enum BuildRepeat : uint8_t { kRepeatBuildingBlock, kRepeatZorbinCube, kRepeatStoneBlock, kRepeatFlatStone, kRepeatIRSCube, kRepeatCount };
+enum BuildRepeat : uint8_t {
+    kRepeatBuildingBlock,
+    kRepeatZorbinCube,
+    kRepeatStoneBlock,
+    kRepeatFlatStone,
+    kRepeatIRSCube,
+    kRepeatCount
+};
 
 inline constexpr int kPlayerEffectSlots = 10;
 // The master administrator's level, given at login; no command gives it to anyone else.
@@ -195,7 +202,7 @@ public:
     int16_t m_sShotCooldown = 0;
     int16_t m_sStillTicks = 0;
     uint32_t m_uiEnergy = 98'765;
-    uint32_t m_uiRank = 0;  // 1 = richest, 0 = not yet ranked
+    uint32_t m_uiRank = 0; // 1 = richest, 0 = not yet ranked
     uint32_t m_uiTicksSinceLastLogin = 0;
     uint32_t m_uiPalaceCubeCount = 0;
     int64_t m_i64PocketCoins = 0;
@@ -213,9 +220,9 @@ public:
     std::string m_strMessageText;
     VUKVector m_vRespawnPoint;
     Server_Entity* m_pAdminSelection = nullptr;
-    Server_Entity* m_pPlatform = nullptr;  // the entity whose m_ReferringPlayers holds this player
-    uint8_t m_ucEditMode = 0;              // admin editor mode 0 to 5
-    uint8_t m_ucCSMHoldOff = 0;            // client-side-movement hold-off
+    Server_Entity* m_pPlatform = nullptr; // the entity whose m_ReferringPlayers holds this player
+    uint8_t m_ucEditMode = 0;             // admin editor mode 0 to 5
+    uint8_t m_ucCSMHoldOff = 0;           // client-side-movement hold-off
     std::string m_strEffectNames[kPlayerEffectSlots];
     float m_fEffectTimes[kPlayerEffectSlots] = {};
     uint32_t m_uiEffectIds[kPlayerEffectSlots] = {};
@@ -232,12 +239,12 @@ public:
     uint8_t m_ucMenuRequestMemory = 0;
     float m_fVerticalVelocity = 0.0f;
     float m_fSteeringHeading = 0.0f;
-    float m_fThrottle = 0.0f;  // 0.0 to 1.0
+    float m_fThrottle = 0.0f; // 0.0 to 1.0
     VUKVector m_vClientPosition;
     float m_fClientYaw = 0.0f;
     bool m_bClientRotation = false;
     VUKVector m_vClientVelocity;
-    std::string m_strDisplayName;  // the name after the word filter
+    std::string m_strDisplayName; // the name after the word filter
     bool m_bDisplayName = false;
     uint32_t m_uiOfflineTicks = 0;
     float m_fExtraVerticalSpeed = 0.0f;

@@ -36,8 +36,7 @@ struct PFAE_Info {
 // The first two handles live in the object itself, in place of the storage pointer: a normal
 // pad's group list (all entities, normal pads) then needs no allocation. The storage of the
 // full capacity is allocated when a third handle arrives.
-template <>
-class VUKFastArray<PFAE_Info*> {
+template <> class VUKFastArray<PFAE_Info*> {
 public:
     explicit VUKFastArray(uint32_t capacity = 8) : m_uiCapacity(capacity ? capacity : 1) {}
     virtual ~VUKFastArray() {
@@ -79,7 +78,7 @@ private:
         uint32_t m_uiInline[kInline];
     };
     uint32_t m_uiCount = 0;
-    uint32_t m_uiCapacity;  // the top bit says the handles are on the heap
+    uint32_t m_uiCapacity; // the top bit says the handles are on the heap
 };
 
 using PFAE_InfoList = VUKFastArray<PFAE_Info*>;
@@ -112,7 +111,7 @@ public:
     struct Entry {
         uint32_t m_uiEntityLow;
         uint32_t m_uiEntityHigh;
-        uint32_t m_uiLink;  // handle of the link record
+        uint32_t m_uiLink; // handle of the link record
 
         Server_Entity* Entity() const {
             return reinterpret_cast<Server_Entity*>(uintptr_t(m_uiEntityLow) | (uintptr_t(m_uiEntityHigh) << 32));

@@ -10,14 +10,12 @@
 
 #include "world/VUKHeap.h"
 
-template <typename T>
-class VUKFastArray_WithLinkBacks {
+template <typename T> class VUKFastArray_WithLinkBacks {
     static_assert(std::is_trivially_copyable_v<T>, "VUKFastArray_WithLinkBacks holds plain values");
 
 public:
     explicit VUKFastArray_WithLinkBacks(uint32_t capacity = 8)
-        : m_uiCapacity(capacity ? capacity : 1),
-          m_pValues(new T[m_uiCapacity]),
+        : m_uiCapacity(capacity ? capacity : 1), m_pValues(new T[m_uiCapacity]),
           m_ppCells(new uint32_t*[m_uiCapacity]) {}
     // Cells still in the array go back to their pool; owners must have dropped their pointers.
     virtual ~VUKFastArray_WithLinkBacks() {

@@ -118,8 +118,10 @@ std::unique_ptr<VukHeap> VukHeap::MakeNext() {
 void VukHeap::NextDropped() { m_pHead->m_ChainRanges.resize(m_uiDepth + 1); }
 
 void VukHeap::FreeHere(uint8_t* p) {
-    if (p == m_pTop - m_uiElementSize) m_pTop = p;
-    else m_pFreeStack->Push(p);
+    if (p == m_pTop - m_uiElementSize)
+        m_pTop = p;
+    else
+        m_pFreeStack->Push(p);
     --m_uiLiveCount;
     MarkPagesUnused(p, m_uiElementSize);
     vukmem::PoisonSlot(p, m_uiElementSize);
@@ -220,10 +222,17 @@ VukHeap g_VukHeap_VukZone(sizeof(VUK_Zone), 131'072, "g_VukHeap_VukZone", VukHea
 VukHeap g_VukHeap_VukZoneLine(sizeof(VUK_ZoneLine), 16'384, "g_VukHeap_VukZoneLine", VukHeap::Lifetime::Process);
 
 const GlobalHeap g_GlobalHeaps[kGlobalHeapCount] = {
-    {&g_VukHeap_ServerEntity, 7}, {&g_VukHeap_ServerZorbinCube, 6},   {&g_VukHeap_ServerPalaceCube, 8},
-    {&g_VukHeap_ServerClientEntity, 5}, {&g_VukHeap_Links, 1},         {&g_VukHeap_PFA_LinkBacks, 2},
-    {&g_VukHeap_ServerClient, 4}, {&g_VukHeap_SCEPlayer, 3},           {&g_VukHeap_PFAE_Info, 9},
-    {&g_VukHeap_VukZone, 10},     {&g_VukHeap_VukZoneLine, 11},
+    {&g_VukHeap_ServerEntity, 7},
+    {&g_VukHeap_ServerZorbinCube, 6},
+    {&g_VukHeap_ServerPalaceCube, 8},
+    {&g_VukHeap_ServerClientEntity, 5},
+    {&g_VukHeap_Links, 1},
+    {&g_VukHeap_PFA_LinkBacks, 2},
+    {&g_VukHeap_ServerClient, 4},
+    {&g_VukHeap_SCEPlayer, 3},
+    {&g_VukHeap_PFAE_Info, 9},
+    {&g_VukHeap_VukZone, 10},
+    {&g_VukHeap_VukZoneLine, 11},
 };
 
 void OptimizeGlobalHeaps() {

@@ -34,8 +34,7 @@ public:
 
     // Reserves elementSize × elementCount bytes. Out of address space: the error is printed,
     // logged under "VukHeap" and raised as a WorldFatalError.
-    VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name,
-            Lifetime lifetime = Lifetime::Scoped);
+    VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name, Lifetime lifetime = Lifetime::Scoped);
     // Destroys the chained pool first. With live elements left this reports
     // "Heap Deletion Error: Objects Left Over in <name>.." and throws a WorldFatalError.
     virtual ~VukHeap() noexcept(false);
@@ -107,7 +106,7 @@ private:
     std::vector<ChainRange> m_ChainRanges;
     size_t m_uiReservedBytes = 0;
     Lifetime m_Lifetime = Lifetime::Scoped;
-    uint32_t m_uiShift = 0;       // log2 of the element size when it is a power of two
+    uint32_t m_uiShift = 0; // log2 of the element size when it is a power of two
     bool m_bPowerOfTwo = false;
 };
 

@@ -57,7 +57,8 @@ VukHeap_FileMapped::~VukHeap_FileMapped() noexcept(false) {
     snprintf(text, sizeof text, "DEBUG INFO: Deleted a file mapped heap for %s objects", m_strBaseName.c_str());
     LogChat("VukHeap", text);
     if (m_uiLiveCount != 0) {
-        snprintf(text, sizeof text, "File Mapped Heap Deletion Error: Objects Left Over in %s..", m_strBaseName.c_str());
+        snprintf(text, sizeof text, "File Mapped Heap Deletion Error: Objects Left Over in %s..",
+                 m_strBaseName.c_str());
         vukmem::ReportAndThrow(text);
     }
     vukmem::UnregisterRoot(m_pView, m_uiMappedBytes);
@@ -79,8 +80,8 @@ uint8_t* VukHeap_FileMapped::AllocateHere() {
 }
 
 std::unique_ptr<VukHeap_FileMapped> VukHeap_FileMapped::MakeNext() {
-    auto next = std::make_unique<VukHeap_FileMapped>(m_uiElementSize, m_uiElementCount, m_strBaseName.c_str(),
-                                                     m_iSequence + 1);
+    auto next =
+        std::make_unique<VukHeap_FileMapped>(m_uiElementSize, m_uiElementCount, m_strBaseName.c_str(), m_iSequence + 1);
     char text[768];
     snprintf(text, sizeof text, "DEBUG INFO: Additional file mapped heap created for %s objects.",
              next->m_strFilePath.c_str());
@@ -89,8 +90,10 @@ std::unique_ptr<VukHeap_FileMapped> VukHeap_FileMapped::MakeNext() {
 }
 
 void VukHeap_FileMapped::FreeHere(uint8_t* p) {
-    if (p == m_pTop - m_uiElementSize) m_pTop = p;
-    else m_pFreeStack->Push(p);
+    if (p == m_pTop - m_uiElementSize)
+        m_pTop = p;
+    else
+        m_pFreeStack->Push(p);
     --m_uiLiveCount;
     vukmem::PoisonSlot(p, m_uiElementSize);
 }

@@ -61,8 +61,11 @@ VUKMatrix VUKMatrix::operator*(const VUKMatrix& o) const {
 bool TouchTest(const Entity* a, const Entity* b) {
     const VUKVector ha = a->m_vSize * 0.5f;
     const VUKVector hb = b->m_vSize * 0.5f;
-    if (a->m_vPosition.x + ha.x < b->m_vPosition.x - hb.x || a->m_vPosition.x - ha.x > b->m_vPosition.x + hb.x) return false;
-    if (a->m_vPosition.y + ha.y < b->m_vPosition.y - hb.y || a->m_vPosition.y - ha.y > b->m_vPosition.y + hb.y) return false;
-    if (a->m_vPosition.z + ha.z < b->m_vPosition.z - hb.z || a->m_vPosition.z - ha.z > b->m_vPosition.z + hb.z) return false;
+    if (a->m_vPosition.x + ha.x < b->m_vPosition.x - hb.x || a->m_vPosition.x - ha.x > b->m_vPosition.x + hb.x)
+        return false;
+    if (a->m_vPosition.y + ha.y < b->m_vPosition.y - hb.y || a->m_vPosition.y - ha.y > b->m_vPosition.y + hb.y)
+        return false;
+    if (a->m_vPosition.z + ha.z < b->m_vPosition.z - hb.z || a->m_vPosition.z - ha.z > b->m_vPosition.z + hb.z)
+        return false;
     return true;
 }

@@ -20,13 +20,32 @@ struct VUKVector {
     VUKVector operator+(const VUKVector& o) const { return {x + o.x, y + o.y, z + o.z}; }
     VUKVector operator-(const VUKVector& o) const { return {x - o.x, y - o.y, z - o.z}; }
     VUKVector operator*(float s) const { return {x * s, y * s, z * s}; }
-    VUKVector& operator+=(const VUKVector& o) { x += o.x; y += o.y; z += o.z; return *this; }
-    VUKVector& operator-=(const VUKVector& o) { x -= o.x; y -= o.y; z -= o.z; return *this; }
-    VUKVector& operator*=(float s) { x *= s; y *= s; z *= s; return *this; }
+    VUKVector& operator+=(const VUKVector& o) {
+        x += o.x;
+        y += o.y;
+        z += o.z;
+        return *this;
+    }
+    VUKVector& operator-=(const VUKVector& o) {
+        x -= o.x;
+        y -= o.y;
+        z -= o.z;
+        return *this;
+    }
+    VUKVector& operator*=(float s) {
+        x *= s;
+        y *= s;
+        z *= s;
+        return *this;
+    }
     bool operator==(const VUKVector& o) const { return x == o.x && y == o.y && z == o.z; }
     bool operator!=(const VUKVector& o) const { return !(*this == o); }
 
-    void Set(float ax, float ay, float az) { x = ax; y = ay; z = az; }
+    void Set(float ax, float ay, float az) {
+        x = ax;
+        y = ay;
+        z = az;
+    }
 
     // Radius of the sphere around a box of these full extents.
     float SizeReach() const;

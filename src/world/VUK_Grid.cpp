@@ -36,21 +36,29 @@ public:
             m_pZones[i]->List(kZoneAll).PrefetchAppend();
             if (!m_bMasterListOnly) m_pZones[i]->List(KindList(m_pEntity)).PrefetchAppend();
         }
-        for (uint32_t i = 0; i < m_uiCount; ++i) m_pZones[i]->AddEntityToEntityLinks(m_pEntity, m_pLinks, m_bMasterListOnly);
+        for (uint32_t i = 0; i < m_uiCount; ++i)
+            m_pZones[i]->AddEntityToEntityLinks(m_pEntity, m_pLinks, m_bMasterListOnly);
         m_uiCount = 0;
     }
 
 private:
     static ZoneList KindList(const Server_Entity* e) {
         switch (e->GetKind()) {
-        case kKindPlayer: return kZonePlayers;
-        case kKindNormalPad: return kZoneNormalPads;
+        case kKindPlayer:
+            return kZonePlayers;
+        case kKindNormalPad:
+            return kZoneNormalPads;
         case kKindTalvyCube:
-        case kKindOrisetCube: return kZonePrincesses;
-        case kKindZorbinCube: return kZoneZorbinCubes;
-        case kKindPalaceCube: return kZonePalaceCubes;
-        case kKindQuillhobCube: return kZoneQuillhobCubes;
-        default: return kZoneAll;
+        case kKindOrisetCube:
+            return kZonePrincesses;
+        case kKindZorbinCube:
+            return kZoneZorbinCubes;
+        case kKindPalaceCube:
+            return kZonePalaceCubes;
+        case kKindQuillhobCube:
+            return kZoneQuillhobCubes;
+        default:
+            return kZoneAll;
         }
     }
 
@@ -70,17 +78,16 @@ VUK_Grid::VUK_Grid()
 
 VUK_Grid::VUK_Grid(const VUKVector& min, const VUKVector& max, const VUKVector& zoneSize, uint32_t layerCount,
                    uint32_t rowCount, uint32_t zoneCount)
-    : m_fMinX(min.x), m_fMinY(min.y), m_fMinZ(min.z),
-      m_fMaxX(max.x), m_fMaxY(max.y), m_fMaxZ(max.z),
-      m_fZoneSizeX(zoneSize.x), m_fZoneSizeY(zoneSize.y), m_fZoneSizeZ(zoneSize.z),
-      m_uiLayerCount(layerCount), m_uiRowCount(rowCount), m_uiZoneCount(zoneCount) {}
+    : m_fMinX(min.x), m_fMinY(min.y), m_fMinZ(min.z), m_fMaxX(max.x), m_fMaxY(max.y), m_fMaxZ(max.z),
+      m_fZoneSizeX(zoneSize.x), m_fZoneSizeY(zoneSize.y), m_fZoneSizeZ(zoneSize.z), m_uiLayerCount(layerCount),
+      m_uiRowCount(rowCount), m_uiZoneCount(zoneCount) {}
 
 VUK_Grid::~VUK_Grid() {
     if (m_pMapStack) ReportBrokenInvariant("VUK_Grid destroyed while entities are still filed in it");
 }
 
 int VUK_Grid::AxisIndex(float c, float min, float size, uint32_t count) {
-    if (!(c >= min)) return -1;  // below the grid (or not a number)
+    if (!(c >= min)) return -1; // below the grid (or not a number)
     float index = (c - min) / size;
     if (!(index < float(count))) return -1;
     int i = int(index);
@@ -158,7 +165,8 @@ uint32_t VUK_Grid::ZoneKey(const Server_Entity* e) const {
     AxisZones z = WalkAxis(low.z, high.z, m_fMinZ, m_fMaxZ, m_fZoneSizeZ, [this](float c) { return IndexZ(c); });
     if (x.count == 0 || y.count == 0 || z.count == 0) return kValid; // filed nowhere
     uint32_t key = 0, shift = 0;
-    for (auto [a, axisCount] : {std::pair{x, m_uiZoneCount}, std::pair{z, m_uiRowCount}, std::pair{y, m_uiLayerCount}}) {
+    for (auto [a, axisCount] :
+         {std::pair{x, m_uiZoneCount}, std::pair{z, m_uiRowCount}, std::pair{y, m_uiLayerCount}}) {
         if (!a.consecutive || a.count > kMaxKeyZones) return 0;
         uint32_t bits = BitsFor(axisCount);
         if (shift + bits + 3 > 31) return 0;
@@ -186,7 +194,8 @@ void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterList
                          const VUKVector& high) {
     if (!m_pMapStack) m_pMapStack = new VUK_MapStack(this);
     ZoneBatch batch(e, links, masterListOnly);
-    for (float y = SkipToGrid(low.y, m_fMinY, m_fZoneSizeY); y <= high.y + m_fZoneSizeY && y < m_fMaxY; y += m_fZoneSizeY) {
+    for (float y = SkipToGrid(low.y, m_fMinY, m_fZoneSizeY); y <= high.y + m_fZoneSizeY && y < m_fMaxY;
+         y += m_fZoneSizeY) {
         int layer = IndexY(y);
         if (layer < 0) continue;
         VUK_Map*& map = m_pMapStack->m_ppMaps[layer];
@@ -194,7 +203,8 @@ void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterList
             map = new VUK_Map(m_pMapStack, uint32_t(layer));
             ++m_pMapStack->m_uiLiveCount;
         }
-        for (float z = SkipToGrid(low.z, m_fMinZ, m_fZoneSizeZ); z <= high.z + m_fZoneSizeZ && z < m_fMaxZ; z += m_fZoneSizeZ) {
+        for (float z = SkipToGrid(low.z, m_fMinZ, m_fZoneSizeZ); z <= high.z + m_fZoneSizeZ && z < m_fMaxZ;
+             z += m_fZoneSizeZ) {
             int row = IndexZ(z);
             if (row < 0) continue;
             VUK_ZoneLine*& line = map->m_ppLines[row];
@@ -202,7 +212,8 @@ void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterList
                 line = new VUK_ZoneLine(map, uint32_t(row));
                 ++map->m_uiLiveCount;
             }
-            for (float x = SkipToGrid(low.x, m_fMinX, m_fZoneSizeX); x <= high.x + m_fZoneSizeX && x < m_fMaxX; x += m_fZoneSizeX) {
+            for (float x = SkipToGrid(low.x, m_fMinX, m_fZoneSizeX); x <= high.x + m_fZoneSizeX && x < m_fMaxX;
+                 x += m_fZoneSizeX) {
                 int index = IndexX(x);
                 if (index < 0) continue;
                 VUK_Zone*& zone = line->m_ppZones[index];

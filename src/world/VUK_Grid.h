@@ -51,9 +51,9 @@ public:
     float m_fMinX, m_fMinY, m_fMinZ;
     float m_fMaxX, m_fMaxY, m_fMaxZ;
     float m_fZoneSizeX, m_fZoneSizeY, m_fZoneSizeZ;
-    uint32_t m_uiLayerCount;  // along y
-    uint32_t m_uiRowCount;    // along z
-    uint32_t m_uiZoneCount;   // along x
+    uint32_t m_uiLayerCount; // along y
+    uint32_t m_uiRowCount;   // along z
+    uint32_t m_uiZoneCount;  // along x
 
 private:
     static int AxisIndex(float c, float min, float size, uint32_t count);

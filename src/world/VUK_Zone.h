@@ -40,8 +40,8 @@ public:
     const VUKFastArray_Entity& List(ZoneList which) const { return m_Lists[which]; }
 
     // The counters come first so that the master list and the link count share a cache line.
-    uint32_t m_uiLinkCount = 0;  // entries over the eight arrays
-    uint32_t m_uiIndex;          // index in its row
+    uint32_t m_uiLinkCount = 0; // entries over the eight arrays
+    uint32_t m_uiIndex;         // index in its row
     VUK_ZoneLine* m_pZoneLine;
     VUKFastArray_Entity m_Lists[kZoneListCount];
 };

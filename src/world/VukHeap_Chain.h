@@ -9,8 +9,7 @@
 
 #include "world/WorldFatalError.h"
 
-template <typename Pool>
-class VukHeapChain {
+template <typename Pool> class VukHeapChain {
 public:
     Pool* Next() const { return m_pNext.get(); }
 

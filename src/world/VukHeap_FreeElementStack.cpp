@@ -25,7 +25,6 @@ uint8_t* Reserve(size_t bytes) {
     return static_cast<uint8_t*>(p);
 }
 
-
 void Release(uint8_t* base, size_t bytes) {
     if (!base) return;
     UnpoisonSlot(base, bytes);

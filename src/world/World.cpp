@@ -32,15 +32,24 @@ World::~World() {
 Server_Entity* World::CreateByType(uint8_t kind) {
     // A failing constructor returns the storage to its pool or the allocator by itself.
     switch (kind) {
-    case kKindPlayer: return new Server_Player();
-    case kKindNormalPad: return new Server_Entity();
-    case kKindFireBlock: return new Server_FireBlock();
-    case kKindTalvyCube: return new Server_TalvyCube();
-    case kKindOrisetCube: return new Server_OrisetCube();
-    case kKindZorbinCube: return new Server_ZorbinCube();
-    case kKindPalaceCube: return new Server_PalaceCube();
-    case kKindQuillhobCube: return new Server_QuillhobCube();
-    default: return nullptr;
+    case kKindPlayer:
+        return new Server_Player();
+    case kKindNormalPad:
+        return new Server_Entity();
+    case kKindFireBlock:
+        return new Server_FireBlock();
+    case kKindTalvyCube:
+        return new Server_TalvyCube();
+    case kKindOrisetCube:
+        return new Server_OrisetCube();
+    case kKindZorbinCube:
+        return new Server_ZorbinCube();
+    case kKindPalaceCube:
+        return new Server_PalaceCube();
+    case kKindQuillhobCube:
+        return new Server_QuillhobCube();
+    default:
+        return nullptr;
     }
 }
 
@@ -59,28 +68,45 @@ void World::AddEntityToGroups(Server_Entity* e) {
         m_Players.AddEntity(e, links);
         bool loggedIn = player->IsLoggedIn();
         if (loggedIn) m_OnlinePlayers.AddEntity(e, links);
-        if (!loggedIn && !player->IsPlayerMoving()) m_RestingOfflinePlayers.AddEntity(e, links);
-        else m_OtherPlayers.AddEntity(e, links);
+        if (!loggedIn && !player->IsPlayerMoving())
+            m_RestingOfflinePlayers.AddEntity(e, links);
+        else
+            m_OtherPlayers.AddEntity(e, links);
         break;
     }
     case kKindNormalPad:
         m_NormalPads.AddEntity(e, links);
-        if (e->IsMoving()) m_MovingPads.AddEntity(e, links);
-        else if (e->m_pLift) m_Lifts.AddEntity(e, links);
-        if (e->IsPlayerBuilt()) m_PlayerBuiltPads.AddEntity(e, links);
-        else if (e->IsTagPad()) m_TagPads.AddEntity(e, links);
+        if (e->IsMoving())
+            m_MovingPads.AddEntity(e, links);
+        else if (e->m_pLift)
+            m_Lifts.AddEntity(e, links);
+        if (e->IsPlayerBuilt())
+            m_PlayerBuiltPads.AddEntity(e, links);
+        else if (e->IsTagPad())
+            m_TagPads.AddEntity(e, links);
         break;
-    case kKindFireBlock: m_FireBlocks.AddEntity(e, links); break;
-    case kKindTalvyCube: m_TalvyCubes.AddEntity(e, links); break;
-    case kKindOrisetCube: m_OrisetCubes.AddEntity(e, links); break;
+    case kKindFireBlock:
+        m_FireBlocks.AddEntity(e, links);
+        break;
+    case kKindTalvyCube:
+        m_TalvyCubes.AddEntity(e, links);
+        break;
+    case kKindOrisetCube:
+        m_OrisetCubes.AddEntity(e, links);
+        break;
     case kKindZorbinCube:
         m_ZorbinCubes.AddEntity(e, links);
         if (e->IsMoving()) m_MovingZorbinCubes.AddEntity(e, links);
         if (!static_cast<Server_ZorbinCube*>(e)->m_NearPlayers.Empty()) m_LinkedZorbinCubes.AddEntity(e, links);
         break;
-    case kKindPalaceCube: m_PalaceCubes.AddEntity(e, links); break;
-    case kKindQuillhobCube: m_QuillhobCubes.AddEntity(e, links); break;
-    default: break;
+    case kKindPalaceCube:
+        m_PalaceCubes.AddEntity(e, links);
+        break;
+    case kKindQuillhobCube:
+        m_QuillhobCubes.AddEntity(e, links);
+        break;
+    default:
+        break;
     }
 }
 

@@ -23,19 +23,19 @@ public:
     VUKFastArray_Entity m_TalvyCubes{128};
     VUKFastArray_Entity m_OrisetCubes{8};
     VUKFastArray_Entity m_NormalPads{65'536};
-    VUKFastArray_Entity m_PlayerBuiltPads{65'536};    // normal pads built by players
-    VUKFastArray_Entity m_MovingPads{65'536};         // normal pads with the moving flag
+    VUKFastArray_Entity m_PlayerBuiltPads{65'536}; // normal pads built by players
+    VUKFastArray_Entity m_MovingPads{65'536};      // normal pads with the moving flag
     VUKFastArray_Entity m_ZorbinCubes{65'536};
     VUKFastArray_Entity m_PalaceCubes{65'536};
     VUKFastArray_Entity m_QuillhobCubes{4};
-    VUKFastArray_Entity m_Lifts{32};                  // normal pads with lift data, not moving
+    VUKFastArray_Entity m_Lifts{32}; // normal pads with lift data, not moving
     VUKFastArray_Entity m_Players{512};
     VUKFastArray_Entity m_OnlinePlayers{16};          // logged in
     VUKFastArray_Entity m_RestingOfflinePlayers{512}; // neither logged in nor moving
     VUKFastArray_Entity m_OtherPlayers{16};           // logged in or moving
     VUKFastArray_Entity m_TagPads{64};                // tag pads not built by players
     VUKFastArray_Entity m_MovingZorbinCubes{65'536};
-    VUKFastArray_Entity m_LinkedZorbinCubes{256};     // Zorbin cubes with players near
+    VUKFastArray_Entity m_LinkedZorbinCubes{256}; // Zorbin cubes with players near
     VUK_Grid m_Grid;
 
     // An entity of the kind with its defaults, not filed anywhere (the building rules make one,

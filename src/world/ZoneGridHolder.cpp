@@ -39,7 +39,8 @@ VUK_Map* VUK_MapStack::FindNextMapFromSpot(float* spot, float limit) const {
 // ---- VUK_Map ---------------------------------------------------------------------------------
 
 VUK_Map::VUK_Map(VUK_MapStack* stack, uint32_t index)
-    : m_pStack(stack), m_pGrid(stack->m_pGrid), m_ppLines(new VUK_ZoneLine*[m_pGrid->m_uiRowCount]()), m_uiIndex(index) {}
+    : m_pStack(stack), m_pGrid(stack->m_pGrid), m_ppLines(new VUK_ZoneLine*[m_pGrid->m_uiRowCount]()),
+      m_uiIndex(index) {}
 
 VUK_Map::~VUK_Map() { delete[] m_ppLines; }
 

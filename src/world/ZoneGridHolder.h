@@ -22,7 +22,7 @@ public:
     VUK_Map* FindNextMapFromSpot(float* spot, float limit) const;
 
     VUK_Grid* m_pGrid;
-    VUK_Map** m_ppMaps;  // layer-count entries, null = empty layer
+    VUK_Map** m_ppMaps; // layer-count entries, null = empty layer
     uint32_t m_uiLiveCount = 0;
 };
 
@@ -38,7 +38,7 @@ public:
 
     VUK_MapStack* m_pStack;
     VUK_Grid* m_pGrid;
-    VUK_ZoneLine** m_ppLines;  // row-count entries
+    VUK_ZoneLine** m_ppLines; // row-count entries
     uint32_t m_uiLiveCount = 0;
     uint32_t m_uiIndex;
 };
@@ -60,7 +60,7 @@ public:
 
     VUK_Map* m_pMap;
     VUK_Grid* m_pGrid;
-    VUK_Zone** m_ppZones;  // zone-count entries
+    VUK_Zone** m_ppZones; // zone-count entries
     uint32_t m_uiLiveCount = 0;
     uint32_t m_uiIndex;
 };

@@ -57,14 +57,16 @@ TEST(ConsoleKeys, StartupTextThenViewSaveAndQuit) {
     size_t viewed = server.WaitForOutput("(S) - Save     (Q) - Save and Quit\n", 10s, start);
     ASSERT_NE(viewed, std::string::npos);
     std::string shown = server.Output().substr(start, viewed - start);
-    EXPECT_TRUE(shown == "v\n 2h: 0m: 0s until next autosave. \r\n" || shown == "v\n 1h:59m:59s until next autosave. \r\n")
+    EXPECT_TRUE(shown == "v\n 2h: 0m: 0s until next autosave. \r\n" ||
+                shown == "v\n 1h:59m:59s until next autosave. \r\n")
         << shown;
     start = viewed + 35;
     server.SendKeys("s");
     ASSERT_NE(server.WaitForOutput("Type V to view time until next save.\n", 20s, start), std::string::npos);
     server.SendKeys("xQ");
     EXPECT_EQ(server.WaitForExit(20s), 0);
-    EXPECT_EQ(server.Output().substr(start), "s\nSAVING TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nSAVE COMPLETE!\n" + kActive +
+    EXPECT_EQ(server.Output().substr(start), "s\nSAVING TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\nSAVE COMPLETE!\n" +
+                                                 kActive +
                                                  "x\nQ\nFINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n"
                                                  "FINAL SAVE COMPLETE!\n");
     // Two saves, each writing both files and a dated backup of each (saves within one second
@@ -121,7 +123,8 @@ TEST(ConsolePorts, MarkerFilesAndThePortOption) {
         std::string head;
     } cases[] = {
         {{"test_server_port.txt"}, false, "AUTOMATIC SET TEST SERVER PORT\nAUTO SERVER START\nCurrent port: 1984\n"},
-        {{"test_server_port.txt", "test_server_1988.txt", "test_server_1989.txt"}, false,
+        {{"test_server_port.txt", "test_server_1988.txt", "test_server_1989.txt"},
+         false,
          "AUTOMATIC SET TEST SERVER PORT\nSET TEST SERVER PORT: 1988\nSET SERVER PORT: 1989\nAUTO SERVER START\n"
          "Current port: 1989\n"},
         {{"test_server_1989.txt"}, true, "SET SERVER PORT: 1989\nAUTO SERVER START\nCurrent port: " + chosen + "\n"},

@@ -21,7 +21,13 @@ using Clock = std::chrono::steady_clock;
 // ---- the client's side of the update stream ----
 
 // What the client knows of one object: kind 0 is a player known by its score entry alone.
-struct Object { uint8_t kind = 0; bool scoreEntry = false; int adds = 0; std::string name; float pos[3] = {}, step[3] = {}; };
+struct Object {
+    uint8_t kind = 0;
+    bool scoreEntry = false;
+    int adds = 0;
+    std::string name;
+    float pos[3] = {}, step[3] = {};
+};
 
 // The payload of every message type the stream carries: fixed byte counts, and texts with a
 // 32-bit (kText32) or 8-bit (kText8) length.
@@ -36,8 +42,15 @@ std::map<uint8_t, std::vector<int>> PayloadShapes() {
     fixed(2, {0x6B, 100});
     fixed(4, {0x0E, 0x16, 0x1D, 0x2C, 0x42, 0x50, 0x51, 0x54, 0x57, 0x5D, 0x6C, 0x6E, 0x7D, 0x7F, 74});
     fixed(12, {0x13, 0x28, 0x32, 0x6F, 0x70, 0x82});
-    for (auto [type, n] : {std::pair<uint8_t, int>{0x26, 3}, {0x2F, 5}, {0x27, 6}, {0x4F, 8}, {0x79, 18}, {0x52, 24},
-                           {0x78, 26}, {0x5A, 32}, {0x58, 40}})
+    for (auto [type, n] : {std::pair<uint8_t, int>{0x26, 3},
+                           {0x2F, 5},
+                           {0x27, 6},
+                           {0x4F, 8},
+                           {0x79, 18},
+                           {0x52, 24},
+                           {0x78, 26},
+                           {0x5A, 32},
+                           {0x58, 40}})
         m[type] = {n};
     for (uint8_t t : {0x09, 0x1C, 0x53, 0x71, 0x81, 2}) m[t] = {kText32};
     m[0x5B] = {kText8};
@@ -80,8 +93,8 @@ public:
         return int(std::count_if(objects.begin(), objects.end(), [&](const auto& e) { return e.second.kind == kind; }));
     }
 
-    std::map<uint32_t, Object> objects; // by handle
-    std::map<uint8_t, int> counts;      // messages by type
+    std::map<uint32_t, Object> objects;                // by handle
+    std::map<uint8_t, int> counts;                     // messages by type
     std::vector<std::pair<uint8_t, uint8_t>> switches; // 0x6B: on, sequence
 
 private:
@@ -98,27 +111,52 @@ private:
         Object* o = objects.count(m_Selected) ? &objects[m_Selected] : nullptr;
         float c[3] = {};
         switch (type) {
-        case 0x2F: objects[m_Selected = m_Slots[p[0]] = Read<uint32_t>(p + 1)]; break;
-        case 0x2E: m_Selected = m_Slots[p[0]]; break;
-        case 0x0A: objects.erase(m_Selected); break;
-        case 0x6B: switches.emplace_back(p[0], p[1]); break;
+        case 0x2F:
+            objects[m_Selected = m_Slots[p[0]] = Read<uint32_t>(p + 1)];
+            break;
+        case 0x2E:
+            m_Selected = m_Slots[p[0]];
+            break;
+        case 0x0A:
+            objects.erase(m_Selected);
+            break;
+        case 0x6B:
+            switches.emplace_back(p[0], p[1]);
+            break;
         }
         if (!o) return;
         switch (type) {
-        case 0x0B: o->kind = p[0], ++o->adds; break;
-        case 0x09: o->name.assign(reinterpret_cast<const char*>(p + 4), Read<uint32_t>(p)); break;
-        case 0x5C: o->name.assign(reinterpret_cast<const char*>(p + 1), p[0]), o->scoreEntry = true; break;
-        case 0x25: Step(o, c); break;
-        case 0x26:
-        case 0x27:
-            for (int i = 0; i < 3; ++i) c[i] = 0.1f * float(type == 0x26 ? Read<int8_t>(p + i) : Read<int16_t>(p + 2 * i));
+        case 0x0B:
+            o->kind = p[0], ++o->adds;
+            break;
+        case 0x09:
+            o->name.assign(reinterpret_cast<const char*>(p + 4), Read<uint32_t>(p));
+            break;
+        case 0x5C:
+            o->name.assign(reinterpret_cast<const char*>(p + 1), p[0]), o->scoreEntry = true;
+            break;
+        case 0x25:
             Step(o, c);
             break;
-        case 0x28: Step(o, static_cast<const float*>(std::memcpy(c, p, 12))); break;
-        case 0x52: std::memset(o->step, 0, sizeof o->step); [[fallthrough]];
-        case 0x70: std::memcpy(o->pos, p, 12); break;
+        case 0x26:
+        case 0x27:
+            for (int i = 0; i < 3; ++i)
+                c[i] = 0.1f * float(type == 0x26 ? Read<int8_t>(p + i) : Read<int16_t>(p + 2 * i));
+            Step(o, c);
+            break;
+        case 0x28:
+            Step(o, static_cast<const float*>(std::memcpy(c, p, 12)));
+            break;
+        case 0x52:
+            std::memset(o->step, 0, sizeof o->step);
+            [[fallthrough]];
+        case 0x70:
+            std::memcpy(o->pos, p, 12);
+            break;
         case 0x78:
-        case 0x79: o->kind = 4, std::memcpy(o->pos, p + (type == 0x78 ? 12 : 4), 12); break;
+        case 0x79:
+            o->kind = 4, std::memcpy(o->pos, p + (type == 0x78 ? 12 : 4), 12);
+            break;
         }
     }
     uint32_t m_Slots[256] = {};
@@ -257,7 +295,8 @@ TEST(ReplicationOverUdp, WorldTickMarksMovementAnotherPlayerAndAReturn) {
     ann.MoveTo(19000.0f, 200.0f, -200.0f);
     ASSERT_TRUE(ann.WaitFor([&] { return ann.world.CountKind(8) == 1; }, 10s));
     const float cubeAt[3] = {20000.0f, 200.0f, -200.0f};
-    auto cube = std::find_if(ann.world.objects.begin(), ann.world.objects.end(), [](auto& e) { return e.second.kind == 8; });
+    auto cube =
+        std::find_if(ann.world.objects.begin(), ann.world.objects.end(), [](auto& e) { return e.second.kind == 8; });
     EXPECT_TRUE(Near(cube->second.pos, cubeAt, 0.0f));
 
     // Far away, ann is a score entry to bob; walking in next to bob, one step a tick, ann

@@ -27,8 +27,9 @@ TEST(SessionOverUdp, LongestLoginIsWelcomedAndAMalformedRecordWarnsWithoutStoppi
     EXPECT_EQ(GameServer::Next(*other), Answer(kCount, 2));
     EXPECT_NE(server.Process().WaitForOutput("bInvalidCommand got set to TRUE in Server::PIC()\n", 5s),
               std::string::npos);
-    EXPECT_NE(server.Folder().Read(ChatLogFileName()).find("] WARNING: bInvalidCommand got set to TRUE in Server::PIC()\r\n"),
-              std::string::npos);
+    EXPECT_NE(
+        server.Folder().Read(ChatLogFileName()).find("] WARNING: bInvalidCommand got set to TRUE in Server::PIC()\r\n"),
+        std::string::npos);
 }
 
 } // namespace

@@ -72,8 +72,9 @@ TEST_F(Transport, EveryDataDatagramIsAckedOnItsChannelAndDeliveredOnceInOrder) {
     EXPECT_EQ(Received(*c, AckOf(0, 1)), (Bytes{6, 1}));
     EXPECT_EQ(std::count_if(c->m_Received.begin(), c->m_Received.end(), AckOf(0, 1)), 2);
     // The answers in order: 76, the name as received, then the visible players + 1.
-    EXPECT_EQ(Received(*c, DataOf(0, 1)), (Bytes{5, 1, 76, 22, 0, 0, 0, 'K', 'R', 'V', '_', 'H', 'O', 'W', '_', 'M',
-                                                 'A', 'N', 'Y', '_', 'L', 'O', 'G', 'G', 'E', 'D', '_', 'I', 'N', 1}));
+    EXPECT_EQ(Received(*c, DataOf(0, 1)),
+              (Bytes{5,   1,   76,  22,  0,   0,   0,   'K', 'R', 'V', '_', 'H', 'O', 'W', '_',
+                     'M', 'A', 'N', 'Y', '_', 'L', 'O', 'G', 'G', 'E', 'D', '_', 'I', 'N', 1}));
     EXPECT_EQ(Received(*c, DataOf(0, 2)), (Bytes{5, 2, 76, 3, 0, 0, 0, 'T', 'W', 'O', 0}));
     EXPECT_EQ(Received(*c, DataOf(0, 3)), (Bytes{5, 3, 76, 3, 0, 0, 0, 'E', 'N', 'D', 0}));
 }

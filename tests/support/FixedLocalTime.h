@@ -5,8 +5,9 @@
 class FixedLocalTime {
 public:
     // By default the morning of 3 February 2026, 09:05:07.
-    explicit FixedLocalTime(
-        platform::LocalTimeSource source = [] { return platform::LocalTime{2026, 2, 3, 9, 5, 7}; }) {
+    explicit FixedLocalTime(platform::LocalTimeSource source = [] {
+        return platform::LocalTime{2026, 2, 3, 9, 5, 7};
+    }) {
         platform::SetLocalTimeSource(source);
     }
     ~FixedLocalTime() { platform::SetLocalTimeSource(nullptr); }

@@ -23,7 +23,8 @@ public:
         ServerProcess::Options options = ServerProcess::Unattended(m_Dir.Path(), m_Port);
         options.arguments.insert(options.arguments.end(), extraArguments.begin(), extraArguments.end());
         m_pProcess = std::make_unique<ServerProcess>(options);
-        if (m_pProcess->WaitForOutput("THE SERVER IS NOW RUNNING!", std::chrono::seconds(60)) == std::string::npos) return;
+        if (m_pProcess->WaitForOutput("THE SERVER IS NOW RUNNING!", std::chrono::seconds(60)) == std::string::npos)
+            return;
         // The port is bound just after the banner: a reliable message acknowledged says it is.
         auto probe = NewClient();
         probe->Send(0, headless::MovementSequenceRecord(0));

@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "core/Server.h"
 #include "base/Settings.h"
+#include "core/Server.h"
 #include "core/ServerMain.h"
 #include "net/ClientServerPipe.h"
 #include "net/Packet.h"

@@ -29,7 +29,9 @@ public:
 
     void SendKeys(const std::string& keys) { (void)!write(m_Stdin, keys.data(), keys.size()); }
     void CloseInput() { close(std::exchange(m_Stdin, -1)); }
-    void Signal(int signal) { if (!m_bExited) kill(m_Pid, signal); }
+    void Signal(int signal) {
+        if (!m_bExited) kill(m_Pid, signal);
+    }
 
     // Waits until the output contains text (after position from); returns its offset or npos.
     size_t WaitForOutput(const std::string& text, std::chrono::milliseconds timeout, size_t from = 0);

@@ -291,9 +291,12 @@ bool FromHex(std::string_view text, std::vector<uint8_t>* bytes) {
     int high = -1;
     for (char ch : text) {
         int v;
-        if (ch >= '0' && ch <= '9') v = ch - '0';
-        else if (ch >= 'a' && ch <= 'f') v = ch - 'a' + 10;
-        else if (ch >= 'A' && ch <= 'F') v = ch - 'A' + 10;
+        if (ch >= '0' && ch <= '9')
+            v = ch - '0';
+        else if (ch >= 'a' && ch <= 'f')
+            v = ch - 'a' + 10;
+        else if (ch >= 'A' && ch <= 'F')
+            v = ch - 'A' + 10;
         else if (ch == ' ' || ch == '\t' || ch == ',' || ch == ':') {
             if (high >= 0) return false;
             continue;

@@ -86,10 +86,10 @@ public:
     uint8_t NextSeq(unsigned channel) const { return m_Channels[channel % kChannels].nextSeq; }
 
     // Knobs for tests: each automatic behaviour can be switched off.
-    bool m_bAutoAck = true;          // acknowledge every data datagram
-    bool m_bAutoResend = true;       // resend unacknowledged messages at their rate
-    bool m_bAutoKeepAlive = true;    // send a keep-alive after 1 s of sending nothing
-    bool m_bRecordDatagrams = false; // keep every received datagram in m_Received
+    bool m_bAutoAck = true;           // acknowledge every data datagram
+    bool m_bAutoResend = true;        // resend unacknowledged messages at their rate
+    bool m_bAutoKeepAlive = true;     // send a keep-alive after 1 s of sending nothing
+    bool m_bRecordDatagrams = false;  // keep every received datagram in m_Received
     uint32_t m_uiSendBufferLimit = 6; // at most this + 1 messages unacknowledged per channel
 
     std::deque<Message> m_Inbox;
@@ -97,9 +97,9 @@ public:
 
     uint64_t m_uiDatagramsSent = 0;
     uint64_t m_uiDatagramsReceived = 0;
-    uint64_t m_uiMessagesSent = 0;   // reliable messages put on the wire for the first time
-    uint64_t m_uiMessagesAcked = 0;  // reliable messages acknowledged by the server
-    uint64_t m_uiAcksReceived = 0;   // acknowledgement datagrams, duplicates included
+    uint64_t m_uiMessagesSent = 0;  // reliable messages put on the wire for the first time
+    uint64_t m_uiMessagesAcked = 0; // reliable messages acknowledged by the server
+    uint64_t m_uiAcksReceived = 0;  // acknowledgement datagrams, duplicates included
     uint64_t m_uiResends = 0;
     uint64_t m_uiKeepAlivesReceived = 0;
 

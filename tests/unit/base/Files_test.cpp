@@ -9,8 +9,7 @@ TEST(Files, ListingKeepsRegularFilesWithTheSuffixSortedByByte) {
     TempDir dir;
     for (const char* name : {"b.txt", "a.txt", "c.png", "A.txt"}) dir.Write(name, "");
     mkdir(dir.File("d.txt").c_str(), 0755);
-    EXPECT_EQ(platform::ListDirectorySorted(dir.Path(), ".txt"),
-              (std::vector<std::string>{"A.txt", "a.txt", "b.txt"}));
+    EXPECT_EQ(platform::ListDirectorySorted(dir.Path(), ".txt"), (std::vector<std::string>{"A.txt", "a.txt", "b.txt"}));
     EXPECT_TRUE(platform::ListDirectorySorted(dir.File("missing"), ".txt").empty());
 }
 

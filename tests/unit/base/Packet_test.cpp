@@ -19,9 +19,8 @@ TEST(Packet, FieldsAreWrittenLittleEndianAndStringsCarryAU32Count) {
     p.AppendString(std::string("a\0b", 3));
     const uint8_t raw[] = {9, 8, 7};
     p.AppendBytes(raw, 3);
-    EXPECT_EQ(p.m_Data,
-              (Bytes{0x34, 0x12, 1, 0, 0, 0, 0x00, 0x00, 0x80, 0x3F, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xAB,
-                     1,    0,    0, 0, 0, 0, 3,    0,    0,    0,    'a',  0,    'b',  9,    8,    7}));
+    EXPECT_EQ(p.m_Data, (Bytes{0x34, 0x12, 1, 0, 0, 0, 0x00, 0x00, 0x80, 0x3F, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xAB,
+                               1,    0,    0, 0, 0, 0, 3,    0,    0,    0,    'a',  0,    'b',  9,    8,    7}));
 }
 
 TEST(Packet, FieldsAreReadBackInOrder) {

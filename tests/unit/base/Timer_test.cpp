@@ -8,8 +8,7 @@ TEST(Timer, PeriodsAreTruncatedFromDoublePrecision) {
     Timer t(0.033333335f); // the game tick: single precision would give 33333336
     EXPECT_EQ(t.m_iPeriod, 33'333'335);
     EXPECT_EQ(Timer(7200.0f).m_iPeriod, 7'200'000'000'000); // the autosave period needs 64 bits
-    for (auto [rate, period] :
-         {std::pair{30, 33'333'333}, {15, 66'666'666}, {29, 34'482'758}, {0, 34'482'758}}) {
+    for (auto [rate, period] : {std::pair{30, 33'333'333}, {15, 66'666'666}, {29, 34'482'758}, {0, 34'482'758}}) {
         t.SetRate(rate); // a rate of 0 is ignored rather than divided by
         EXPECT_EQ(t.m_iPeriod, period) << rate;
     }

@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "base/LogChat.h"
+#include "base/Settings.h"
 #include "core/MenuMain.h"
 #include "core/ServerLock.h"
 #include "core/ServerMain.h"
-#include "base/Settings.h"
 #include "platform/Console.h"
 #include "support/TempDir.h"
 #include "support/WorkingFolder.h"
@@ -106,15 +106,16 @@ TEST(AddressBanner, LoopbackIsSkippedAndPrivateAddressesGetTheRouterAdvice) {
     const std::string head = "Welcome to Quorvane!\nVisit the Quorvane home page for information and updates.\n"
                              "More information on this server can also be found by typing /sa\n"
                              "===================================\n";
-    EXPECT_EQ(out, head + "This computer's IP address is: 192.168.0.5\n"
-                          "\nIt appears that this computer is connected to the Internet through a\n"
-                          "router or other Internet Connection Sharing (ICS) device.  You will\n"
-                          "need to configure your ICS device so that it forwards UDP packets\n"
-                          "destined for port 1984 to IP address 192.168.0.5.  Then, figure out the\n"
-                          "IP address of your ICS device (look at its instruction manual for help),\n"
-                          "and then tell your friends the address of the ICS device, so they\n"
-                          "can connect to VUK.\n\n" +
-                          head + "This computer's IP address is: 10.1.2.3\n");
+    EXPECT_EQ(out, head +
+                       "This computer's IP address is: 192.168.0.5\n"
+                       "\nIt appears that this computer is connected to the Internet through a\n"
+                       "router or other Internet Connection Sharing (ICS) device.  You will\n"
+                       "need to configure your ICS device so that it forwards UDP packets\n"
+                       "destined for port 1984 to IP address 192.168.0.5.  Then, figure out the\n"
+                       "IP address of your ICS device (look at its instruction manual for help),\n"
+                       "and then tell your friends the address of the ICS device, so they\n"
+                       "can connect to VUK.\n\n" +
+                       head + "This computer's IP address is: 10.1.2.3\n");
 }
 
 } // namespace

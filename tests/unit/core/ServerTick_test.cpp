@@ -60,7 +60,8 @@ TEST_F(TickRate, SlowTicksLowerTheRateOnePerTickDownToFifteen) {
         TickPass(0.8);
         rates.push_back(m_Server->m_iGameTicksPerSecond);
     }
-    EXPECT_EQ(rates, (std::vector<int>{29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 15, 15, 15, 15, 15}));
+    EXPECT_EQ(rates,
+              (std::vector<int>{29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 15, 15, 15, 15, 15}));
     EXPECT_EQ(m_Server->m_GameTickTimer.m_iPeriod, 1'000'000'000 / 15);
     EXPECT_EQ(m_Server->m_uiTickCount, 20u);
 }

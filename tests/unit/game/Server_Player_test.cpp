@@ -15,7 +15,7 @@ TEST(PlayerRules, AllKeysUpAndTeams) {
     p.AllKeysFalse();
     EXPECT_EQ(std::tuple(p.m_uiKeyFlags, p.m_ucPlayerFlags[6], p.m_ucPlayerFlags[7], p.m_fThrottle),
               std::tuple(0u, 0, 0x0E, 0.0f));
-    EXPECT_FALSE(p.IsOnSameTeam(&q));  // two empty team names are no team
+    EXPECT_FALSE(p.IsOnSameTeam(&q)); // two empty team names are no team
     p.m_strTeamName = "red";
     EXPECT_FALSE(p.IsOnSameTeam(&q));
     q.m_strTeamName = "red";

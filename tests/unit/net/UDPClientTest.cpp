@@ -97,8 +97,7 @@ TEST(PeerReceive, EveryDatagramIsAckedAndEachNumberDeliveredOnceInOrder) {
 
 TEST(PeerReceive, JunkOnlyPutsOffTheEndThatThirtySecondsOfSilenceBring) {
     PeerHarness h;
-    for (const Bytes& d :
-         Datagrams{{5}, {6}, {8}, {23}, {0, 1, 2}, {1}, {2, 1}, {4, 1}, {38, 1}, {255, 1}, {3}, {}}) {
+    for (const Bytes& d : Datagrams{{5}, {6}, {8}, {23}, {0, 1, 2}, {1}, {2, 1}, {4, 1}, {38, 1}, {255, 1}, {3}, {}}) {
         h.m_Clock.AdvanceSeconds(20);
         h.Receive(d);
     }
@@ -149,8 +148,7 @@ TEST(PeerSend, AcksOpenTheWindowFromItsOldestEndOnly) {
         PeerHarness h;
         for (uint8_t i = 0; i < 10; ++i) h.Queue(0, {i});
         h.Serve();
-        EXPECT_EQ(h.Sent(),
-                  (Datagrams{{5, 1, 0}, {5, 2, 1}, {5, 3, 2}, {5, 4, 3}, {5, 5, 4}, {5, 6, 5}, {5, 7, 6}}));
+        EXPECT_EQ(h.Sent(), (Datagrams{{5, 1, 0}, {5, 2, 1}, {5, 3, 2}, {5, 4, 3}, {5, 5, 4}, {5, 6, 5}, {5, 7, 6}}));
         for (const Bytes& ack : c.acks) h.Receive(ack);
         h.Serve();
         EXPECT_EQ(h.Sent(), c.sentNext);

@@ -29,12 +29,13 @@ TEST_F(FatalLoad, BrokenFilesGiveTheirVerdict) {
         {"unknown raw command", Hex("0b") + PadRecord() + Hex("28 00000000"), "", LoadError::BadCommandByte, 1,
          badCommand},
         {"a skip marker covers only the next record",
-         Hex("0b") + PadRecord() + Hex("17 04000000 0a 05000000 28 00000000"), "", LoadError::BadCommandByte, 1, badCommand},
+         Hex("0b") + PadRecord() + Hex("17 04000000 0a 05000000 28 00000000"), "", LoadError::BadCommandByte, 1,
+         badCommand},
         {"bad command in the players file", Hex("0b"), Hex("0b 00"), LoadError::BadCommandByte, 0, badCommand},
         {"unknown entity kind", Hex("0b 01 05") + std::string(48, '\0'), "", LoadError::BadEntityType, 0,
          "Loading World Error: Bad Entity Type In Data File"},
-        {"fire block", Hex("0b") + PadRecord() + Hex("01 06") + std::string(48, '\0'), "",
-         LoadError::FireBlockEntity, 1, nullptr},
+        {"fire block", Hex("0b") + PadRecord() + Hex("01 06") + std::string(48, '\0'), "", LoadError::FireBlockEntity,
+         1, nullptr},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

@@ -12,8 +12,10 @@ namespace {
 // An entity record of the kind with zero position and size, texture scale 64, the texture, mode
 // 1, and a tail of zero bytes.
 std::string Cube(const char* kind, const char* texture, size_t tail = 0) {
-    return Hex(kind) + Hex("00000000 00000000 00000000 00000000 00000000 00000000 00000000"
-                           "00008042 00008042 00008042") + Hex(texture) + Hex("01000000") + std::string(tail, '\0');
+    return Hex(kind) +
+           Hex("00000000 00000000 00000000 00000000 00000000 00000000 00000000"
+               "00008042 00008042 00008042") +
+           Hex(texture) + Hex("01000000") + std::string(tail, '\0');
 }
 
 using Loading = InSaveFolder;
@@ -35,16 +37,16 @@ TEST_F(Loading, PadWithEverySavedFeatureComesBackWhole) {
 
 TEST_F(Loading, PlayersAndTheirPropertyComeBackWhole) {
     std::string zorbin = Hex("01 0a 0000c842 00000041 0000c842 00000042 00000042 00000042 00000000"
-                             "00008042 00008042 00008042 2c000000 01000000 0c 03000000") + "Bob" +
-                         Hex("18 10000000") + "KRV_STORED_COINS" + Hex("04000000 a8610000");
+                             "00008042 00008042 00008042 2c000000 01000000 0c 03000000") +
+                         "Bob" + Hex("18 10000000") + "KRV_STORED_COINS" + Hex("04000000 a8610000");
     std::string resting = Hex("18 1b000000") + "KRV_WAS_MOVING_AT_SAVE_TIME" + Hex("01000000 00");
     std::string palace = Hex("01 0b 00004843 00008041 00004843 00000042 00000042 00000042 00000000"
-                             "00000043 00000043 00000043 3c000000 01000000 0e 03000000") + "Bob" +
-                         Hex("0a 05000000 18 11000000") + "KRV_PALACECUBE_HP" + Hex("04000000 e7030000");
+                             "00000043 00000043 00000043 3c000000 01000000 0e 03000000") +
+                         "Bob" + Hex("0a 05000000 18 11000000") + "KRV_PALACECUBE_HP" + Hex("04000000 e7030000");
     std::string block = Hex("01 04 00009643 00000041 00009643 00000042 00008041 00000042 00000000"
                             "00000043 00000043 00000043 2a000000 02000000 00 00 00 00 00000000"
-                            "0b 01 00000000 0e 03000000") + "Bob" +
-                        Hex("18 10000000") + "KRV_STORED_COINS" + Hex("04000000 e0930400");
+                            "0b 01 00000000 0e 03000000") +
+                        "Bob" + Hex("18 10000000") + "KRV_STORED_COINS" + Hex("04000000 e0930400");
     std::string file = Hex("0b") + BobRecords() + zorbin + resting + zorbin + palace + block + resting;
     Load(Hex("0b"), file);
     ASSERT_EQ(server().m_Players.Count(), 1u);
@@ -111,9 +113,9 @@ TEST_F(Loading, SettingsRecordsSetTheirSettingsAndLoadedValuesAreClamped) {
         {"3f 00", [](Server&) { return double(g_bImprovedCTSResponse); }, 0},
     };
     const Row clamped[] = {
-        {"15 03000000", saved[2].now, 6},   // at least six
-        {"15 11000000", saved[2].now, 17},  // and no upper limit, unlike the command's
-        {"39 00000000", saved[10].now, 1},  // the rules take counts modulo the groups
+        {"15 03000000", saved[2].now, 6},  // at least six
+        {"15 11000000", saved[2].now, 17}, // and no upper limit, unlike the command's
+        {"39 00000000", saved[10].now, 1}, // the rules take counts modulo the groups
         {"39 fbffffff", saved[10].now, 1},
     };
     std::string file = Hex("0b");
@@ -139,21 +141,24 @@ TEST_F(Loading, RecordsAreFramedAndSkippedAsTheFileSays) {
         const char* what;
         std::string file;
         uint32_t entities;
-        const char* label;  // of the first entity; null for none
+        const char* label; // of the first entity; null for none
         uint32_t bounce, texture;
     };
     const std::string pad = PadRecord();
     const Case cases[] = {
-        {"unknown named record", pad + Hex("18 10000000") + "KRV_FUTURE_THING" + Hex("07000000 0e 010203040506") +
-             Hex("0e 05000000") + "After" + Hex("0a 09000000") + pad, 2, "After", 9, 42},
+        {"unknown named record",
+         pad + Hex("18 10000000") + "KRV_FUTURE_THING" + Hex("07000000 0e 010203040506") + Hex("0e 05000000") +
+             "After" + Hex("0a 09000000") + pad,
+         2, "After", 9, 42},
         {"skip marker, unknown command", pad + Hex("17 03000000 28 0e0400 0e 04000000") + "Next", 1, "Next", 0, 42},
         {"skip marker, known record", pad + Hex("17 09000000 0a 05000000 0e 02000000") + "OK", 1, "OK", 5, 42},
         {"known named record",
          pad + Hex("18 0e000000") + "KRV_BOUNCY_PAD" + Hex("63000000 0c000000 0e 02000000") + "OK", 1, "OK", 12, 42},
         {"records before the first entity", Hex("0a 05000000 0e 02000000") + "No" + Hex("3e") + pad + Hex("3e"), 1,
          "No", 0, 42},
-        {"legacy records", pad + Hex("02 05 01000000 10 02000000 11 03000000 2c 04000000 06 44000100 0e 02000000") +
-             "OK", 1, "OK", 0, 68},
+        {"legacy records",
+         pad + Hex("02 05 01000000 10 02000000 11 03000000 2c 04000000 06 44000100 0e 02000000") + "OK", 1, "OK", 0,
+         68},
         {"record cut by the end of the file", Hex("01 04 0000803f 00000040 0000"), 1, nullptr, 0, 8},
         {"huge string count", pad + Hex("0e ffffffff 4142"), 1, "AB", 0, 42},
         {"huge skip", pad + Hex("18 05000000") + "QVS_X" + Hex("ffffffff 0e 02000000") + "No", 1, nullptr, 0, 42},
@@ -173,8 +178,8 @@ TEST_F(Loading, RecordsAreFramedAndSkippedAsTheFileSays) {
 TEST_F(Loading, VersionsAndMissingFiles) {
     struct Case {
         const char* what;
-        const char* world;        // version byte in hex before a pad; "" an empty file; null no file
-        const char* playersFile;  // the same before a player
+        const char* world;       // version byte in hex before a pad; "" an empty file; null no file
+        const char* playersFile; // the same before a player
         uint32_t pads, players;
         const char* errors;
     };
@@ -243,9 +248,9 @@ TEST_F(Loading, CountersGoInFileOrderAndPropertyStartsMovingWithCoinsByTexture) 
     std::string plain = Cube("01 0a", "2c000000"), irs = Cube("01 0a", "49000000");
     std::string players = Hex("0b");
     for (char c = 'A'; c <= 'G'; ++c) players += PlayerRecord(std::string(1, c));
-    players += irs + plain + irs + Hex("18 10000000") + "KRV_STORED_COINS" + Hex("04000000 05000000") + plain +
-               plain + plain + plain + Cube("01 04", "2a000000", 8) + Hex("0b 01 00000000") +
-               Cube("01 04", "2b000000", 8) + Hex("0b 01 00000000");
+    players += irs + plain + irs + Hex("18 10000000") + "KRV_STORED_COINS" + Hex("04000000 05000000") + plain + plain +
+               plain + plain + Cube("01 04", "2a000000", 8) + Hex("0b 01 00000000") + Cube("01 04", "2b000000", 8) +
+               Hex("0b 01 00000000");
     Load(Hex("0b") + talvy + oriset + talvy + oriset + talvy + oriset + talvy, players);
     std::vector<int> princess, scans, zorbins, coins;
     for (uint32_t i = 0; i < 7; ++i) {
@@ -297,8 +302,8 @@ TEST_F(Loading, CubesKeepTheirKindTailsButNoLabel) {
     std::string quillhob = Cube("01 0c", "64000000");
     std::string rotation = Hex("09 00000000 00000000");
     Load(Hex("0b") + talvy + Hex("0e 09000000") + "not saved" + oriset + quillhob);
-    EXPECT_EQ(SaveWorld(), Hex("0b") + talvy + rotation + oriset + rotation + quillhob + rotation +
-                               DefaultSettingsRecords());
+    EXPECT_EQ(SaveWorld(),
+              Hex("0b") + talvy + rotation + oriset + rotation + quillhob + rotation + DefaultSettingsRecords());
 }
 
 // A spline lift keeps its points; a lying point count takes only what the file holds, and a
@@ -334,8 +339,8 @@ TEST_F(Loading, PropertyIsMatchedToOwnersByLabel) {
     std::string palace = Cube("01 0b", "2c000000") + Hex("0e 03000000") + "Eve";
     std::string zorbin = Cube("01 0a", "2c000000") + Hex("0c 06000000") + "Nobody";
     std::string players = Hex("0b") + PlayerRecord("Bob") + Hex("0d 00e1f505") + PlayerRecord("Eve") +
-                          block("2a000000") + block("2a000000") + block("2a000000") + block("2b000000") +
-                          palace + palace + zorbin;
+                          block("2a000000") + block("2a000000") + block("2a000000") + block("2b000000") + palace +
+                          palace + zorbin;
     std::string world = Hex("0b") + PadRecord() + Hex("03 00 02 00000000 00000000 00000000 00000000 00000000") +
                         Hex("0e 06000000") + "T: Eve";
     Load(world, players);

@@ -17,15 +17,17 @@ TEST_F(Saving, NamedRecordsInNormalAndCompactMode) {
     struct Case {
         bool compact;
         const char* name;
-        std::string payload;  // its first byte is read before the record is written
+        std::string payload; // its first byte is read before the record is written
         std::string record, console;
     };
     const std::string text(120, 'x');
     const Case cases[] = {
-        {false, "KRV_IRS_BUILD_ENABLE", Hex("aa 01"), Hex("18 14000000") + "KRV_IRS_BUILD_ENABLE" + Hex("01000000 01"), ""},
-        {false, "KRV_NP_LABEL_SAME_AS_LAST", Hex("aa"), Hex("18 19000000") + "KRV_NP_LABEL_SAME_AS_LAST" + Hex("00000000"),
+        {false, "KRV_IRS_BUILD_ENABLE", Hex("aa 01"), Hex("18 14000000") + "KRV_IRS_BUILD_ENABLE" + Hex("01000000 01"),
          ""},
-        {false, "KRV_PLAYER_TEAMNAME", "a" + text, Hex("18 13000000") + "KRV_PLAYER_TEAMNAME" + Hex("78000000") + text, ""},
+        {false, "KRV_NP_LABEL_SAME_AS_LAST", Hex("aa"),
+         Hex("18 19000000") + "KRV_NP_LABEL_SAME_AS_LAST" + Hex("00000000"), ""},
+        {false, "KRV_PLAYER_TEAMNAME", "a" + text, Hex("18 13000000") + "KRV_PLAYER_TEAMNAME" + Hex("78000000") + text,
+         ""},
         {true, "KRV_NP_LABEL_SAME_AS_LAST", Hex("aa"), Hex("3e"), ""},
         {true, "KRV_SOMETHING_NEW", Hex("aa 09"), Hex("18 11000000") + "KRV_SOMETHING_NEW" + Hex("01000000 09"),
          "LoadRoutine: Skipping over unsupported command: KRV_SOMETHING_NEW\n"},
@@ -63,7 +65,8 @@ TEST(RecordNames, NamesOfTheTableGiveTheirCodesAndOthersAreSkipped) {
 // coins in 32 bits.
 TEST_F(Saving, PlayersFileGoesInGroupOrder) {
     std::string zorbin = Hex("01 0a 0000c842 00000041 0000c842 00000042 00000042 00000042 00000000"
-                             "00008042 00008042 00008042 2c000000 01000000 0c 03000000") + "Bob" + Hex("33 a8610000");
+                             "00008042 00008042 00008042 2c000000 01000000 0c 03000000") +
+                         "Bob" + Hex("33 a8610000");
     std::string palace = Hex("01 0b 00004843 00008041 00004843 00000042 00000042 00000042 00000000"
                              "00000043 00000043 00000043 3c000000 01000000 3e 0a 05000000 2e e7030000");
     std::string block = Hex("01 04 00009643 00000041 00009643 00000042 00008041 00000042 00000000"
@@ -75,8 +78,8 @@ TEST_F(Saving, PlayersFileGoesInGroupOrder) {
     Player(0)->m_i64PocketCoins = 3'000'000'000LL;
     std::string player = PlayerRecord("Z", "00000000", "005ed0b2") + Hex("09 00000000 00000000 0d 00000000 08") +
                          std::string(10 * 12, '\0') + Hex("0f 00000000 14 00 16 00000000 19 00000000");
-    EXPECT_EQ(SavePlayers(), Hex("0b") + player + zorbin + palace + block +
-                                 Hex("00000000 00000000 0b 01 00000000 3e 33 e0930400"));
+    EXPECT_EQ(SavePlayers(),
+              Hex("0b") + player + zorbin + palace + block + Hex("00000000 00000000 0b 01 00000000 3e 33 e0930400"));
 }
 
 TEST_F(Saving, WorldEntitiesGoInAddressOrderOnceTheArrayHasChangedEnough) {

@@ -31,8 +31,8 @@ TEST_F(UpdateCycle, FirstUpdateThenATickMarkOncePerGameTickAlsoWithoutAPlayer) {
     ASSERT_EQ(got.size(), 2u);
     EXPECT_EQ(got[0], kPleaseWaitOpen);
     EXPECT_EQ(got[1], (Bind(0, ViewOf(ann, ann.client->m_pPlayer)) + Bytes{0x0B, 1, 0x09} + U32(3) + Text("ann") +
-                       Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) + Bytes{0x16} +
-                       U32(1000) + Bytes{0x0E} + U32(5000) + Bytes{0x3C}));
+                       Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) + Bytes{0x16} + U32(1000) +
+                       Bytes{0x0E} + U32(5000) + Bytes{0x3C}));
     EXPECT_FALSE(Pending(ann, ann.client->m_pPlayer));
     // The next game tick (its normal update runs in the pass after) files the empty zones, so
     // the window closes, and marks the tick.
@@ -194,7 +194,8 @@ TEST_F(Notices, MovingEntityStaysFiledOnceSentAndASmallMoveMakesItPendingThere) 
     EXPECT_TRUE(Pending(ann, cube));
     EXPECT_EQ(cube->GetClientZoneInfo(s)->Count(), filed);
     // The zone pass finds it where it is filed and sends the move (the pad was selected last).
-    EXPECT_EQ(NormalUpdateMessage(ann), (Bytes{0x2E, 1, 0x27} + U16(uint16_t(-4990)) + U16(uint16_t(-2000)) + U16(2000)));
+    EXPECT_EQ(NormalUpdateMessage(ann),
+              (Bytes{0x2E, 1, 0x27} + U16(uint16_t(-4990)) + U16(uint16_t(-2000)) + U16(2000)));
     EXPECT_FALSE(Pending(ann, cube));
     // What is queued for removal is not filed again.
     pad->m_ucRuleFlags |= kRuleQueuedForRemoval;

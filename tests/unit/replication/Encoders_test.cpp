@@ -44,33 +44,85 @@ TEST_F(Encoders, LabelCacheKeepsOneLabelPerFirstCharacter) {
     auto label = &C::UC_LabelUpdate;
     Run(door, doorView, {{[&] { door->SetLabel("door"); }, label, defineDoor}});
     Run(door2, Track(door2), {{[&] { door2->SetLabel("door"); }, label, {0x77, 'd'}}});
-    Run(desk, Track(desk), {{[&] { desk->SetLabel("desk"); }, label, Bytes{0x76, 'd', 4} + Text("desk") + Bytes{0x77, 'd'}}});
+    Run(desk, Track(desk),
+        {{[&] { desk->SetLabel("desk"); }, label, Bytes{0x76, 'd', 4} + Text("desk") + Bytes{0x77, 'd'}}});
     // The first box labelled again with its own label takes the key back.
-    Run(door, doorView, {{[&] { door->SetLabel(""); }, label, {0x5B, 0}}, {[&] { door->SetLabel("door"); }, label, defineDoor}});
+    Run(door, doorView,
+        {{[&] { door->SetLabel(""); }, label, {0x5B, 0}}, {[&] { door->SetLabel("door"); }, label, defineDoor}});
 }
 
 // Each add binds the next free slot, then sends the add message and whatever differs from what
 // the client assumes for a new object of the kind.
 TEST_F(Encoders, AddMessagesByKind) {
     // A negative size, texture or mode keeps the kind's own.
-    struct Case { const char* name; uint8_t kind; bool fastAdd; VUKVector position, size; int texture, mode;
-                  const char* label; Bytes expected; };
+    struct Case {
+        const char* name;
+        uint8_t kind;
+        bool fastAdd;
+        VUKVector position, size;
+        int texture, mode;
+        const char* label;
+        Bytes expected;
+    };
     const Case cases[] = {
-        {"palace cube, announced as a box", kKindPalaceCube, false, {1, 2, 3}, {100, 100, 100}, -1, -1, "",
+        {"palace cube, announced as a box",
+         kKindPalaceCube,
+         false,
+         {1, 2, 3},
+         {100, 100, 100},
+         -1,
+         -1,
+         "",
          Bytes{0x0B, 4, 0x70} + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x5D} + F32(kF100) +
              Bytes{0x1D, 60, 0, 0, 0, 0x42, 1, 0, 0, 0}},
         // Texture word 42 + mode 2 x 0x800; nothing else differs afterwards.
-        {"fast cubic box", kKindNormalPad, true, {1, 2, 3}, {100, 100, 100}, 42, -1, "",
+        {"fast cubic box",
+         kKindNormalPad,
+         true,
+         {1, 2, 3},
+         {100, 100, 100},
+         42,
+         -1,
+         "",
          Bytes{0x79} + F32(kF100) + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x2A, 0x10}},
         // Low ten bits 0x3FF + mode 3 x 0x800; the view takes the whole number, so nothing follows.
-        {"fast box of three sizes", kKindNormalPad, true, {0, 0, 0}, {100, 10, 100}, 0x07FF, 3, "",
+        {"fast box of three sizes",
+         kKindNormalPad,
+         true,
+         {0, 0, 0},
+         {100, 10, 100},
+         0x07FF,
+         3,
+         "",
          Bytes{0x78} + F32(kF100) + F32(kF10) + F32(kF100) + F32(kF0) + F32(kF0) + F32(kF0) + Bytes{0xFF, 0x1B}},
-        {"Zorbin cube", kKindZorbinCube, false, {0, 0, 0}, {20, 20, 20}, -1, -1, "ann",
+        {"Zorbin cube",
+         kKindZorbinCube,
+         false,
+         {0, 0, 0},
+         {20, 20, 20},
+         -1,
+         -1,
+         "ann",
          Bytes{0x0B, 10, 0x5D} + F32(kF20) + Bytes{0x1D, 44, 0, 0, 0, 0x42, 1, 0, 0, 0, 0x5B, 3} + Text("ann")},
-        {"Talvy cube: predicted position", kKindTalvyCube, false, {1, 0, 0}, {10, 10, 10}, -1, -1, "",
+        {"Talvy cube: predicted position",
+         kKindTalvyCube,
+         false,
+         {1, 0, 0},
+         {10, 10, 10},
+         -1,
+         -1,
+         "",
          Bytes{0x0B, 8, 0x26, 10, 0, 0, 0x5D} + F32(kF10)},
-        {"Quillhob cube: as a box, with the Zorbin encoder", kKindQuillhobCube, false, {1, 0, 0}, {-1, 0, 0}, 100, -1,
-         "q", Bytes{0x0B, 4, 0x70} + F32(kF1) + F32(kF0) + F32(kF0) + Bytes{0x1D, 100, 0, 0, 0, 0x42, 1, 0, 0, 0, 0x5B, 1, 'q'}},
+        {"Quillhob cube: as a box, with the Zorbin encoder",
+         kKindQuillhobCube,
+         false,
+         {1, 0, 0},
+         {-1, 0, 0},
+         100,
+         -1,
+         "q",
+         Bytes{0x0B, 4, 0x70} + F32(kF1) + F32(kF0) + F32(kF0) +
+             Bytes{0x1D, 100, 0, 0, 0, 0x42, 1, 0, 0, 0, 0x5B, 1, 'q'}},
     };
     uint8_t slot = 0;
     for (const Case& c : cases) {
@@ -120,7 +172,7 @@ TEST_F(Encoders, BoxFieldsGoInTheirFixedOrderAndOnlyWhatTheClientSupports) {
     pad->m_usTexture = 4; // as a new box is assumed
     auto box = &C::UC_Update_NormalPad;
     Run(pad, Track(pad),
-        {{[&] { pad->SetEEA(kEEAInverseAlpha, 55); }, box, {}},             // opacity only for clients that blend
+        {{[&] { pad->SetEEA(kEEAInverseAlpha, 55); }, box, {}},              // opacity only for clients that blend
          {[&] { pad->GetOrCreateGoalPad()->m_strMessage = "hi"; }, box, {}}, // goal pads only with KRV_CSE1
          {[&] {
               m_Client->m_bAlphaBlendSupport = true;
@@ -137,7 +189,8 @@ TEST_F(Encoders, BoxFieldsGoInTheirFixedOrderAndOnlyWhatTheClientSupports) {
           box,
           Bytes{0x70} + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x5D} + F32(kF100) + Bytes{0x1D, 42, 0, 0, 0} +
               Bytes{0x42, 1, 0, 0, 0, 0x32} + F32(kF64) + F32(kF64) + F32(kF64) + Bytes{0x7A, 200, 0x50} +
-              F32(0x3E800000) + Bytes{0x2A, 5, 0x51} + F32(kF1) + Bytes{0x6C, 0xFF, 0xFF, 0xFF, 0xFF, 0x5B, 1, 'a', 0x56, 1}},
+              F32(0x3E800000) + Bytes{0x2A, 5, 0x51} + F32(kF1) +
+              Bytes{0x6C, 0xFF, 0xFF, 0xFF, 0xFF, 0x5B, 1, 'a', 0x56, 1}},
          {nullptr, box, {}},
          {[&] { pad->m_ucSurfaceFlags &= uint8_t(~kSurfacePowerup); }, box, {0x56, 0}},
          {[&] { pad->GetOrCreateLift(), pad->m_vPosition.Set(1.0f, 3.0f, 3.0f); }, box, {0x26, 0, 10, 0}}, // predicted
@@ -153,7 +206,8 @@ TEST_F(Encoders, PlainGoalPadGoesToClientsThatSimulateFireBlocks) {
     goal->m_vRespawnPoint.Set(1.0f, 2.0f, 3.0f);
     auto box = &C::UC_Update_NormalPad;
     Run(pad, Track(pad),
-        {{nullptr, box, Bytes{0x81} + U32(2) + Text("hi") + Bytes{0x82} + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x80, 1}},
+        {{nullptr, box,
+          Bytes{0x81} + U32(2) + Text("hi") + Bytes{0x82} + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x80, 1}},
          {nullptr, box, {}},
          {[&] { goal->m_iCoinReward = 5; }, box, {0x80, 0}}, // a reward makes it an ordinary goal pad
          {[&] { goal->m_iCoinReward = 0, pad->m_ucSurfaceFlags |= kSurfaceFlyAgain; }, box, {}}});
@@ -162,27 +216,48 @@ TEST_F(Encoders, PlainGoalPadGoesToClientsThatSimulateFireBlocks) {
 // Predicted positions and yaw from a fresh view at rest: each motion's bytes, then the position,
 // yaw and steps the client (and so the view) ends up with.
 TEST_F(Encoders, PositionAndYawCorrectionsByMagnitude) {
-    struct Move { float x, y, z, yaw; Bytes expected; };
+    struct Move {
+        float x, y, z, yaw;
+        Bytes expected;
+    };
     // One motion from rest: the steps are the position and the yaw.
-    struct Case { const char* name; std::vector<Move> moves; VUKVector position, step = position;
-                  float yaw = 0.0f, yawStep = yaw; };
+    struct Case {
+        const char* name;
+        std::vector<Move> moves;
+        VUKVector position, step = position;
+        float yaw = 0.0f, yawStep = yaw;
+    };
     const Case cases[] = {
-        {"below 12: byte tenths, truncated", {{11.99f, 11.99f, 11.99f, 0, {0x26, 119, 119, 119}}}, {11.9f, 11.9f, 11.9f}},
+        {"below 12: byte tenths, truncated",
+         {{11.99f, 11.99f, 11.99f, 0, {0x26, 119, 119, 119}}},
+         {11.9f, 11.9f, 11.9f}},
         {"negative byte tenths", {{-5, 0, 11, 0, {0x26, uint8_t(-50), 0, 110}}}, {-5, 0, 11}},
         {"12: short tenths", {{12, 0, 0, 0, Bytes{0x27} + U16(120) + U16(0) + U16(0)}}, {12, 0, 0}},
         {"just below 3000: short tenths",
-         {{2999.9f, -2999.9f, 1, 0, Bytes{0x27} + U16(29999) + U16(uint16_t(-29999)) + U16(10)}}, {2999.9f, -2999.9f, 1}},
+         {{2999.9f, -2999.9f, 1, 0, Bytes{0x27} + U16(29999) + U16(uint16_t(-29999)) + U16(10)}},
+         {2999.9f, -2999.9f, 1}},
         {"3000: floats", {{3000, 1, 0, 0, Bytes{0x28} + F32(0x453B8000) + F32(kF1) + F32(kF0)}}, {3000, 1, 0}},
-        {"the same step again: one byte", {{10, 0, 0, 0, {0x26, 100, 0, 0}}, {20, 0, 0, 0, {0x25}}, {30, 0, 0, 0, {0x25}}},
-         {30, 0, 0}, {10, 0, 0}},
-        {"less than a tenth: nothing", {{10, 10, 10, 0, {0x26, 100, 100, 100}}, {10.05f, 9.95f, 10, 0, {}}}, {10, 10, 10}},
+        {"the same step again: one byte",
+         {{10, 0, 0, 0, {0x26, 100, 0, 0}}, {20, 0, 0, 0, {0x25}}, {30, 0, 0, 0, {0x25}}},
+         {30, 0, 0},
+         {10, 0, 0}},
+        {"less than a tenth: nothing",
+         {{10, 10, 10, 0, {0x26, 100, 100, 100}}, {10.05f, 9.95f, 10, 0, {}}},
+         {10, 10, 10}},
         // -0.05 truncates to 0 tenths: the client stays 0.05 ahead on x until a later correction.
         {"a correction truncated to zero is carried over",
-         {{1, 1, 0, 0, {0x26, 10, 10, 0}}, {1.95f, 2.5f, 0, 0, {0x26, 0, 5, 0}}, {2.5f, 4, 0, 0, {0x26, uint8_t(-5), 0, 0}}},
-         {2.5f, 4, 0}, {0.5f, 1.5f, 0}},
+         {{1, 1, 0, 0, {0x26, 10, 10, 0}},
+          {1.95f, 2.5f, 0, 0, {0x26, 0, 5, 0}},
+          {2.5f, 4, 0, 0, {0x26, uint8_t(-5), 0, 0}}},
+         {2.5f, 4, 0},
+         {0.5f, 1.5f, 0}},
         {"yaw below a tenth: float", {{0, 0, 0, 0.05f, Bytes{0x2C} + F32(0x3D4CCCCD)}}, {}, {}, 0.05f},
-        {"yaw in tenths, then steady turning", {{0, 0, 0, 0.5f, {0x2A, 5}}, {0, 0, 0, 1, {0x29}}, {0, 0, 0, 1.5f, {0x29}}},
-         {}, {}, 1.5f, 0.5f},
+        {"yaw in tenths, then steady turning",
+         {{0, 0, 0, 0.5f, {0x2A, 5}}, {0, 0, 0, 1, {0x29}}, {0, 0, 0, 1.5f, {0x29}}},
+         {},
+         {},
+         1.5f,
+         0.5f},
         {"yaw of 12 or more: float", {{0, 0, 0, 12, Bytes{0x2C} + F32(0x41400000)}}, {}, {}, 12},
         // -1.0 against the kept step 0.5: ten tenths back, and the rotation record goes.
         {"yaw back to zero", {{0, 0, 0, 0.5f, {0x2A, 5}}, {0, 0, 0, 0, {0x2A, uint8_t(-10)}}}, {}, {}, 0, -0.5f},
@@ -230,8 +305,8 @@ TEST_F(Encoders, ThousandAndFirstPositionUpdateResyncsExceptForFireBlocksAndNaNG
     auto position = &C::UC_Update_Position;
     Run(fire, fireView, {{[&] { fire->m_vPosition.Set(1.0f, 0.0f, 0.0f); }, position, {0x26, 10, 0, 0}}});
     const Bytes nan = Bytes{0x28} + F32(0x7FC00000) + F32(kF0) + F32(kF0);
-    Run(box, view, {{[&] { box->m_vPosition.x = __builtin_nanf(""); }, position, Bytes{0x2E, 0} + nan},
-                    {nullptr, position, nan}});
+    Run(box, view,
+        {{[&] { box->m_vPosition.x = __builtin_nanf(""); }, position, Bytes{0x2E, 0} + nan}, {nullptr, position, nan}});
 }
 
 class Players : public EncoderTest {
@@ -299,19 +374,27 @@ TEST_F(Players, OwnPlayerGetsNoYawButItsOwnFields) {
         {{nullptr, player,
           Bytes{0x09} + U32(3) + Text("bob") + m_Body + Bytes{0x7D} + F32(0x41000000) + Bytes{0x7E, 2, 0x7F} +
               F32(kF1) + Bytes{0x83, 15, 0x0E} + U32(98765)},
-         {[&] { Flags({kPlayerGiantFireBlocks, kPlayerClientFireFlag}, true); }, player,
-          Bytes{0x7C, 1, 0x7D} + F32(0x42A00000) + Bytes{0x7E, 4, 0x7F} + F32(kF0_5) + Bytes{0x83, 25}},
-         {[&] { Flags({kPlayerSpeedBoost, kPlayerGlide}, true); }, player, Bytes{0x6E} + F32(0x3FC00000) + Bytes{0x6D, 2}},
+         {[&] {
+              Flags({kPlayerGiantFireBlocks, kPlayerClientFireFlag}, true);
+          },
+          player, Bytes{0x7C, 1, 0x7D} + F32(0x42A00000) + Bytes{0x7E, 4, 0x7F} + F32(kF0_5) + Bytes{0x83, 25}},
+         {[&] {
+              Flags({kPlayerSpeedBoost, kPlayerGlide}, true);
+          },
+          player, Bytes{0x6E} + F32(0x3FC00000) + Bytes{0x6D, 2}},
          {[&] { Flags({kPlayerFlying}, true); }, player, {0x6D, 1}},
-         {[&] { Flags({kPlayerFlying, kPlayerGlide, kPlayerSpeedBoost}, false); }, player,
-          Bytes{0x6E} + F32(kF1) + Bytes{0x6D, 0}},
+         {[&] {
+              Flags({kPlayerFlying, kPlayerGlide, kPlayerSpeedBoost}, false);
+          },
+          player, Bytes{0x6E} + F32(kF1) + Bytes{0x6D, 0}},
          {[&] {
               m_pBob->m_uiEnergy = 5000;
               m_pBob->m_strModalText = "stop";
               m_pBob->SetFlag(kPlayerMessageWindow, true);
               m_pBob->m_strMessageText = "ok";
           },
-          player, Bytes{0x0E} + U32(5000) + Bytes{0x1C} + U32(4) + Text("stop") + Bytes{0x1B, 1, 0x53} + U32(2) + Text("ok")},
+          player,
+          Bytes{0x0E} + U32(5000) + Bytes{0x1C} + U32(4) + Text("stop") + Bytes{0x1B, 1, 0x53} + U32(2) + Text("ok")},
          // Times go when they run out or move by more than a tenth.
          {[&] { m_pBob->m_fMessageTime = 1.0f; }, player, Bytes{0x54} + F32(kF1)},
          {[&] { m_pBob->m_fMessageTime = 0.95f; }, player, {}},
@@ -322,7 +405,9 @@ TEST_F(Players, OwnPlayerGetsNoYawButItsOwnFields) {
          {[&] { m_pBob->m_fEffectTimes[3] = 9.95f; }, player, {}},
          {[&] { m_pBob->m_fEffectTimes[3] = -100.0f; }, player, Bytes{0x4F} + U32(3) + F32(0xC2C80000)},
          // Under client-side movement the view follows the player silently.
-         {[&] { m_Client->m_Movement.m_bClientSideMovement = true, m_pBob->m_vPosition.Set(0.0f, 0.0f, 0.0f); }, player, {}},
+         {[&] { m_Client->m_Movement.m_bClientSideMovement = true, m_pBob->m_vPosition.Set(0.0f, 0.0f, 0.0f); },
+          player,
+          {}},
          {[&] { m_Client->m_Movement.m_bClientSideMovement = false; }, player, {}}});
 }
 

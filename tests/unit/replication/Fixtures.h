@@ -58,7 +58,11 @@ inline constexpr uint32_t kF400 = 0x43C80000;      // 400.0
 class EncoderTest : public ::testing::Test {
 protected:
     // One step of a script: change something, run one encoder on the entity, compare its bytes.
-    struct Step { std::function<void()> change; void (Server_Client::*encoder)(); Bytes expected; };
+    struct Step {
+        std::function<void()> change;
+        void (Server_Client::*encoder)();
+        Bytes expected;
+    };
 
     EncoderTest() : m_Client(new Server_Client) { m_Client->m_pPacket = new Packet; }
     ~EncoderTest() override {

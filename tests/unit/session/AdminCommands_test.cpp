@@ -42,9 +42,9 @@ TEST_F(AdminCommands, SettingsAndPlayerActionsAnswerAsTheirRowsSay) {
         {"/szsph 0.5", reply("Zorbin shrink per hit value is now 0.500000")},
         {"/spmg -3", reply("Propety Moving Groups now set to -3")},
         {"/sbsl -5", reply("The server is no longer limited to how many bytes per 1/30th second it can send over the "
-                            "Internet.")},
+                           "Internet.")},
         {"/sbsl 3000", reply("The server is now limited to sending 3000 total bytes per 1/30th second over the "
-                              "Internet.")},
+                             "Internet.")},
         {"/srhq 5", reply("Sorry, you need coin changing permissions to use this command.")},
         {"/stoplifts", reply("Lifts stopped (NOTE: Not saved in data file)")},
         {"/no_udp_thread", reply("UDP Thread Mode Disabled")},
@@ -56,8 +56,9 @@ TEST_F(AdminCommands, SettingsAndPlayerActionsAnswerAsTheirRowsSay) {
         {"/dpc ADMIN", reply("ADMIN has 1000 coins.")},
         {"/gpc admin 500", reply("You don't have the coin changing permission flag.")},
         {"/eacc admin", reply("admin now has coin changing permissions.")},
-        {"/gpc admin -5000", {Chat("VuK Server", "Can't remove more POCKET coins than a player has."),
-                              Chat("VuK Server", "admin now has 0 pocket coins.")}},
+        {"/gpc admin -5000",
+         {Chat("VuK Server", "Can't remove more POCKET coins than a player has."),
+          Chat("VuK Server", "admin now has 0 pocket coins.")}},
         {"/srhq -1", reply("Reward for hitting Quillhob with a FireBlock is now 0.")},
         {"/saa admin 100", reply("You cant make people level 100!")},
         {"/saa admin 50", reply("admin now has access level 100.")},
@@ -89,7 +90,8 @@ TEST_F(AdminCommands, LevelsDecideBetweenSilenceAndChat) {
     EXPECT_EQ(Said(bob, "/saa bob 5"), std::vector<Bytes>{Chat("VuK Server", "Not level 99!")});
     EXPECT_EQ(Said(bob, "/kick ADMIN"),
               std::vector<Bytes>{Chat("VuK Server", "You cannot kick a player with a higher admin level than you.")});
-    EXPECT_EQ(Said(admin, "/kick bob"), std::vector<Bytes>{Chat("Info", "Administrator ADMIN has kicked Bob off the server.")});
+    EXPECT_EQ(Said(admin, "/kick bob"),
+              std::vector<Bytes>{Chat("Info", "Administrator ADMIN has kicked Bob off the server.")});
     EXPECT_TRUE(bob.client->m_bKicked);
 }
 

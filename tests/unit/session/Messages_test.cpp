@@ -9,7 +9,13 @@ namespace {
 // ends the message with a warning; a one-byte record at the very end reads nothing, and keys
 // before a login are well formed. None of these is answered (a ready client gets its updates).
 TEST_F(SessionTest, RecordsOfAMessageAreReadInTurn) {
-    struct Case { const char* what; std::vector<Bytes> messages; bool ready; uint32_t version; int warnings; };
+    struct Case {
+        const char* what;
+        std::vector<Bytes> messages;
+        bool ready;
+        uint32_t version;
+        int warnings;
+    };
     const Case cases[] = {
         {"ready, update size and version", {{6, 10, 0xE8, 3, 0, 0, 9, 3}}, true, 3, 0},
         {"unknown type", {{9, 3, 2, 6}}, false, 3, 1},
@@ -69,7 +75,7 @@ TEST_F(SessionTest, KeyRecordsSetAndClearTheNamedFlags) {
     const uint32_t builds = kKeyBuildBuildingBlock | kKeyBuildFlatStone;
     const std::pair<Bytes, uint32_t> cases[] = {
         {Keys(0x0991), kKeyMove0 | kKeyJump | kKeyFire | builds},
-        {Keys(0x6000), kKeyUp | kKeyDown | builds},  // the builds a bit only sets stay
+        {Keys(0x6000), kKeyUp | kKeyDown | builds}, // the builds a bit only sets stay
         {Bytes{11, 0x1F}, kKeyUp | kKeyDown | builds | kKeyAdminAddPad | kKeyAdminDeleteSelection |
                               kKeyBuildZorbinCube | kKeyBuildStoneBlock},
         {Bytes{11, 0x00}, kKeyUp | kKeyDown | builds | kKeyBuildZorbinCube | kKeyBuildStoneBlock},
@@ -86,7 +92,10 @@ TEST_F(SessionTest, ResetPositionRequest) {
     auto peer = LoggedIn("Resetter");
     const Bytes wait = Chat("VuK Server", "Wait 7 seconds WITHOUT PRESSING ANY KEYS to reset position.");
     const std::pair<Bytes, std::vector<Bytes>> cases[] = {
-        {Keys(0x1000), {wait}}, {Keys(0x1000), {}}, {Keys(0x0000), {}}, {Bytes{11, 0x00}, {}},
+        {Keys(0x1000), {wait}},
+        {Keys(0x1000), {}},
+        {Keys(0x0000), {}},
+        {Bytes{11, 0x00}, {}},
         {Bytes{11, 0x04}, {Chat("VuK Server", "Request to reset position CANCELLED due to KEYPRESS.")}},
         {Keys(0x1000), {wait}},
     };

@@ -33,6 +33,6 @@ protected:
         return peer.Take(channel);
     }
 
-    WorkingFolder m_Folder;  // first: the server starts in the fresh folder
+    WorkingFolder m_Folder; // first: the server starts in the fresh folder
     std::unique_ptr<ServerHarness> m_Harness = std::make_unique<ServerHarness>();
 };

@@ -32,11 +32,9 @@ TEST(Arrays, GrowWhenTheCountReachesTheCapacityAndKeepTheirValues) {
     VUKFastArray_Entity array(1);
     VUKFastArray<PFAE_Info*> links(1);
     for (int i = 0; i < 2; ++i) array.AddEntity(pads[0], &links);
-    EXPECT_EQ(std::tuple(array.Capacity(), links.Capacity(), links.HeapBytes()),
-              std::tuple(4u, 4u, size_t(0)));
+    EXPECT_EQ(std::tuple(array.Capacity(), links.Capacity(), links.HeapBytes()), std::tuple(4u, 4u, size_t(0)));
     array.AddEntity(pads[1], &links);
-    EXPECT_EQ(std::tuple(array.Capacity(), links.Capacity(), links.HeapBytes()),
-              std::tuple(4u, 4u, size_t(16)));
+    EXPECT_EQ(std::tuple(array.Capacity(), links.Capacity(), links.HeapBytes()), std::tuple(4u, 4u, size_t(16)));
     EXPECT_EQ(std::tuple(links[0], links[1], links[2]),
               std::tuple(array.GetLink(0), array.GetLink(1), array.GetLink(2)));
     links.RemoveAt(0);
@@ -53,9 +51,8 @@ TEST(EntityArray, RemovingAnEntryMovesTheLastIntoItsPlaceAndFixesItsRecord) {
     const uint64_t records = g_VukHeap_PFAE_Info.ChainLiveCount();
     array.RawRemoveItem(1);
     pads[1]->m_GroupLinks.Clear();
-    EXPECT_EQ(
-        std::tuple(array.Count(), array.GetEntity(0), array.GetEntity(1), third->m_uiIndex, array.GetLink(1)),
-        std::tuple(2u, pads[0], pads[2], 1u, third));
+    EXPECT_EQ(std::tuple(array.Count(), array.GetEntity(0), array.GetEntity(1), third->m_uiIndex, array.GetLink(1)),
+              std::tuple(2u, pads[0], pads[2], 1u, third));
     EXPECT_EQ(g_VukHeap_PFAE_Info.ChainLiveCount(), records - 1);
     // Emptied, it frees its storage and its id until the next addition.
     const uint32_t id = array.GetArrayId();
@@ -122,12 +119,10 @@ TEST(LinkedLists, AddAtTheHeadAndUnlinkFromAnywhere) {
     LinkedList<int> list;
     Link<int>*a = list.Add(1), *b = list.Add(2), *c = list.Add(3);
     list.Add(2);
-    EXPECT_EQ(std::tuple(list.RemoveValue(2), list.RemoveValue(7)),
-              std::tuple(true, false)); // the newest 2 goes
+    EXPECT_EQ(std::tuple(list.RemoveValue(2), list.RemoveValue(7)), std::tuple(true, false)); // the newest 2 goes
     EXPECT_EQ(std::tuple(list.Head(), list.Tail(), list.Length()), std::tuple(c, a, 3u));
     list.Remove(b);
-    EXPECT_EQ(std::tuple(c->m_pPrevious, c->m_pNext, a->m_pPrevious, a->m_pNext),
-              std::tuple(nullptr, a, c, nullptr));
+    EXPECT_EQ(std::tuple(c->m_pPrevious, c->m_pNext, a->m_pPrevious, a->m_pNext), std::tuple(nullptr, a, c, nullptr));
     list.Remove(c);
     EXPECT_EQ(std::tuple(list.Head(), a->m_pPrevious), std::tuple(a, nullptr));
     a->m_uiReferenceCount = 2; // a held link outlives its removal

@@ -30,8 +30,7 @@ TEST(Entity, KeepsItsRotationRecordAndAttributeListOnlyWhileTheyHoldSomething) {
     e.SetEEA(kEEAInverseAlpha, 0);
     EXPECT_EQ(std::tuple(e.m_pRotation, e.m_pEEAList), std::tuple(nullptr, nullptr));
     e.SetRotation(0.0f, 0.5f, -1.0f);
-    EXPECT_EQ(std::tuple(e.GetYaw(), e.GetPitch(), e.GetRoll(), e.HasRotation()),
-              std::tuple(0.0f, 0.5f, -1.0f, true));
+    EXPECT_EQ(std::tuple(e.GetYaw(), e.GetPitch(), e.GetRoll(), e.HasRotation()), std::tuple(0.0f, 0.5f, -1.0f, true));
     e.SetPitch(0.0f);
     EXPECT_NE(e.m_pRotation, nullptr);
     e.SetRoll(0.0f);
@@ -42,9 +41,8 @@ TEST(Entity, KeepsItsRotationRecordAndAttributeListOnlyWhileTheyHoldSomething) {
     e.SetEEA(kEEATagPayout, 9);
     e.SetEEA(kEEABounce, 0); // not there: nothing happens
     ASSERT_EQ(e.m_pEEAList->Length(), 2u);
-    EXPECT_EQ(
-        std::tuple((*e.m_pEEAList)[0]->m_ucId, (*e.m_pEEAList)[0]->m_uiValue, (*e.m_pEEAList)[1]->m_uiValue),
-        std::tuple(kEEATagPayout, 9u, 10'800u));
+    EXPECT_EQ(std::tuple((*e.m_pEEAList)[0]->m_ucId, (*e.m_pEEAList)[0]->m_uiValue, (*e.m_pEEAList)[1]->m_uiValue),
+              std::tuple(kEEATagPayout, 9u, 10'800u));
     e.SetEEA(kEEATagPayout, 0);
     EXPECT_EQ(std::tuple(e.m_pEEAList->Length(), e.GetEEA(kEEATagLockTime)), std::tuple(size_t(1), 10'800u));
     e.SetEEA(kEEATagLockTime, 0);
@@ -114,11 +112,10 @@ TEST(Geometry, TheInverseObjectMatrixUndoesSingleAxisTurnsOnly) {
 
 // Boxes touch when their faces meet; a gap on any axis separates them; rotation is ignored.
 TEST(Geometry, BoxesTouchUnlessAGapSeparatesThemOnSomeAxis) {
-    Box a({0, 0, 0}, {1, 1, 1}), b({1, 0, 0}, {1, 1, 1}), x({1.0001f, 0, 0}, {1, 1, 1}),
-        y({0, -1.0001f, 0}, {1, 1, 1}), z({0.5f, 0.5f, 1.0001f}, {1, 1, 1}),
-        bar({-5, 0, 0}, {10, 1, 1}, kQuarter);
-    EXPECT_EQ(std::tuple(TouchTest(&a, &b), TouchTest(&b, &a), TouchTest(&a, &x), TouchTest(&y, &a),
-                         TouchTest(&a, &z), TouchTest(&bar, &a)),
+    Box a({0, 0, 0}, {1, 1, 1}), b({1, 0, 0}, {1, 1, 1}), x({1.0001f, 0, 0}, {1, 1, 1}), y({0, -1.0001f, 0}, {1, 1, 1}),
+        z({0.5f, 0.5f, 1.0001f}, {1, 1, 1}), bar({-5, 0, 0}, {10, 1, 1}, kQuarter);
+    EXPECT_EQ(std::tuple(TouchTest(&a, &b), TouchTest(&b, &a), TouchTest(&a, &x), TouchTest(&y, &a), TouchTest(&a, &z),
+                         TouchTest(&bar, &a)),
               std::tuple(true, true, false, false, false, true));
 }
 
@@ -168,10 +165,9 @@ TEST(KindDefaults, FollowTheKindTable) {
     // clang-format on
     for (auto [kind, texture, scale, mode, unrotated, ruleFlags, coins] : rows) {
         std::unique_ptr<Server_Entity> e(World::CreateByType(kind));
-        EXPECT_EQ(
-            std::tuple(e->GetKind(), e->m_usTexture, e->m_vTextureScale, e->GetTextureMode(),
-                       e->HasUnrotatedBounds(), e->m_ucRuleFlags, e->m_uiStoredCoins, e->m_ucSurfaceFlags),
-            std::tuple(kind, texture, VUKVector(scale, scale, scale), mode, unrotated, ruleFlags, coins, 0));
+        EXPECT_EQ(std::tuple(e->GetKind(), e->m_usTexture, e->m_vTextureScale, e->GetTextureMode(),
+                             e->HasUnrotatedBounds(), e->m_ucRuleFlags, e->m_uiStoredCoins, e->m_ucSurfaceFlags),
+                  std::tuple(kind, texture, VUKVector(scale, scale, scale), mode, unrotated, ruleFlags, coins, 0));
     }
     uint32_t saved = std::exchange(g_uiQuillhobTexture, 77);
     EXPECT_EQ(Server_QuillhobCube().m_usTexture, 77);
@@ -189,8 +185,7 @@ TEST(Players, KeepTheirFlagBitsWhereTheSaveFileAndWireExpectThem) {
     p.SetFlag(kPlayerMessageWindow, true);
     p.SetFlag(kPlayerClientSideWarp, true);
     p.SetFlag(kPlayerMenuLocateOwn, true);
-    EXPECT_EQ(Flags(p.m_ucPlayerFlags, p.m_ucPlayerFlags + 10),
-              (Flags{5, 0, 0, 0x14, 0, 0x20, 0, 0x0F, 0x48, 0}));
+    EXPECT_EQ(Flags(p.m_ucPlayerFlags, p.m_ucPlayerFlags + 10), (Flags{5, 0, 0, 0x14, 0, 0x20, 0, 0x0F, 0x48, 0}));
 }
 
 TEST(EntityStorage, ADestroyedPlatformClearsItsRidersReference) {
@@ -224,18 +219,15 @@ TEST(ClientSlots, KeepEachValuePerSlotInABlockThatGoesWithTheLastValue) {
     for (uint32_t s = 0; s < 32; ++s) {
         EXPECT_EQ(std::tuple(pad.GetClientView(s), pad.GetClientPendingLink(s), pad.GetClientZoneWaitLink(s),
                              pad.GetClientAttachedLink(s), pad.GetClientZoneInfo(s)),
-                  std::tuple(s == 0 ? view.get() : nullptr, s == 3 ? pending : nullptr,
-                             s == 5 ? waiting : nullptr, s == 0 ? attached : nullptr,
-                             s == 3 ? &zoneInfo : nullptr));
+                  std::tuple(s == 0 ? view.get() : nullptr, s == 3 ? pending : nullptr, s == 5 ? waiting : nullptr,
+                             s == 0 ? attached : nullptr, s == 3 ? &zoneInfo : nullptr));
     }
     EXPECT_THROW(pad.SetClientView(32, view.get()), WorldFatalError);
     World().DoubleAllocatedClientUINs();
     pad.SetClientView(40, view.get());
-    EXPECT_EQ(std::tuple(g_uiAllocatedClientUINs, pad.GetClientView(0), pad.GetClientView(39),
-                         pad.GetClientView(40)),
+    EXPECT_EQ(std::tuple(g_uiAllocatedClientUINs, pad.GetClientView(0), pad.GetClientView(39), pad.GetClientView(40)),
               std::tuple(64u, view.get(), nullptr, view.get()));
-    for (uint32_t slot : {0u, 5u, 40u})
-        pad.SetClientView(slot, nullptr); // clearing an unset value changes nothing
+    for (uint32_t slot : {0u, 5u, 40u}) pad.SetClientView(slot, nullptr); // clearing an unset value changes nothing
     pad.SetClientPendingLink(3, nullptr);
     pad.SetClientZoneWaitLink(5, nullptr);
     pad.SetClientAttachedLink(0, nullptr);
@@ -248,8 +240,7 @@ TEST(ClientSlots, KeepEachValuePerSlotInABlockThatGoesWithTheLastValue) {
 // Their starting values, the baseline of what a client is first sent, are checked by the
 // replication tests through the bytes of a first update.
 TEST(ViewRecords, ComeFromTheirPoolsAndFreeTheirParts) {
-    const uint64_t views = g_VukHeap_ServerClientEntity.ChainLiveCount(),
-                   parts = g_VukHeap_SCEPlayer.ChainLiveCount();
+    const uint64_t views = g_VukHeap_ServerClientEntity.ChainLiveCount(), parts = g_VukHeap_SCEPlayer.ChainLiveCount();
     auto* view = new Server_Client_Entity();
     EXPECT_TRUE(g_VukHeap_SCEPlayer.IsIn(view->GetOrCreatePlayerView()));
     view->GetOrCreateGoalPadInfo()->m_str = "warp";

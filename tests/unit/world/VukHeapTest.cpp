@@ -28,8 +28,7 @@ protected:
     int SlotOf(const uint8_t* p) const { return int((p - m_Heap.Base()) / 16); }
     int Take() { return SlotOf(m_Slots.emplace_back(m_Heap.AllocateOne())); }
     void Free(std::initializer_list<int> slots) {
-        for (int i : slots)
-            m_Heap.FreeOne(m_Heap.Base() + 16 * i), std::erase(m_Slots, m_Heap.Base() + 16 * i);
+        for (int i : slots) m_Heap.FreeOne(m_Heap.Base() + 16 * i), std::erase(m_Slots, m_Heap.Base() + 16 * i);
     }
     Runs Live() {
         Runs out;
@@ -41,8 +40,7 @@ protected:
     }
 
     WorkingFolder m_Folder;
-    std::unique_ptr<VukHeap> m_pHeap =
-        std::make_unique<VukHeap>(16, 64, "PoolTest"); // may throw when destroyed
+    std::unique_ptr<VukHeap> m_pHeap = std::make_unique<VukHeap>(16, 64, "PoolTest"); // may throw when destroyed
     VukHeap& m_Heap = *m_pHeap;
     std::vector<uint8_t*> m_Slots;
 };
@@ -103,8 +101,7 @@ TEST(PoolPages, AreCommittedWhileUsedAndDecommittedByTheTidy) {
     EXPECT_EQ(heap.ChainCommittedPages(), 1u);
     heap.L2_OptimizeFreeElementStack();
     unsigned char resident = 1;
-    EXPECT_EQ(std::pair(heap.ChainCommittedPages(), mincore(heap.Base(), 4096, &resident)),
-              std::pair(uint64_t(0), 0));
+    EXPECT_EQ(std::pair(heap.ChainCommittedPages(), mincore(heap.Base(), 4096, &resident)), std::pair(uint64_t(0), 0));
     EXPECT_EQ(resident & 1, 0);
 
     EXPECT_EQ(VukHeap(100, 41, "RoundHeap").PageCount(), 2u); // 4100 bytes
@@ -121,8 +118,7 @@ TEST(PoolChain, GrowsAndShrinksWithItsElementsWhichItNumbersThroughout) {
     EXPECT_EQ(std::tuple(heap.Next()->Name(), heap.Next()->IsIn(p[2]), heap.IsIn(p[5]), heap.LiveCount(),
                          heap.ChainLiveCount()),
               std::tuple("ChainHeap", true, true, 2u, uint64_t(6)));
-    EXPECT_EQ(folder.CountInLog("VukHeap: DEBUG INFO: Additional heap created for ChainHeap objects.\r\n"),
-              2);
+    EXPECT_EQ(folder.CountInLog("VukHeap: DEBUG INFO: Additional heap created for ChainHeap objects.\r\n"), 2);
     EXPECT_EQ(std::tuple(heap.HandleOf(nullptr), heap.FromHandle(0)), std::tuple(0u, nullptr));
     for (uint32_t i = 0; i < 6; ++i)
         EXPECT_EQ(std::tuple(heap.HandleOf(p[i]), heap.FromHandle(i + 1)), std::tuple(i + 1, p[i]));
@@ -160,13 +156,11 @@ TEST(PoolErrors, AreLoggedUnderVukHeapAndRaised) {
 TEST(FileMappedPool, UnlinksItsFileAndChainsNumberedSequencesWithTheSameRules) {
     WorkingFolder folder;
     VukHeap_FileMapped heap(32, 4, "Mapped");
-    EXPECT_EQ(
-        std::tuple(heap.FilePath(), folder.Exists("temp_VukEntityDatabase"), folder.Exists(heap.FilePath())),
-        std::tuple("temp_VukEntityDatabase/Mapped_0", true, false));
+    EXPECT_EQ(std::tuple(heap.FilePath(), folder.Exists("temp_VukEntityDatabase"), folder.Exists(heap.FilePath())),
+              std::tuple("temp_VukEntityDatabase/Mapped_0", true, false));
     uint8_t* s[5];
     for (auto& p : s) p = heap.AllocateOne();
-    EXPECT_EQ(std::tuple(s[0], heap.Next()->Sequence(), heap.Next()->IsIn(s[4])),
-              std::tuple(heap.Base(), 1, true));
+    EXPECT_EQ(std::tuple(s[0], heap.Next()->Sequence(), heap.Next()->IsIn(s[4])), std::tuple(heap.Base(), 1, true));
     for (int i : {4, 2, 1}) heap.FreeOne(s[i]); // the second pool goes; 2 and 1 make one run
     EXPECT_EQ(std::tuple(heap.Next(), heap.GetHolesInHeap()), std::tuple(nullptr, 1u));
     EXPECT_EQ(heap.AllocateOne(), s[1]);

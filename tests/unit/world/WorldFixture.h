@@ -27,8 +27,7 @@ inline std::vector<ZoneIndex> ZonesOf(const PFAE_InfoList& links) {
 
 // Live elements of the pools behind the world, to show that something left no trace.
 struct PoolCounts {
-    uint64_t pads = g_VukHeap_ServerEntity.ChainLiveCount(),
-             zorbins = g_VukHeap_ServerZorbinCube.ChainLiveCount(),
+    uint64_t pads = g_VukHeap_ServerEntity.ChainLiveCount(), zorbins = g_VukHeap_ServerZorbinCube.ChainLiveCount(),
              palaces = g_VukHeap_ServerPalaceCube.ChainLiveCount(), links = g_VukHeap_Links.ChainLiveCount(),
              records = g_VukHeap_PFAE_Info.ChainLiveCount(), zones = g_VukHeap_VukZone.ChainLiveCount(),
              rows = g_VukHeap_VukZoneLine.ChainLiveCount();

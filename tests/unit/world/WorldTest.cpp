@@ -75,9 +75,9 @@ TEST(WorldFiling, FilesAnEntityAgainOnlyWhereItChanged) {
     const std::vector<ZoneIndex> zones = ZonesOf(pad->m_ZoneLinks);
     const uint64_t records = g_VukHeap_PFAE_Info.ChainLiveCount();
     w.UpdateGroupsAndZonesEntityIsIn(pad);
-    EXPECT_EQ(std::tuple(GroupsOf(w, pad), ZonesOf(pad->m_ZoneLinks), zones.size(),
-                         g_VukHeap_PFAE_Info.ChainLiveCount()),
-              std::tuple(Names{"AllEntities", "NormalPads"}, zones, 8u, records));
+    EXPECT_EQ(
+        std::tuple(GroupsOf(w, pad), ZonesOf(pad->m_ZoneLinks), zones.size(), g_VukHeap_PFAE_Info.ChainLiveCount()),
+        std::tuple(Names{"AllEntities", "NormalPads"}, zones, 8u, records));
     PFAE_Info* firstLink = pad->m_ZoneLinks.Get(0);
     pad->m_vPosition.Set(1010, 100, 1000);
     pad->SetMoving(true);
@@ -98,8 +98,7 @@ TEST(WorldLifetime, DestroyingTheWorldLeavesNoTrace) {
     PoolCounts before;
     {
         World w;
-        EXPECT_EQ(std::tuple(w.ProperAddByType(2, 0), w.ProperAddByType(13, 0)),
-                  std::tuple(nullptr, nullptr));
+        EXPECT_EQ(std::tuple(w.ProperAddByType(2, 0), w.ProperAddByType(13, 0)), std::tuple(nullptr, nullptr));
         for (uint8_t kind : {1, 4, 6, 8, 9, 10, 11, 12}) {
             Server_Entity* e = w.ProperAddByType(kind);
             e->m_vPosition.Set(float(kind) * 3000, 100, 0);

@@ -100,8 +100,8 @@ TEST_F(GridTest, ZoneListsFollowTheKind) {
 }
 
 TEST_F(GridTest, ARotatedBarIsFiledByItsRotatedCornersUnlessItsKindSaysOtherwise) {
-    Server_Entity* bar = Filed({0, 100, 2100}, {1000, 10, 10}, kKindNormalPad,
-                               [](Server_Entity* e) { e->SetYaw(0.7853982f); });
+    Server_Entity* bar =
+        Filed({0, 100, 2100}, {1000, 10, 10}, kKindNormalPad, [](Server_Entity* e) { e->SetYaw(0.7853982f); });
     VUKVector low, high;
     VUK_Grid::GetEntityBounds(bar, true, &low, &high);
     EXPECT_NEAR(low.z, 2100 - 357.088f, 0.01f);
@@ -182,8 +182,7 @@ TEST_P(ZoneKey, EqualKeysMeanTheSameZonesAcrossZoneEdges) {
         float edge = -150000.0f + zone * float(int(next(0, 300000.0f / zone)));
         float x = (i % 2) ? edge + next(-30, 30) : next(-160000, 160000);
         float z = (i % 3) ? edge + next(-30, 30) : next(-160000, 160000);
-        float y = (i % 5) ? -6000.0f + zone * float(int(next(0, 36000.0f / zone))) + next(-30, 30)
-                          : next(-8000, 32000);
+        float y = (i % 5) ? -6000.0f + zone * float(int(next(0, 36000.0f / zone))) + next(-30, 30) : next(-8000, 32000);
         float size = (i % 7) ? next(1, 100) : next(100, 50000);
         e->m_vPosition.Set(x, y, z);
         e->m_vSize.Set(size, size, size);
@@ -194,8 +193,7 @@ TEST_P(ZoneKey, EqualKeysMeanTheSameZonesAcrossZoneEdges) {
             std::vector<ZoneIndex> zones = ZonesOf(links);
             ZL_RemoveEntityFromZonesOnly(e.get(), &links);
             auto [it, fresh] = seen.emplace(key, zones);
-            ASSERT_TRUE(fresh || it->second == zones)
-                << std::hex << key << " at " << x << ", " << y << ", " << z;
+            ASSERT_TRUE(fresh || it->second == zones) << std::hex << key << " at " << x << ", " << y << ", " << z;
             ++keyed;
         }
     }
