@@ -35,9 +35,9 @@
 #include <unistd.h>
 #include <vector>
 
-#include "../tests/integration/replication_stream.h"
 #include "core/Server.h"
 #include "core/ServerLock.h"
+#include "headless/ClientWorld.h"
 #include "net/ClientServerPipe.h"
 #include "net/Packet.h"
 #include "platform/Clock.h"
@@ -357,7 +357,7 @@ private:
     std::vector<Mover> m_Movers;
     uint64_t m_uiBytes = 0;
     uint64_t m_uiSampleBytes = 0;
-    replication_stream::ClientWorld m_SampleWorld;
+    headless::ClientWorld m_SampleWorld;
 };
 
 } // namespace

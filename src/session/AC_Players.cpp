@@ -56,7 +56,9 @@ void Server::AC_JoinTeam(Server_Client* client, const std::string& name) {
     }
     player->m_strTeamName = upper;
     InformClients_EntityUpdated(player);
-    client->SendChatMessage("Info", "You have joined team " + name + ".");
+    char text[64];
+    snprintf(text, sizeof text, "You have joined team %s.", name.c_str());
+    client->SendChatMessage("Info", text);
 }
 
 void Server::AC_LeaveTeam(Server_Client* client) {

@@ -52,8 +52,11 @@ void Server::AC_SendStats(Server_Client* client) {
 
 void Server::AC_DisplayHolesInHeap(Server_Client* client) {
     std::string lines[kGlobalHeapCount + 1];
-    for (const GlobalHeap& row : g_GlobalHeaps)
-        lines[row.m_ucReportLine] = row.m_pHeap->Name() + " = " + std::to_string(row.m_pHeap->GetHolesInHeap()) + "\n";
+    for (const GlobalHeap& row : g_GlobalHeaps) {
+        std::string& line = lines[row.m_ucReportLine];
+        line = row.m_pHeap->Name();
+        line.append(" = ").append(std::to_string(row.m_pHeap->GetHolesInHeap())).append("\n");
+    }
     std::string text;
     for (const std::string& line : lines) text += line;
     client->SendMOTDWindowText(text.c_str());
@@ -81,9 +84,13 @@ void Server::AC_GetTexture(Server_Client* client) {
 }
 
 void Server::AC_CountZones(Server_Client* client) {
-    client->SendChatMessage("VuK Server", "Zone Count: " + std::to_string(m_Grid.CountZones()));
+    char text[64];
+    snprintf(text, sizeof text, "Zone Count: %d", int(m_Grid.CountZones()));
+    client->SendChatMessage("VuK Server", text);
 }
 
 void Server::AC_CountPendingZones(Server_Client* client) {
-    client->SendChatMessage("VuK Server", "PZone Count: " + std::to_string(client->m_PendingGrid.CountZones()));
+    char text[64];
+    snprintf(text, sizeof text, "PZone Count: %d", int(client->m_PendingGrid.CountZones()));
+    client->SendChatMessage("VuK Server", text);
 }

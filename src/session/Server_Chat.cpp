@@ -192,8 +192,10 @@ void Server::AC_SendPrivateMessage(Server_Client* client, const std::string& lin
         client->SendChatMessage("INFO", text);
         return;
     }
-    to->SendChatMessage(speaker->m_strName + " (whispers to you)", message);
-    client->SendChatMessage(speaker->m_strName + " (whispers to " + target + ")", message);
+    snprintf(text, sizeof text, "%s (whispers to you)", speaker->m_strName.c_str());
+    to->SendChatMessage(std::string(text), message);
+    snprintf(text, sizeof text, "%s (whispers to %s)", speaker->m_strName.c_str(), target.c_str());
+    client->SendChatMessage(std::string(text), message);
 }
 
 void Server::AC_IgnoreSomeone(Server_Client* client, const std::string& name) {
@@ -234,7 +236,9 @@ void Server::AC_DisplayIgnoreList(Server_Client* client) {
     if (!player) return;
     std::string text;
     for (const std::string* name : player->m_IgnoreList) text += *name + " ";
-    text += "(" + std::to_string(player->m_IgnoreList.Length()) + " total)";
+    char total[32];
+    snprintf(total, sizeof total, "(%d total)", int(player->m_IgnoreList.Length()));
+    text += total;
     client->SendChatMessage("Your Ignore List", text);
 }
 
@@ -243,7 +247,9 @@ void Server::AC_SetChatChannel(Server_Client* client, int32_t channel) {
     if (!player) return;
     uint8_t n = uint8_t(channel < 1 ? 1 : channel > 255 ? 255 : channel);
     client->m_ucChatChannel = player->m_ucChatChannel = n;
-    client->SendChatMessage("VuK Server", "You are now in chat channel " + std::to_string(n) + ".");
+    char text[64];
+    snprintf(text, sizeof text, "You are now in chat channel %d.", int(n));
+    client->SendChatMessage("VuK Server", text);
     InformClients_EntityUpdated(player);
 }
 

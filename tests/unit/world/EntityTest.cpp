@@ -176,15 +176,13 @@ TEST(KindDefaults, FollowTheKindTable) {
 
 TEST(Players, KeepTheirFlagBitsWhereTheSaveFileAndWireExpectThem) {
     Server_Player p;
-    EXPECT_EQ(std::tuple(p.m_vSize, p.m_uiEnergy), std::tuple(VUKVector(16, 16, 16), 98'765u));
+    EXPECT_EQ(std::tuple(p.m_vSize, p.m_ucChatChannel, p.m_fAdminStep), std::tuple(VUKVector(16, 16, 16), 1, 1.0f));
     using Flags = std::vector<uint8_t>;
     EXPECT_EQ(Flags(p.m_ucPlayerFlags, p.m_ucPlayerFlags + 10), (Flags{0, 0, 0, 0, 0, 0x20, 0, 0x0E, 64, 0}));
     p.SetLoggedIn(true);
     p.SetHidden(true);
     p.SetPlayerMoving(true);
-    p.SetFlag(kPlayerMessageWindow, true);
-    p.SetFlag(kPlayerClientSideWarp, true);
-    p.SetFlag(kPlayerMenuLocateOwn, true);
+    for (PlayerFlag flag : {kPlayerMessageWindow, kPlayerClientSideWarp, kPlayerMenuLocateOwn}) p.SetFlag(flag, true);
     EXPECT_EQ(Flags(p.m_ucPlayerFlags, p.m_ucPlayerFlags + 10), (Flags{5, 0, 0, 0x14, 0, 0x20, 0, 0x0F, 0x48, 0}));
 }
 

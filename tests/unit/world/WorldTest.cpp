@@ -93,19 +93,21 @@ TEST(WorldFiling, FilesAnEntityAgainOnlyWhereItChanged) {
     EXPECT_EQ(pad->m_ZoneLinks.Count(), 16u);
 }
 
-// Unknown kinds make nothing; what is made goes with the world, and so does what it filed.
+// Unknown kinds make nothing; what is made comes from its kind's pool and goes with the world,
+// and so does what it filed.
 TEST(WorldLifetime, DestroyingTheWorldLeavesNoTrace) {
     PoolCounts before;
     {
         World w;
-        EXPECT_EQ(std::tuple(w.ProperAddByType(2, 0), w.ProperAddByType(13, 0)), std::tuple(nullptr, nullptr));
+        EXPECT_EQ(std::tuple(w.ProperAddByType(2), w.ProperAddByType(13)), std::tuple(nullptr, nullptr));
         for (uint8_t kind : {1, 4, 6, 8, 9, 10, 11, 12}) {
             Server_Entity* e = w.ProperAddByType(kind);
             e->m_vPosition.Set(float(kind) * 3000, 100, 0);
             e->m_vSize.Set(50, 50, 50);
             w.UpdateGroupsAndZonesEntityIsIn(e);
         }
-        w.ProperDestroy(w.m_AllEntities.GetEntity(3));
+        EXPECT_TRUE(g_VukHeap_ServerZorbinCube.IsIn(w.m_ZorbinCubes.GetEntity(0)) &&
+                    g_VukHeap_ServerPalaceCube.IsIn(w.m_PalaceCubes.GetEntity(0)));
     }
     EXPECT_EQ(PoolCounts().All(), before.All());
 }

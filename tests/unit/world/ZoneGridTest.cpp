@@ -67,7 +67,7 @@ TEST_F(GridTest, AnEntityIsFiledOnceInEveryZoneItsBoxReaches) {
                   std::tuple(count, 2 * count, lowest, highest));
         TearDown();
     }
-    EXPECT_TRUE(m_Grid.IsEmpty());
+    EXPECT_TRUE(m_Grid.IsEmpty()); // rows made for an entity with no zone along x went again
 }
 
 // Every entity goes into the master list; then into its kind's list, and property at rest also
