@@ -68,13 +68,13 @@ VukHeap_FileMapped::~VukHeap_FileMapped() noexcept(false) {
 
 uint8_t* VukHeap_FileMapped::AllocateHere() {
     uint8_t* p;
-    if (m_pFreeStack->Pop(&p)) {
-        vukmem::UnpoisonSlot(p, m_uiElementSize);
-    } else {
+    if (!m_pFreeStack->Pop(&p)) {
         if (m_pTop >= m_pEnd) return nullptr;
         p = m_pTop;
         m_pTop += m_uiElementSize;
     }
+    // A slot below the top may have been freed (and poisoned) when the top sank over it.
+    vukmem::UnpoisonSlot(p, m_uiElementSize);
     ++m_uiLiveCount;
     return p;
 }

@@ -167,6 +167,10 @@ TEST(FileMappedPool, UnlinksItsFileAndChainsNumberedSequencesWithTheSameRules) {
     EXPECT_EQ(heap.AllocateOne(), s[2]);
     for (int i : {3, 2, 1, 0}) heap.FreeOne(s[i]); // each just below top: top sinks to the base
     EXPECT_EQ(heap.Top(), heap.Base());
+    // A slot handed out again from the sunken top is usable (no poisoned bytes left in it).
+    uint8_t* again = heap.AllocateOne();
+    *again = 7;
+    heap.FreeOne(again);
 }
 
 } // namespace
