@@ -32,4 +32,30 @@ TEST(SessionOverUdp, LongestLoginIsWelcomedAndAMalformedRecordWarnsWithoutStoppi
         std::string::npos);
 }
 
+// The next chat record the client gets within 5 s, past the world updates; empty when none came.
+Bytes NextChat(headless::HeadlessClient& client) {
+    const auto until = std::chrono::steady_clock::now() + 5s;
+    headless::Message m;
+    while (std::chrono::steady_clock::now() < until)
+        if (client.NextMessage(&m, 100ms) && !m.body.empty() && m.body[0] == 49) return m.body;
+    return {};
+}
+
+TEST(ChatOverUdp, WhispersAndWhatIsNoCommand) {
+    GameServer server;
+    ASSERT_TRUE(server.Ready()) << server.Process().Output();
+    auto ann = server.NewClient(), bob = server.NewClient();
+    ASSERT_FALSE(GameServer::Login(*ann, NewLogin("ann", "pw")).empty());
+    ASSERT_FALSE(GameServer::Login(*bob, NewLogin("bob", "pw")).empty());
+    bob->Send(0, Record(8, {"/m ANN hi there"}));
+    EXPECT_EQ(NextChat(*ann), Chat("bob (whispers to you)", "hi there"));
+    EXPECT_EQ(NextChat(*bob), Chat("bob (whispers to ANN)", "hi there"));
+    // A capital letter, an ordinary player's admin command and an overlong line are chat.
+    const std::string overlong = "/m ann " + std::string(1018, 'x');
+    for (const std::string& line : {std::string("/M ann hi"), std::string("/save"), overlong}) {
+        bob->Send(0, Record(8, {line}));
+        EXPECT_EQ(NextChat(*ann), Chat("BOB", line)) << line.substr(0, 10);
+    }
+}
+
 } // namespace
