@@ -1,9 +1,9 @@
 // Administrative and team actions on players.
-#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 
 #include "base/LogChat.h"
+#include "base/Text.h"
 #include "core/Server.h"
 #include "replication/Server_Client.h"
 #include "world/Server_EntityKinds.h"
@@ -27,8 +27,7 @@ void Server::AC_JoinTeam(Server_Client* client, const std::string& name) {
     Server_Player* player = client->m_pPlayer;
     if (!player) return;
     const char* refusal = nullptr;
-    std::string upper = name;
-    for (char& c : upper) c = char(std::toupper(static_cast<unsigned char>(c)));
+    std::string upper = UpperCase(name);
     std::string filtered = upper;
     ApplyFilteringToString(filtered);
     if (!IsNearStart(player)) {
@@ -95,13 +94,10 @@ int16_t LevelOf(const Server_Player* p) { return p ? int16_t(p->m_usAdminLevel) 
 } // namespace
 
 Server_Player* Server::AC_LocatePlayerWithName(Server_Client* client, const std::string& name) {
-    std::string upper = name;
-    for (char& c : upper) c = char(std::toupper(static_cast<unsigned char>(c)));
+    std::string upper = UpperCase(name);
     for (uint32_t i = 0; i < m_Players.Count(); ++i) {
         auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));
-        std::string candidate = player->m_strName;
-        for (char& c : candidate) c = char(std::toupper(static_cast<unsigned char>(c)));
-        if (candidate == upper) return player;
+        if (UpperCase(player->m_strName) == upper) return player;
     }
     client->SendChatMessage("VuK Server", "PLAYER NOT FOUND");
     return nullptr;
@@ -152,8 +148,7 @@ void Server::AC_ChangePlayerPassword(Server_Client* client, const std::string& n
     } else if (password.size() > 16) {
         Reply(client, "Password was not set because it is too long.");
     } else {
-        target->m_strPassword = password;
-        for (char& c : target->m_strPassword) c = char(std::toupper(static_cast<unsigned char>(c)));
+        target->m_strPassword = UpperCase(password);
         Reply(client, "%s's password is now set to %s.", name.c_str(), target->m_strPassword.c_str());
     }
 }

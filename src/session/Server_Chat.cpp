@@ -1,9 +1,9 @@
 // Chat lines: the record to one client, the word filter, and delivery to channels and players.
-#include <cctype>
 #include <cstdio>
 
 #include "base/LogChat.h"
 #include "base/Settings.h"
+#include "base/Text.h"
 #include "core/Server.h"
 #include "core/ServerMain.h"
 #include "net/Packet.h"
@@ -25,11 +25,6 @@ constexpr FilterPair kWordFilter[] = {
     {"FAG", "***"},           {"PUSSY", "*****"}, {"SUCK", "****"},   {"DICK", "****"},
     {"BUNGHOLE", "********"}, {"COCK", "****"},   {"CUM", "***"},     {"NIGGER", "******"},
 };
-
-std::string UpperCase(std::string text) {
-    for (char& c : text) c = char(std::toupper(static_cast<unsigned char>(c)));
-    return text;
-}
 
 bool IsIgnoring(const Server_Player* listener, const std::string& upperName) {
     for (const std::string* name : listener->m_IgnoreList)
