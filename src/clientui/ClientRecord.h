@@ -1,5 +1,6 @@
 // What the server keeps of the windows, menus and texture transfer of one client. The
-// operations on them are members of Server_Client, defined in clientui/ClientRecord.cpp.
+// operations on them are members of Server_Client, defined in clientui/ServerWindows.cpp,
+// clientui/ServerTextures.cpp and clientui/AdminHelp.cpp.
 #pragma once
 #include <cstdint>
 #include <string>

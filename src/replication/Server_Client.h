@@ -171,7 +171,7 @@ public:
     void QueueUpdatePacket();
 
     // ---- windows and textures, not built yet; the update cycle calls them at their fixed places
-    // (clientui/ClientRecord.cpp) ----
+    // (clientui/ServerWindows.cpp, ServerTextures.cpp, AdminHelp.cpp) ----
     void SendMOTD();
     void SendServerTextures();
     void SendSpecialButton();
