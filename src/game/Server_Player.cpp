@@ -31,8 +31,11 @@ bool Server_Player::IsOnSameTeam(const Server_Player* other) const {
     return !m_strTeamName.empty() && !other->m_strTeamName.empty() && m_strTeamName == other->m_strTeamName;
 }
 
-// Not built yet: the powerup rules fill it.
+// Not built yet: the powerup and economy rules fill these.
 void Server_Player::RemoveCola() {}
+void Server_Player::TryBuyPowerup_ShieldOfTalvy() {}
+void Server_Player::TryBuyPowerup_SpiritOfIceCream() {}
+void Server_Player::TryBuySolexis() {}
 
 void Server_Player::KeepCoinsAtLimit() {
     constexpr int64_t kCoinLimit = 2'000'000'000;

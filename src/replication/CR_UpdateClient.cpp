@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "clientui/Windows.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 #include "replication/UpdateMessages.h"
@@ -22,10 +23,7 @@ constexpr float kLeftOverFireBlocks = 4000.0f;
 constexpr float kLeftOverMoving = 10000.0f;
 constexpr float kLeftOverPlayers = 8000.0f;
 
-constexpr uint8_t kPleaseWaitWindow = 0x22;
-constexpr uint16_t kPleaseWaitLeft = 256, kPleaseWaitTop = 0, kPleaseWaitWidth = 128, kPleaseWaitHeight = 64;
-constexpr uint32_t kPleaseWaitColours[4] = {0x00FFFFFF, 0x00000000, 0x00FFFFFF, 0xB0FFFFFF};
-constexpr uint8_t kPleaseWaitStyle = 4;
+constexpr windows::Layout kPleaseWait{0x22, 256, 0, 128, 64, {0x00FFFFFF, 0x00000000, 0x00FFFFFF, 0xB0FFFFFF}, 4};
 constexpr char kPleaseWaitText[] =
     "Please wait for nearby objects to load...\n(Controlling your player may be slow during this wait.)";
 
@@ -358,20 +356,11 @@ void Server_Client::UC_HandlePleaseWaitWindow() {
     Packet* window = new Packet;
     if (m_bZonesFilled && m_bNearbyLoaded) {
         if (m_bPleaseWaitShown) {
-            window->AppendByte(kMsgCloseWindow);
-            window->AppendByte(kPleaseWaitWindow);
+            windows::AppendClose(*window, kPleaseWait.m_ucId);
             m_bPleaseWaitShown = false;
         }
     } else if (!m_bPleaseWaitShown) {
-        window->AppendByte(kMsgOpenWindow);
-        window->AppendByte(kPleaseWaitWindow);
-        window->AppendU16(kPleaseWaitLeft);
-        window->AppendU16(kPleaseWaitTop);
-        window->AppendU16(kPleaseWaitWidth);
-        window->AppendU16(kPleaseWaitHeight);
-        for (uint32_t colour : kPleaseWaitColours) window->AppendU32(colour);
-        window->AppendByte(kPleaseWaitStyle);
-        window->AppendString(kPleaseWaitText);
+        windows::AppendOpen(*window, kPleaseWait, kPleaseWaitText);
         m_bPleaseWaitShown = true;
     }
     // Queued even when empty; the transport drops empty messages.

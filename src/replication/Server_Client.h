@@ -170,21 +170,33 @@ public:
     // Queues m_pPacket on the world channel, or frees it when nothing was written.
     void QueueUpdatePacket();
 
-    // ---- windows and textures, not built yet; the update cycle calls them at their fixed places
-    // (clientui/ServerWindows.cpp, ServerTextures.cpp, AdminHelp.cpp) ----
+    // ---- windows (clientui/ServerWindows.cpp); the update cycle calls the first three ----
+    // Message of the day from "server_motd.txt"; sets m_bStartupSent even when there is none.
     void SendMOTD();
-    void SendServerTextures();
+    // The menu and news buttons, into the update message being built.
     void SendSpecialButton();
     void SendAdminSignals();
-    void SendServerTextures_Part2();
-    void SendServerTextures_Channel3();
     void HandleServerButtonClick(unsigned char id);
     // Window 29 with the text (reports and help pages).
     void SendMOTDWindowText(const char* text);
-    // The admin help page of that name.
-    void SendAdminHelp(const char* page);
+    void DeleteMOTD();
+    void CreateSpecialMenu();
+    void DeleteSpecialMenu();
+    void CreateUpdateNewsStuff();
+    void DeleteUpdateNewsStuff();
+    void DisplayUpdateNewsItem(unsigned int n);
     // Shows m_Windows.m_ScrollLines in the scroll viewer from its top.
     void SendScrollableButton();
+    void ScrollUp();
+    void ScrollDown();
+    void DeleteScrollerButton();
+    // ---- admin help (clientui/AdminHelp.cpp) ----
+    // The admin help page of that name.
+    void SendAdminHelp(const char* page);
+    // ---- server textures (clientui/ServerTextures.cpp) ----
+    void SendServerTextures();
+    void SendServerTextures_Part2();
+    void SendServerTextures_Channel3();
     void HandleReceivedSFileInfo(Packet* packet);
 
     VUK_Grid m_PendingGrid{VUKVector(-150000.0f, -6000.0f, -150000.0f),
@@ -240,4 +252,10 @@ public:
     IndexLink* m_pOldestLink = nullptr;
     // Entities marked visited by the running zone pass; kept to reuse its storage.
     std::vector<Server_Entity*> m_ZonePassVisited;
+
+private:
+    // A window message of its own: resend rate 0.5, on the windows channel.
+    void SendWindowMessage(Packet* packet);
+    void AppendScrollText(Packet& packet, uint8_t style);
+    void ScrollBy(int step);
 };

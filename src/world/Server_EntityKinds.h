@@ -278,4 +278,8 @@ public:
     void KeepCoinsAtLimit();
     // Ends the Cola of Smiley; not built yet (the powerups come with the economy).
     void RemoveCola();
+    // Purchases from the special menu; not built yet either.
+    void TryBuyPowerup_ShieldOfTalvy();
+    void TryBuyPowerup_SpiritOfIceCream();
+    void TryBuySolexis();
 };

@@ -22,23 +22,30 @@ using UpdateCycle = ReplicationTest;
 
 TEST_F(UpdateCycle, FirstUpdateThenATickMarkOncePerGameTickAlsoWithoutAPlayer) {
     auto ann = LogIn("ann");
+    ann.client->m_bStartupSent = false;
     auto idle = m_Harness.Connect();
     idle.Send(0, {9, 84});
     ann.Send(0, {6});
     m_Harness.Pass();
-    // The window opens, and the own player comes first, bound to slot 0.
+    // The please-wait window opens; the update starts with the menu and news buttons, then the
+    // own player, bound to slot 0. Past the size limit, the first-pass mark waits for the next.
     std::vector<Bytes> got = NonEmpty(ann.Take(0));
     ASSERT_EQ(got.size(), 2u);
     EXPECT_EQ(got[0], kPleaseWaitOpen);
-    EXPECT_EQ(got[1], (Bind(0, ViewOf(ann, ann.client->m_pPlayer)) + Bytes{0x0B, 1, 0x09} + U32(3) + Text("ann") +
-                       Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) + Bytes{0x16} + U32(1000) +
-                       Bytes{0x0E} + U32(5000) + Bytes{0x3C}));
+    const Bytes menuButton = Bytes{0x65, 0} + U16(470) + U16(444) + U16(56) + U16(28) + U32(0xFFFFFF) + U32(0) +
+                             U32(0xFFFFFF) + U32(0xFFFFFFFF) + Bytes{4} + U32(12) + Text("Special Menu");
+    const Bytes newsButton = Bytes{0x65, 11} + U16(358) + U16(432) + U16(108) + U16(40) + U32(0xFFFFFF) +
+                             U32(0x004040) + U32(0xFFFFFF) + U32(0xFFFFFFFF) + Bytes{4} + U32(47) +
+                             Text("Click Here for Game Update and Rule Change Info");
+    EXPECT_EQ(got[1], (menuButton + newsButton + Bind(0, ViewOf(ann, ann.client->m_pPlayer)) + Bytes{0x0B, 1, 0x09} +
+                       U32(3) + Text("ann") + Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) +
+                       Bytes{0x16} + U32(1000) + Bytes{0x0E} + U32(5000)));
     EXPECT_FALSE(Pending(ann, ann.client->m_pPlayer));
     // The next game tick (its normal update runs in the pass after) files the empty zones, so
-    // the window closes, and marks the tick.
+    // the window closes, and marks the first pass and the tick.
     m_Harness.GameTick();
     m_Harness.Pass();
-    EXPECT_EQ(NonEmpty(ann.Take(0)), (std::vector<Bytes>{{0x66, 0x22}, {0x3B}}));
+    EXPECT_EQ(NonEmpty(ann.Take(0)), (std::vector<Bytes>{{0x66, 0x22}, {0x3C, 0x3B}}));
     // A second normal update within the same game tick carries no mark.
     ann.client->m_bNeedsNormalUpdate = true;
     m_Harness.Pass();

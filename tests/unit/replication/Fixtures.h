@@ -124,6 +124,8 @@ protected:
         while (server().PIC()) {
         }
         peer.TakeAll();
+        // The startup windows have tests of their own; here they would only crowd the updates.
+        peer.client->m_bStartupSent = true;
         return peer;
     }
     // Logged in, zones filed and the own player sent: later updates carry only what the test
