@@ -1,5 +1,6 @@
 // Client messages and server records written out byte by byte, for tests.
 #pragma once
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <string>
@@ -46,5 +47,27 @@ inline Bytes Welcome(uint16_t tick, const std::string& name) {
     for (const char* offer : {"KRV_MSG_COMMAND", "KRV_CSE1", "KRV_MULTI_UDP_CHANNEL"}) b = Concat(b, Answer(offer, 1));
     return Concat(Concat(b, Record(2, {name})), {74, 84, 0, 0, 0});
 }
+
+// Window messages: 0x65 open (id, left, top, width, height, four colours, style, text), 0x66
+// close, 0x67 highlight.
+struct WindowBox {
+    uint16_t left, top, width, height;
+};
+inline Bytes WindowOpen(uint8_t id, WindowBox box, const std::array<uint32_t, 4>& colours, uint8_t style,
+                        const std::string& text) {
+    Bytes b{0x65, id};
+    for (uint16_t v : {box.left, box.top, box.width, box.height}) PutU16(b, v);
+    for (uint32_t c : colours) PutU32(b, c);
+    b.push_back(style);
+    PutString(b, text);
+    return b;
+}
+inline Bytes WindowClose(uint8_t id) { return {0x66, id}; }
+inline Bytes WindowLight(uint8_t id, uint32_t colour) {
+    Bytes b{0x67, id};
+    PutU32(b, colour);
+    return b;
+}
+inline Bytes MenuClick(uint8_t id) { return {22, id}; }
 
 } // namespace records

@@ -55,6 +55,30 @@ TEST_F(UpdateCycle, FirstUpdateThenATickMarkOncePerGameTickAlsoWithoutAPlayer) {
     EXPECT_EQ(NonEmpty(NormalUpdate(idle)), (std::vector<Bytes>{{0x6B, 1, 1, 0x3B}}));
 }
 
+// An administrator's update starts with the admin state that changed since its own player's
+// view last carried it: the mode flag, the tool byte and value, the selection's handle.
+TEST_F(UpdateCycle, AdminSignalsOnlyWhenTheyDifferFromTheOwnView) {
+    auto admin = Settled("ADMIN");
+    Server_Player* player = admin.client->m_pPlayer;
+    EXPECT_EQ(NormalUpdateMessage(admin), (Bytes{0x44} + F32(kF1))); // the step starts at 1.0, the view at 0
+    EXPECT_EQ(NormalUpdateMessage(admin), Bytes{});
+    player->SetFlag(kPlayerAdminMode, true);
+    player->m_ucEditMode = 3;
+    player->m_fAdminStep = 2.0f;
+    Server_Entity* pad = Add(kKindNormalPad, 100.0f);
+    player->m_pAdminSelection = pad;
+    // The pad has no view yet when the signals are written: its handle follows an update later.
+    Bytes update = NormalUpdateMessage(admin);
+    const Bytes signals = Bytes{0x43, 1, 0x46, 3, 0x44} + F32(kF2);
+    ASSERT_GT(update.size(), signals.size());
+    EXPECT_EQ(Bytes(update.begin(), update.begin() + std::ptrdiff_t(signals.size())), signals);
+    ASSERT_NE(ViewOf(admin, pad), nullptr);
+    EXPECT_EQ(NormalUpdateMessage(admin), Bytes{0x45} + U32(g_VukHeap_ServerClientEntity.HandleOf(ViewOf(admin, pad))));
+    player->m_pAdminSelection = nullptr;
+    player->SetFlag(kPlayerAdminMode, false);
+    EXPECT_EQ(NormalUpdateMessage(admin), (Bytes{0x43, 0, 0x45} + U32(0)));
+}
+
 TEST_F(UpdateCycle, WindowAndClientSideMovementWaitUntilTheNearbyZonesFitTheLimit) {
     auto ann = LogIn("ann");
     NormalUpdate(ann);
