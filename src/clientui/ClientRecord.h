@@ -16,9 +16,18 @@ public:
     ~UpdateNewsFileList() override = default;
 };
 
+// One file of "ServerTextures/" offered to one client. The data is read when the file is
+// offered and never again, so a file changed or removed later is sent as it was.
 struct ServerTextureFile {
     virtual ~ServerTextureFile() = default;
-    std::string m_strName;
+    std::string m_strName; // without the folder; at most 255 bytes, as the wire gives it one length byte
+    std::string m_strData;
+    uint32_t m_uiSentOffset = 0;
+    uint32_t m_uiSize = 0;
+    uint32_t m_uiTextureNumber = 0;
+    bool m_bRequested = false;
+    // Of m_strData, wrapping; kept so that an answer costs no pass over the data.
+    uint32_t m_uiByteSum = 0;
 };
 class ServerTextureFileList : public PointerStringList<ServerTextureFile> {
 public:

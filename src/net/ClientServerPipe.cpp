@@ -69,7 +69,8 @@ void ClientServerPipe::SetStopSending() {
     m_bStopSending = true;
 }
 
-uint32_t ClientServerPipe::Backlog() {
-    std::lock_guard<std::mutex> lock(m_ToClientLocks[0]);
-    return m_uiUnackedCount[0] + uint32_t(m_ToClient[0].Length());
+uint32_t ClientServerPipe::Backlog(unsigned channel) {
+    if (channel >= kChannelCount) return 0;
+    std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
+    return m_uiUnackedCount[channel] + uint32_t(m_ToClient[channel].Length());
 }

@@ -78,8 +78,9 @@ public:
     bool IsStopSending();
     void SetStopSending();
 
-    // Messages of channel 0 not yet acknowledged plus those still queued.
-    uint32_t Backlog();
+    // Messages of a channel not yet acknowledged plus those still queued; channel 0 throttles
+    // the updates, channel 3 the texture stream.
+    uint32_t Backlog(unsigned channel = 0);
 
     bool m_bConnected = true;
     uint32_t m_uiUnackedCount[kChannelCount] = {};

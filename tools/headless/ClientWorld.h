@@ -47,6 +47,9 @@ inline std::map<uint8_t, std::vector<int>> PayloadShapes() {
         m[type] = {n};
     for (uint8_t t : {0x09, 0x1C, 0x53, 0x71, 0x81, 2}) m[t] = {kText32};
     m[0x5B] = {kText8};
+    m[0x72] = m[0x73] = {kText8}; // texture offer, start of its data
+    m[0x74] = {kText8, kText8};   // texture name, chunk
+    m[0x75] = {kText8, 2};        // texture name, number it provides
     m[0x5C] = {kText8, 9};
     m[0x76] = {1, kText8};
     m[0x4E] = {4, kText32};
@@ -89,6 +92,9 @@ public:
     std::map<uint32_t, Object> objects;                // by handle
     std::map<uint8_t, int> counts;                     // messages by type
     std::vector<std::pair<uint8_t, uint8_t>> switches; // 0x6B: on, sequence
+    std::vector<std::string> offeredTextures;          // 0x72, in order
+    std::map<std::string, Bytes> textureData;          // 0x73 starts it, 0x74 adds to it
+    std::map<std::string, uint16_t> readyTextures;     // 0x75: the texture number
 
 private:
     template <typename T> static T Read(const uint8_t* p) {
@@ -116,6 +122,18 @@ private:
         case 0x6B:
             switches.emplace_back(p[0], p[1]);
             break;
+        case 0x72:
+        case 0x73:
+        case 0x74:
+        case 0x75: {
+            const std::string name(reinterpret_cast<const char*>(p + 1), p[0]);
+            const uint8_t* rest = p + 1 + p[0];
+            if (type == 0x72) offeredTextures.push_back(name);
+            if (type == 0x73) textureData[name].clear();
+            if (type == 0x74) textureData[name].insert(textureData[name].end(), rest + 1, rest + 1 + rest[0]);
+            if (type == 0x75) readyTextures[name] = Read<uint16_t>(rest);
+            return;
+        }
         }
         if (!o) return;
         switch (type) {
