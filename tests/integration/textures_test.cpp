@@ -14,10 +14,8 @@ using namespace std::chrono_literals;
 using namespace records;
 using Clock = std::chrono::steady_clock;
 
-// The first update that carries the player begins with its slot binding and its add.
-bool CarriesOwnPlayer(const Bytes& m) {
-    return m.size() >= 8 && m[0] == 0x2F && m[1] == 0 && m[6] == 0x0B && m[7] == 1;
-}
+// The first update that carries the player begins with the menu button.
+bool CarriesOwnPlayer(const Bytes& m) { return m.size() >= 2 && m[0] == 0x65 && m[1] == 0; }
 
 TEST(TexturesOverUdp, OfferedAsUpdatesStartAndStreamedToAClientWithAnotherCopy) {
     Bytes png;
