@@ -1,0 +1,38 @@
+// A help page reaches the master administrator's client over real UDP.
+#include <gtest/gtest.h>
+
+#include "support/GameServer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace records;
+
+// The next message window (window 29) the client gets within 5 s, past the world updates;
+// empty when none came.
+Bytes NextMessageWindow(headless::HeadlessClient& client) {
+    const auto until = std::chrono::steady_clock::now() + 5s;
+    headless::Message m;
+    while (std::chrono::steady_clock::now() < until)
+        if (client.NextMessage(&m, 100ms) && m.body.size() >= 2 && m.body[0] == 0x65 && m.body[1] == 29) return m.body;
+    return {};
+}
+
+TEST(HelpOverUdp, MasterAdministratorGetsTheYarrPage) {
+    GameServer server([](const TempDir& dir) { dir.Write("krv_admin.ini", "Admin\n"); });
+    ASSERT_TRUE(server.Ready()) << server.Process().Output();
+    auto admin = server.NewClient();
+    ASSERT_FALSE(GameServer::Login(*admin, NewLogin("ADMIN", "pw")).empty());
+    admin->Send(0, Record(8, {"/help yarr"}));
+
+    Bytes window{0x65, 29};
+    for (uint16_t v : {120, 90, 400, 300}) PutU16(window, v);
+    for (uint32_t colour : {0xFFFFFFu, 0x000000u, 0xFFFFFFu, 0xD0FFFFFFu}) PutU32(window, colour);
+    window.push_back(0);
+    PutString(window, "ADMIN HELP - YARR COMMANDS\nClick on this window to close it.\n\n"
+                      "/snl [label] - Sets label of a NormalPad\n/itp - Index TagPads\n/ia - Index Admins\n"
+                      "/ip - Index Powerups\n");
+    EXPECT_EQ(NextMessageWindow(*admin), window);
+}
+
+} // namespace
