@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "clientui/Windows.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 
@@ -219,8 +220,6 @@ constexpr HelpTopic kTopics[] = {
     {"yarr", kYarrPage},       {"server", kServerPage},
 };
 
-constexpr float kHelpResendRate = 0.5f;
-
 bool SameWordIgnoringCase(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;
     for (size_t i = 0; i < a.size(); ++i)
@@ -250,6 +249,6 @@ void Server_Client::SendAdminHelp(const char* page) {
     SendMOTDWindowText(Joined(PageFor(page ? page : "")).c_str());
     // Every page is followed by one empty message on the same channel; the transport drops it unsent.
     Packet* p = new Packet;
-    p->m_fResendRate = kHelpResendRate;
+    p->m_fResendRate = windows::kResendRate;
     SendWindowMessage(p);
 }

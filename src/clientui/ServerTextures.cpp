@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "clientui/Windows.h"
 #include "net/Packet.h"
 #include "platform/Files.h"
 #include "replication/Server_Client.h"
@@ -20,7 +21,6 @@ constexpr char kTextureFolder[] = "ServerTextures";
 constexpr char kTextureSuffix[] = ".png";
 // The offer and the go-ahead for a cached copy are small and gate the transfer: resent sooner
 // than update messages.
-constexpr float kTextureResendRate = 0.5f;
 // Names and chunks travel with a one-byte length.
 constexpr size_t kMaxNameLength = 255;
 constexpr uint32_t kMaxInBandChunk = 255;
@@ -95,7 +95,7 @@ void Server_Client::SendServerTextures() {
         m_Textures.m_ServerTextures.Append(file);
 
         Packet* offer = new Packet;
-        offer->m_fResendRate = kTextureResendRate;
+        offer->m_fResendRate = windows::kResendRate;
         PutNamed(offer, kMsgTextureOffer, name);
         Send(ChannelFor(kChannelTextures), offer);
     }
@@ -124,7 +124,7 @@ void Server_Client::HandleReceivedSFileInfo(Packet* packet) {
             return;
         }
         Packet* ready = new Packet;
-        ready->m_fResendRate = kTextureResendRate;
+        ready->m_fResendRate = windows::kResendRate;
         PutReady(ready, file);
         Send(kChannelWorld, ready);
         list.DeleteAt(i);

@@ -17,7 +17,6 @@ using namespace replication;
 
 namespace {
 
-constexpr float kWindowResendRate = 0.5f;
 constexpr uint32_t kLit = 0xFF0000;
 constexpr uint32_t kUnlit = 0;
 
@@ -150,7 +149,7 @@ constexpr MenuRequest kMenuRequests[] = {
 
 Packet* NewWindowMessage() {
     Packet* p = new Packet;
-    p->m_fResendRate = kWindowResendRate;
+    p->m_fResendRate = windows::kResendRate;
     return p;
 }
 

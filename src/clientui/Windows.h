@@ -15,6 +15,9 @@ enum : uint8_t {
     kMsgHighlight = 0x67,
 };
 
+// Window messages (and the texture offers) are resent twice as often as the default.
+inline constexpr float kResendRate = 0.5f;
+
 struct Layout {
     uint8_t m_ucId;
     uint16_t m_usLeft, m_usTop, m_usWidth, m_usHeight;
