@@ -19,8 +19,6 @@ namespace {
 
 constexpr char kTextureFolder[] = "ServerTextures";
 constexpr char kTextureSuffix[] = ".png";
-// The offer and the go-ahead for a cached copy are small and gate the transfer: resent sooner
-// than update messages.
 // Names and chunks travel with a one-byte length.
 constexpr size_t kMaxNameLength = 255;
 constexpr uint32_t kMaxInBandChunk = 255;
