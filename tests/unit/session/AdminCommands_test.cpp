@@ -95,4 +95,28 @@ TEST_F(AdminCommands, LevelsDecideBetweenSilenceAndChat) {
     EXPECT_TRUE(bob.client->m_bKicked);
 }
 
+// The reports open windows: "/stats" the message window, "/ia" the scroll viewer.
+TEST_F(AdminCommands, ReportsOpenTheirWindows) {
+    ServerHarness::Peer admin = LoggedIn("ADMIN");
+    LoggedIn("Bob");
+    Said(admin, "/saa bob 3");
+    const std::array<uint32_t, 4> colours{0xFFFFFF, 0, 0xFFFFFF, 0xD0FFFFFF};
+    EXPECT_EQ(Exchange(admin, Say("/stats")),
+              std::vector<Bytes>{WindowOpen(
+                  29, {120, 90, 400, 300}, colours, 0,
+                  "Talvy Count: 0     Oriset Count: 0\nTotal Entities: 2\nMoving Player Count: 2\nMoving NPs: 0\n"
+                  "Moving Zorbins: 0\nAttacking Zorbins: 0\nMoving Lifts: 0\nNegative Size Objects (Autofixed by "
+                  "/stats): 0\nQuillhob Count: 0\nMaximum UnACKed packets to client allowed (/usbl): 6\nQuillhob "
+                  "texture number (/sqt): 100\nReward for hitting Quillhob (/srhq): 1000\nZorbin Shrink Per Hit "
+                  "(/szsph): 0.020000\nStoneBlock Shrink Per Hit (/sssph): 0.007000\nZorbin Coins Stolen Per Hit "
+                  "(/szcsph): 1\nProperty Moving Groups (/spmg): 8\nMaximum number of properties moving per tick "
+                  "(/smpmpt): 5\nBuildingBlock Shrink Per Hit (/sbbsph): 0.060000")});
+    std::vector<Bytes> listing = Exchange(admin, Say("/ia"));
+    ASSERT_EQ(listing.size(), 1u);
+    const Bytes buttons = Concat(WindowOpen(37, {520, 90, 60, 40}, colours, 12, "\nUp"),
+                                 WindowOpen(38, {520, 350, 60, 40}, colours, 12, "\nDn"));
+    EXPECT_EQ(listing[0], Concat(buttons, WindowOpen(36, {120, 90, 400, 300}, colours, 8,
+                                                     "ADMIN is an admin of level 100\nBob is an admin of level 3\n")));
+}
+
 } // namespace
