@@ -52,6 +52,15 @@ public:
     // "/buildpalace": the player's palace, built by the player rules.
     void Tick_Player_BuildPalace(Server_Player* player);
 
+    // ---- deferred updates and removals (game/Game.cpp) ----
+
+    // ---- movement and collision (game/Game_VC_3.cpp, Game_VC_ReactToHit.cpp,
+    // CoreVelocityClipping_2.cpp) ----
+
+    // ---- player actions, building and the admin editor (game/Game_Tick_Player.cpp) ----
+
+    // ---- fire blocks (game/Game_Tick_FireBlock.cpp) ----
+
     // ---- Zorbin cubes (game/Game_MatchZorbinsWithPlayers.cpp) ----
     // Re-derives owners, property values and palace counts after a load.
     void MatchZorbinsWithPlayers();
