@@ -69,7 +69,7 @@ void Server::AC_SetLiftSpeed(Server_Client* client, int32_t speed) {
     if (speed <= 0) speed = 1;
     if (speed > kMaxLiftSpeed) {
         CommandReply(client, "Sorry, this speed is too fast.");
-        CommandReply(client, "Maximum speed on this server is %d.", int(kMaxLiftSpeed));
+        CommandReply(client, "Maximum speed on this server is 2500.");
         return;
     }
     Server_Entity* e = AC_SelectionOf(client);

@@ -5,13 +5,13 @@
 #include <cstdlib>
 
 #include "core/Server.h"
+#include "game/GameConstants.h"
 #include "replication/Server_Client.h"
 #include "session/Server_Commands.h"
 #include "world/Server_EntityKinds.h"
 
 namespace {
 
-constexpr uint32_t kTagPadStartingPayout = 10;
 constexpr float kRoomPadTextureSize = 128.0f;
 
 // Goal and tag pad data belong only to normal pads.
