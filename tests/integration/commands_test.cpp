@@ -228,7 +228,7 @@ struct Pair {
 // windows (the menu button, the please-wait window) come of themselves.
 bool IsAnswerWindow(const Bytes& b) { return b.size() > 1 && b[0] == 0x65 && (b[1] == 29 || b[1] == 37); }
 
-std::string Sentinel(size_t i) { return "~" + std::to_string(i); }
+std::string Sentinel(size_t i) { return std::string("~") + std::to_string(i); }
 
 // Files each message of the client: a sentinel of the pair closes the current word.
 void Hear(headless::HeadlessClient& client, const Pair& pair, bool listener, Heard* heard) {
@@ -240,7 +240,7 @@ void Hear(headless::HeadlessClient& client, const Pair& pair, bool listener, Hea
             if (sender == pair.m_strName && text == Sentinel(heard->m_PerWord.size() - 1)) {
                 heard->m_PerWord.emplace_back();
             } else if (listener ? sender == pair.m_strName : sender != pair.m_strName) {
-                heard->m_PerWord.back().push_back(listener ? text : "chat:" + text);
+                heard->m_PerWord.back().push_back(listener ? text : std::string("chat:") + text);
             }
         } else if (!listener && IsAnswerWindow(body)) {
             heard->m_PerWord.back().push_back("window");
@@ -268,7 +268,7 @@ std::optional<std::vector<std::string>> Expected(const Row& row, int level, bool
         for (const char *line = row.m_szText, *end; line; line = *end ? end + 1 : nullptr) {
             end = std::strchr(line, '\n');
             if (!end) end = line + std::strlen(line);
-            lines.push_back("chat:" + std::string(line, end));
+            lines.push_back(std::string("chat:").append(line, end));
         }
         return lines;
     }
@@ -370,8 +370,8 @@ TEST_F(CommandsOverUdp, EveryWordAtEveryLevelWithAndWithoutThePermission) {
         for (auto* c : {p.m_pIssuer.get(), p.m_pListener.get()}) {
             std::string name = c == p.m_pIssuer.get() ? player.name : std::string("Ear") + player.name;
             ASSERT_FALSE(GameServer::Login(*c, NewLogin(name, "pw")).empty()) << name;
-            c->Send(0, Record(8, {"/chatroom " + std::to_string(channel)}));
-            ASSERT_EQ(NextAnswer(*c), "You are now in chat channel " + std::to_string(channel) + ".");
+            c->Send(0, Record(8, {std::string("/chatroom ") + std::to_string(channel)}));
+            ASSERT_EQ(NextAnswer(*c), std::string("You are now in chat channel ") + std::to_string(channel) + ".");
         }
         ++channel;
         m_Pairs.push_back(std::move(p));
@@ -382,7 +382,7 @@ TEST_F(CommandsOverUdp, EveryWordAtEveryLevelWithAndWithoutThePermission) {
     Walk(false);
     for (const auto& player : players) {
         std::string name = player.name;
-        Order("/eacc " + name, name + " now has coin changing permissions.");
+        Order(std::string("/eacc ") + name, name + " now has coin changing permissions.");
     }
     Walk(true);
 }

@@ -152,7 +152,7 @@ TEST_F(WorldActions, SplineLiftsTakeOneMoreThanAMultipleOfThreePoints) {
     const char* added = "Control point added.";
     const char* addMore = "Control point added. Type /fsl to finalize the lift, or add three more points with /asp.";
     auto multiple = [](int n) {
-        return "This lift has only " + std::to_string(n) +
+        return std::string("This lift has only ") + std::to_string(n) +
                " control points. The number of control points must be one more than a multiple of three.";
     };
     Select({0.0f, 100.0f, 0.0f}, {40.0f, 20.0f, 40.0f});
@@ -308,13 +308,13 @@ TEST_F(WorldActions, LabelIsTheLineAfterOneSeparator) {
         std::string label;
     } cases[] = {
         {"/snl  Shop  ", " Shop  "},       {"/snl x", "x"}, {"/snl ", ""},
-        {"/set_normalpad_label Hi", "Hi"}, {"/snl", ""},    {"/snl " + longest, longest},
+        {"/set_normalpad_label Hi", "Hi"}, {"/snl", ""},    {std::string("/snl ") + longest, longest},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(Said(c.line), std::vector<Bytes>{});
         EXPECT_EQ(pad->GetLabel(), c.label) << c.line;
     }
-    Said("/snl " + longest + "y"); // one byte too long for a command: it is chat
+    Said(std::string("/snl ") + longest + "y"); // one byte too long for a command: it is chat
     EXPECT_EQ(pad->GetLabel(), longest);
     Server_Entity* cube = Select({0.0f, 0.0f, 0.0f}, {500.0f, 500.0f, 500.0f}, kKindTalvyCube);
     Said("/snl Cube");
