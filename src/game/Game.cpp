@@ -19,3 +19,17 @@ void Game::Tick_TCs() {}
 void Game::Tick_OCs() {}
 void Game::Tick_Lifts() {}
 void Game::Tick_Player_BuildPalace(Server_Player*) {}
+
+void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {
+    for (uint32_t i = 0; i < m_Players.Count(); ++i) {
+        auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));
+        if (player->m_pAdminSelection == e) player->m_pAdminSelection = nullptr;
+    }
+}
+
+void Game::RemoveOwnerFromAllFireBlocks(const Server_Entity* e) {
+    for (uint32_t i = 0; i < m_FireBlocks.Count(); ++i) {
+        auto* block = static_cast<Server_FireBlock*>(m_FireBlocks.GetEntity(i));
+        if (block->m_pShotOwner == e) block->m_pShotOwner = nullptr;
+    }
+}

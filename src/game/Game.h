@@ -39,6 +39,19 @@ public:
     // One game tick of the rules, in their fixed order.
     void Game_Tick();
 
+    // ---- references to an entity about to go (game/Game.cpp) ----
+    // Every player whose admin selection is e loses it.
+    void DeselectEntityFromAllAdmins(const Server_Entity* e);
+    // Every fire block credited to e is credited to nobody.
+    void RemoveOwnerFromAllFireBlocks(const Server_Entity* e);
+
+    // ---- admin editor (game/Game_Tick_Player_Admin.cpp) ----
+    void Admin_GoToCertainTexture(Server_Entity* e, int texture);
+
+    // ---- princess cubes (game/Game_TC.cpp) ----
+    // "/kill_all_pp": every princess cube killed and reset.
+    void KillAndResetAllPrincesses();
+
     // ---- rankings (game/Game_PlayerRankings.cpp) ----
     void DeterminePlayerRankings();
 
