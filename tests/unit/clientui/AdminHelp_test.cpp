@@ -3,12 +3,6 @@
 
 namespace {
 
-Bytes Say(const std::string& text) {
-    Bytes b{8};
-    PutString(b, text);
-    return b;
-}
-
 // Window 29 opened with the text: place, four colours, style 0.
 Bytes MessageWindow(const std::string& text) {
     return WindowOpen(29, {120, 90, 400, 300}, {0xFFFFFF, 0, 0xFFFFFF, 0xD0FFFFFF}, 0, text);
