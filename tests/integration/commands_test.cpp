@@ -15,10 +15,9 @@ using namespace std::chrono_literals;
 using namespace records;
 
 enum class Reply : uint8_t {
-    None,      // nothing without a selection
-    Chat,      // one chat line from the server (text given or not)
-    Window,    // a window opens
-    Unchecked, // the help pages answer as they are built
+    None,   // nothing without a selection
+    Chat,   // one chat line from the server (text given or not)
+    Window, // a window opens
 };
 
 struct Row {
@@ -38,7 +37,7 @@ constexpr Reply N = Reply::None, C = Reply::Chat, W = Reply::Window;
 // The administrators' table, in its order, as its text gives it. Parameters keep each word
 // harmless: names match nobody, indices reach past every list, values are the defaults or near.
 const Row kRows[] = {
-    {"/help", "/h", "", 0, false, Reply::Unchecked, nullptr, nullptr},
+    {"/help", "/h", "", 0, false, W, nullptr, nullptr},
     {"/no_udp_thread", nullptr, "", 0, false, C, "UDP Thread Mode Disabled", nullptr},
     {"/yes_udp_thread", nullptr, "", 0, false, C, "UDP Thread Mode Enabled", nullptr},
     {"/compact_save_on", nullptr, "", 0, false, C,
