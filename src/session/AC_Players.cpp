@@ -89,7 +89,7 @@ Server_Player* Server::AC_LocatePlayerWithName(Server_Client* client, const std:
         auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));
         if (UpperCase(player->m_strName) == upper) return player;
     }
-    client->SendChatMessage("VuK Server", "PLAYER NOT FOUND");
+    if (client) client->SendChatMessage("VuK Server", "PLAYER NOT FOUND");
     return nullptr;
 }
 
