@@ -108,6 +108,10 @@ public:
     // Both files, then the derived state; stops at the first failure, which the caller reports.
     LoadError LoadRoutine();
     LoadError LoadRoutineV5(Packet* packet);
+    // Save files that exist but were not loaded (the world file missing, or a version refused):
+    // the first save moves each aside instead of overwriting it.
+    bool m_bWorldFileNotLoaded = false;
+    bool m_bPlayersFileNotLoaded = false;
 
     // ---- saving (persist/Server_File_Save.cpp; SaveAll in core/Server.cpp) ----
     void SaveRoutine_WorldWithoutPlayers();

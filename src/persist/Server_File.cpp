@@ -219,6 +219,20 @@ std::string BackupFileName(const char* fileName) {
     return path;
 }
 
+void MoveAsideUnloadedFile(const char* fileName) {
+    if (!platform::FileExists(fileName)) return;
+    std::string name = "not_loaded_";
+    name += fileName;
+    const std::string aside = BackupFileName(name.c_str());
+    platform::MakeDirectory("backups");
+    char line[1024];
+    if (platform::RenameFile(fileName, aside))
+        std::snprintf(line, sizeof line, "%s was not loaded: moved to %s before saving", fileName, aside.c_str());
+    else
+        std::snprintf(line, sizeof line, "%s was not loaded and could not be moved aside: it is overwritten", fileName);
+    LogChat("LOG", line);
+}
+
 void WritePacketToKRVFile(Packet* packet, const char* fileName) {
     std::string_view bytes(reinterpret_cast<const char*>(packet->Data()), packet->Length());
     std::string backup = BackupFileName(fileName);

@@ -113,6 +113,9 @@ void WritePacketToKRVFile(Packet* packet, const char* fileName);
 bool ReadKRVFileToPacket(Packet* packet, const char* fileName);
 // "backups/<month>_<day>_<year>_<hour>_<minute>_<second>_<file name>" for the local time now.
 std::string BackupFileName(const char* fileName);
+// Keeps a save file the server did not load from being overwritten: moves it into "backups/"
+// under a dated name marked "not_loaded" and logs where it went.
+void MoveAsideUnloadedFile(const char* fileName);
 
 // The verdict of reading a save file. Only the top of the program ends the process on a failure
 // (EndProgramAfterLoadError), so the reader can be fed any bytes in process.

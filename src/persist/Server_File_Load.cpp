@@ -11,6 +11,7 @@
 #include "net/Packet.h"
 #include "persist/Server_File.h"
 #include "platform/Console.h"
+#include "platform/Files.h"
 #include "platform/Process.h"
 #include "world/Server_EntityKinds.h"
 
@@ -542,10 +543,14 @@ void EndProgramAfterLoadError(LoadError error) {
 LoadError Server::LoadRoutine() {
     {
         Packet world;
-        if (!ReadKRVFileToPacket(&world, kWorldFileName)) return LoadError::None;
+        if (!ReadKRVFileToPacket(&world, kWorldFileName)) {
+            m_bPlayersFileNotLoaded = platform::FileExists(kPlayersFileName);
+            return LoadError::None;
+        }
         if (ReadVersion(&world, 5)) {
             if (LoadError error = LoadRoutineV5(&world); error != LoadError::None) return error;
         } else {
+            m_bWorldFileNotLoaded = true;
             ShowMessageBox("Incorrect load file", "VUK Server LoadRoutine");
         }
     }
@@ -556,6 +561,7 @@ LoadError Server::LoadRoutine() {
             if (ReadVersion(&players, 6)) {
                 if (LoadError error = LoadRoutineV5(&players); error != LoadError::None) return error;
             } else {
+                m_bPlayersFileNotLoaded = true;
                 ShowMessageBox("Incorrect load player file", "VUK Server LoadRoutine");
             }
         }

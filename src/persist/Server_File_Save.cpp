@@ -285,12 +285,16 @@ void BuildPlayersFile(Server* server, Packet* out) {
 }
 
 void Server::SaveRoutine_WorldWithoutPlayers() {
+    if (m_bWorldFileNotLoaded) MoveAsideUnloadedFile(kWorldFileName);
+    m_bWorldFileNotLoaded = false;
     Packet packet;
     BuildWorldFile(this, &packet);
     WritePacketToKRVFile(&packet, kWorldFileName);
 }
 
 void Server::SaveRoutine_Players() {
+    if (m_bPlayersFileNotLoaded) MoveAsideUnloadedFile(kPlayersFileName);
+    m_bPlayersFileNotLoaded = false;
     Packet packet;
     BuildPlayersFile(this, &packet);
     WritePacketToKRVFile(&packet, kPlayersFileName);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -96,6 +97,8 @@ bool MakeDirectory(const std::string& path) {
 }
 
 bool DeleteFile(const std::string& path) { return unlink(path.c_str()) == 0; }
+
+bool RenameFile(const std::string& from, const std::string& to) { return std::rename(from.c_str(), to.c_str()) == 0; }
 
 std::vector<std::string> ListDirectorySorted(const std::string& folder, std::string_view suffix) {
     std::vector<std::string> names;

@@ -18,6 +18,8 @@ bool WriteFileDurably(const std::string& path, std::string_view contents);
 // Creates a folder; an existing one is fine.
 bool MakeDirectory(const std::string& path);
 bool DeleteFile(const std::string& path);
+// Moves a file within the file system; false when it cannot.
+bool RenameFile(const std::string& from, const std::string& to);
 // The names (not paths) of the regular files in a folder that end with suffix, sorted.
 std::vector<std::string> ListDirectorySorted(const std::string& folder, std::string_view suffix);
 
