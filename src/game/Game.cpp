@@ -1,12 +1,13 @@
 #include "game/Game.h"
 
-Game::Game() = default;
+Game::Game() { ConstructNextTextureTable(); }
 
 Game::~Game() = default;
 
 void Game::Game_Tick() {
     ++m_uiTickCount;
-    // Not yet built: players, princess, Quillhob, fire block, moving property and Zorbin rules,
+    Tick_Players();
+    // Not yet built: princess, Quillhob, fire block, moving property and Zorbin rules,
     // the mod's per-tick hook and the deferred update and removal lists run here, in that order.
 }
 
@@ -18,4 +19,17 @@ void Game::RewardPlayersWhoHaveBBlocks() {}
 void Game::Tick_TCs() {}
 void Game::Tick_OCs() {}
 void Game::Tick_Lifts() {}
-void Game::Tick_Player_BuildPalace(Server_Player*) {}
+
+void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {
+    for (uint32_t i = 0; i < m_Players.Count(); ++i) {
+        auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));
+        if (player->m_pAdminSelection == e) player->m_pAdminSelection = nullptr;
+    }
+}
+
+void Game::RemoveOwnerFromAllFireBlocks(const Server_Entity* e) {
+    for (uint32_t i = 0; i < m_FireBlocks.Count(); ++i) {
+        auto* block = static_cast<Server_FireBlock*>(m_FireBlocks.GetEntity(i));
+        if (block->m_pShotOwner == e) block->m_pShotOwner = nullptr;
+    }
+}
