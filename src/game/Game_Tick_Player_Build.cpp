@@ -58,9 +58,9 @@ const BuildRule kRules[kBuildKindCount] = {
      "You cannot build here because something is in the way.\n\nMove to another spot and try again."},
 };
 
-// The menu-request memory bit of each kind: a build asked for from the menu may go ahead while
-// the player is halted. Stones have none.
-uint8_t MenuMemoryBit(int kind) {
+// The menu-request memory bits of each kind: a build asked for from the menu may go ahead while
+// the player is halted, except for stones.
+uint8_t MenuMemoryBits(int kind) {
     switch (kind) {
     case kBuildBlock:
         return uint8_t(1u << kRepeatBuildingBlock);
@@ -69,7 +69,7 @@ uint8_t MenuMemoryBit(int kind) {
     case kBuildIRS:
         return uint8_t(1u << kRepeatIRSCube);
     default:
-        return 0;
+        return uint8_t((1u << kRepeatStoneBlock) | (1u << kRepeatFlatStone));
     }
 }
 
@@ -82,8 +82,9 @@ constexpr float kPalaceCell = 600.0f;
 bool Game::PassesBuildChecks(Server_Player* player, int kind, uint8_t repeat, uint32_t cost) {
     const BuildRule& rule = kRules[kind];
     EndClientSideMovement(player, 3);
-    uint8_t memory = MenuMemoryBit(kind);
-    bool halted = player->GetFlag(kPlayerHalted) && (memory == 0 || (player->m_ucMenuRequestMemory & memory) == 0);
+    uint8_t memory = MenuMemoryBits(kind);
+    bool halted =
+        player->GetFlag(kPlayerHalted) && (kind == kBuildStone || (player->m_ucMenuRequestMemory & memory) == 0);
     bool standing = player->GetFlag(kPlayerStandingOnEntity) || player->GetFlag(kPlayerOnGroundPlane);
     if (player->m_sShotCooldown > 0 || halted || !standing) return false;
     player->m_ucBuildRepeat[repeat] = 0;

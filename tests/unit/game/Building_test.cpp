@@ -208,3 +208,18 @@ TEST_F(Building, Palace) {
     }
     EXPECT_EQ(sill, 4);
 }
+
+TEST_F(Building, AHaltedPlayerBuildsFromTheMenuOnlyAndNeverStones) {
+    Server_Player* ann = Player("ann", 5000, 8, 0);
+    ann->SetFlag(kPlayerHalted, true);
+    ann->SetKey(kKeyBuildBuildingBlock, true);
+    ann->SetFlag(kPlayerMenuBuildStone, true);
+    server().Tick_Players();
+    EXPECT_EQ(server().m_PlayerBuiltPads.Count(), 0u);
+    ann->m_ucBuildRepeat[kRepeatBuildingBlock] = ann->m_ucBuildRepeat[kRepeatStoneBlock] = 0;
+    ann->SetFlag(kPlayerMenuBuildBlock, true);
+    server().Tick_Players();
+    ASSERT_EQ(server().m_PlayerBuiltPads.Count(), 1u);
+    EXPECT_EQ(server().m_PlayerBuiltPads.GetEntity(0)->m_usTexture, 42);
+    EXPECT_EQ(ann->m_ucMenuRequestMemory & 1, 0); // used up by the build
+}
