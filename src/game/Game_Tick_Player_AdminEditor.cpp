@@ -41,10 +41,6 @@ bool TakeKey(Server_Player* player, uint32_t key) {
 
 } // namespace
 
-void Game::ConstructNextTextureTable() {
-    for (int t = 0; t < kNextTextureCount; ++t) m_usNextTexture[t] = uint16_t(t + 1 < kNextTextureCount ? t + 1 : 1);
-}
-
 void Game::Admin_GoToNextTexture(Server_Entity* e) {
     int texture = e->m_usTexture >= kNextTextureCount ? 1 : e->m_usTexture;
     Admin_GoToCertainTexture(e, m_usNextTexture[texture]);
