@@ -33,6 +33,29 @@ float NextAdminStep(float step) {
     return kAdminSteps[0];
 }
 
+// At least 4 in size and 2 in texture size on each axis, not below the ground and inside the
+// outer walls. True when something had to change.
+bool KeepSelectionInShape(Server_Entity* e) {
+    bool changed = false;
+    auto atLeast = [&](float& v, float floor) {
+        if (v < floor) {
+            v = floor;
+            changed = true;
+        }
+    };
+    for (int a = 0; a < 3; ++a) {
+        atLeast(Axis(e->m_vSize, a), 4.0f);
+        atLeast(Axis(e->m_vTextureScale, a), 2.0f);
+    }
+    atLeast(e->m_vPosition.y, e->m_vSize.y / 2.0f);
+    e->ClipToOuterInvisibleBoundaries();
+    if (e->IsDirty()) {
+        e->ClearDirty();
+        changed = true;
+    }
+    return changed;
+}
+
 bool TakeKey(Server_Player* player, uint32_t key) {
     if (!player->HasKey(key)) return false;
     player->SetKey(key, false);
@@ -121,6 +144,7 @@ void Game::Tick_Player_Admin(Server_Player* player) {
                 Admin_SwitchDrawMode(selection);
             changed = true;
         }
+        if (selection && KeepSelectionInShape(selection)) changed = true;
         if (selection && changed) {
             m_pServer->InformClients_EntityUpdated(selection);
             QueueEntityForUpdate(selection);
@@ -160,13 +184,7 @@ void Game::Admin_MoveByKey(Server_Player* player, int axis, float step) {
         break;
     }
     }
-    VUKVector& s = selection->m_vSize;
-    VUKVector& t = selection->m_vTextureScale;
-    for (int a = 0; a < 3; ++a) {
-        if (Axis(s, a) < 4.0f) Axis(s, a) = 4.0f;
-        if (Axis(t, a) < 2.0f) Axis(t, a) = 2.0f;
-    }
-    if (selection->m_vPosition.y < s.y / 2.0f) selection->m_vPosition.y = s.y / 2.0f;
+    KeepSelectionInShape(selection);
     m_pServer->InformClients_EntityUpdated(selection);
     QueueEntityForUpdate(selection);
 }
