@@ -76,8 +76,8 @@ public:
     // Moves the game's current entity, a player, for one tick.
     void VC_Player();
 
-    // ---- player actions, building and the admin editor (game/Game_Tick_Player.cpp,
-    // Game_Tick_Player_Build.cpp, Game_Tick_Player_Locate.cpp, Game_Tick_Player_AdminEditor.cpp) ----
+    // ---- player actions, building and the admin editor (game/Game_Tick_Player.cpp) ----
+    // Building, locating and the editor are in Game_Tick_Player_Build, _Locate and _AdminEditor.
     // Keys and menu requests of the online players, then the movement of every moving player.
     void Tick_Players();
     void Tick_Player_ShootFireBlock(Server_Player* player);

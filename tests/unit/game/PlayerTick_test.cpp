@@ -75,3 +75,32 @@ TEST_F(PlayerTick, ZorbinCubesKnowTheEnemiesNearThem) {
     EXPECT_EQ(enemy->m_NearPlayers.Length(), 2u);
     EXPECT_TRUE(ann->m_NearZorbins.Contains(enemy));
 }
+
+TEST_F(PlayerTick, TheMovementLoop) {
+    // Below the ground plane: put on it, and moving.
+    Server_Player* ann = Player("ann", 5000, 3, 0);
+    ann->m_fVerticalVelocity = -2.0f;
+    ann->SetPlayerMoving(false);
+    server().Tick_Players();
+    EXPECT_EQ(std::tuple(ann->m_vPosition.y, ann->m_fVerticalVelocity, ann->IsPlayerMoving()),
+              std::tuple(8.01f, 0.0f, true));
+    // Still for more than four ticks: no longer moving, and re-filed at the end of the tick.
+    for (int tick = 2; tick <= 4; ++tick) server().Tick_Players();
+    EXPECT_TRUE(ann->IsPlayerMoving());
+    server().Tick_Players();
+    EXPECT_FALSE(ann->IsPlayerMoving());
+    EXPECT_NE(ann->m_ucRuleFlags & kRuleQueuedForUpdate, 0);
+
+    // In client-side movement the client's reports are taken, the position raised by 0.1; a
+    // report still awaited is not.
+    ann->SetFlag(kPlayerClientSideMovement, true);
+    ann->m_vClientPosition.Set(100, 50, 100);
+    ann->m_fClientYaw = 1.0f;
+    ann->m_vClientVelocity.Set(1, 2, 3);
+    ann->SetFlag(kPlayerAwaitClientPosition, false);
+    ann->SetFlag(kPlayerAwaitClientVelocity, false);
+    server().Tick_Players();
+    EXPECT_EQ(ann->m_vPosition, VUKVector(100, 50.1f, 100));
+    EXPECT_EQ(ann->m_vVelocity, VUKVector(1, 0, 3));
+    EXPECT_EQ(std::tuple(ann->m_fVerticalVelocity, ann->GetYaw()), std::tuple(2.0f, 0.0f));
+}
