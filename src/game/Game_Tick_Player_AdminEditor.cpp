@@ -92,7 +92,8 @@ void Game::Admin_AddNormalPad(Server_Player* player) {
 }
 
 void Game::Admin_DeleteNormalPad(Server_Player*, Server_Entity* e) {
-    if ((e->m_ucRuleFlags & kRuleQueuedForRemoval) != 0) return;
+    // Players leave the world only by their own account's rules.
+    if (e->GetKind() == kKindPlayer || (e->m_ucRuleFlags & kRuleQueuedForRemoval) != 0) return;
     e->m_ucSurfaceFlags |= kSurfaceDestroyed;
     DeselectEntityFromAllAdmins(e);
     if ((e->m_ucSurfaceFlags & kSurfacePowerup) != 0) {
