@@ -1,5 +1,7 @@
 #include "game/Game.h"
 
+#include "mod/VukServer_Mod_Interface.h"
+
 Game::Game() { ConstructNextTextureTable(); }
 
 Game::~Game() = default;
@@ -7,8 +9,9 @@ Game::~Game() = default;
 void Game::Game_Tick() {
     ++m_uiTickCount;
     Tick_Players();
-    // Not yet built: princess, Quillhob, fire block, moving property and Zorbin rules,
-    // the mod's per-tick hook and the deferred update and removal lists run here, in that order.
+    // Not yet built: princess, Quillhob, fire block, moving property and Zorbin rules run here,
+    // in that order; then the mod's hook, then the deferred update and removal lists.
+    if (KRV_ORIGINAL_CallAtEveryTick) KRV_ORIGINAL_CallAtEveryTick();
 }
 
 // Not yet built: the economy, princess cube and lift rules. The server tick already calls these

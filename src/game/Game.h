@@ -50,6 +50,10 @@ public:
     // ---- admin editor (game/Game_Tick_Player_Admin.cpp) ----
     void Admin_GoToCertainTexture(Server_Entity* e, int texture);
 
+    // ---- princess cubes (game/Game_TC.cpp) ----
+    // "/kill_all_pp": every princess cube killed and reset.
+    void KillAndResetAllPrincesses();
+
     // ---- rankings (game/Game_PlayerRankings.cpp) ----
     void DeterminePlayerRankings();
 
