@@ -2,14 +2,15 @@
 
 #include "mod/VukServer_Mod_Interface.h"
 
-Game::Game() = default;
+Game::Game() { ConstructNextTextureTable(); }
 
 Game::~Game() = default;
 
 void Game::Game_Tick() {
     ++m_uiTickCount;
-    // Not yet built: players, princess, Quillhob, fire block, moving property and Zorbin rules
-    // run here, in that order; then the mod's hook, then the deferred update and removal lists.
+    Tick_Players();
+    // Not yet built: princess, Quillhob, fire block, moving property and Zorbin rules run here,
+    // in that order; then the mod's hook, then the deferred update and removal lists.
     if (KRV_ORIGINAL_CallAtEveryTick) KRV_ORIGINAL_CallAtEveryTick();
 }
 
@@ -21,7 +22,6 @@ void Game::RewardPlayersWhoHaveBBlocks() {}
 void Game::Tick_TCs() {}
 void Game::Tick_OCs() {}
 void Game::Tick_Lifts() {}
-void Game::Tick_Player_BuildPalace(Server_Player*) {}
 
 void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {
     for (uint32_t i = 0; i < m_Players.Count(); ++i) {

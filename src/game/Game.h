@@ -13,6 +13,8 @@
 class Server;
 class Server_Entity;
 class Server_Player;
+class Server_ZorbinCube;
+class Server_FireBlock;
 
 // Where the lift and princess round robins stand: each pass goes on from the cube or lift it
 // reached last time within its budget.
@@ -62,15 +64,70 @@ public:
     void Tick_TCs();
     void Tick_OCs();
     void Tick_Lifts();
-    // "/buildpalace": the player's palace, built by the player rules.
-    void Tick_Player_BuildPalace(Server_Player* player);
 
     // ---- deferred updates and removals (game/Game.cpp) ----
+    // Re-files e in the world's arrays and zones at the end of the tick.
+    void QueueEntityForUpdate(Server_Entity* e);
+    // Tells the clients and destroys e at the end of the tick.
+    void QueueEntityForRemoval(Server_Entity* e);
+    // The admin editor's texture stepping: t to t + 1 for 0..75, and 76 back to 1.
+    void ConstructNextTextureTable();
+    static constexpr int kNextTextureCount = 77;
+    uint16_t m_usNextTexture[kNextTextureCount] = {};
 
     // ---- movement and collision (game/Game_VC_3.cpp, Game_VC_ReactToHit.cpp,
     // CoreVelocityClipping_2.cpp) ----
+    // Moves the game's current entity, a player, for one tick.
+    void VC_Player();
 
     // ---- player actions, building and the admin editor (game/Game_Tick_Player.cpp) ----
+    // Building, locating and the editor are in Game_Tick_Player_Build, _Locate and _AdminEditor.
+    // Keys and menu requests of the online players, then the movement of every moving player.
+    void Tick_Players();
+    void Tick_Player_ShootFireBlock(Server_Player* player);
+    void Tick_Player_OfflineShootFireBlock(Server_Player* player);
+    // Resting offline players fire back at enemies too, and their cooldowns run down.
+    void Tick_NonMovingPlayers_OfflineShootFireBlock();
+    void Tick_Player_BuildBlock(Server_Player* player);
+    void Tick_Player_BuildZorbin(Server_Player* player);
+    void Tick_Player_BuildIRS(Server_Player* player);
+    void Tick_Player_BuildStoneBlock(Server_Player* player, unsigned sizeX, unsigned sizeY, unsigned sizeZ,
+                                     unsigned cost, bool flat);
+    // "/buildpalace" and its checks.
+    void Tick_Player_BuildPalace(Server_Player* player);
+    void BuildPalaceCube_Helper(Server_Player* player, float x, float y, float z, float texture);
+    void BuildPalaceCube_BouncyPad(Server_Player* player, float x, float y, float z, float texture);
+    void Tick_Player_LocateNearestEnemyBuildingBlock(Server_Player* player);
+    void Tick_Player_LocateNumberOneEnemyBuildingBlock(Server_Player* player);
+    void Tick_Player_LocateNearestOwnBuildingBlock(Server_Player* player);
+    void Tick_Player_LocateNearestMillionairePlayer(Server_Player* player);
+    // True when a block or pad, Zorbin, palace or Quillhob cube touches e.
+    bool IsSomethingInTheWay(Server_Entity* e);
+    // Keeps the Zorbin cubes near the player, and the players near the cube, in step.
+    void SetZorbinNearList(Server_Player* player);
+    void SetPlayerNearList(Server_ZorbinCube* cube);
+    void Tick_Player_Admin(Server_Player* player);
+    // The first entity (all-entities order) other than the admin, not a fire block or player,
+    // that touches the admin.
+    Server_Entity* Admin_FindConflictObject(Server_Player* player);
+    void Admin_AddNormalPad(Server_Player* player);
+    void Admin_DeleteNormalPad(Server_Player* player, Server_Entity* e);
+    void Admin_SwitchDrawMode(Server_Entity* e);
+    void Admin_GoToNextTexture(Server_Entity* e);
+
+    // Steps of Tick_Players for one player.
+    void Tick_Player_Online(Server_Player* player);
+    void Tick_Player_Move(Server_Player* player);
+    // A player's shot at the yaw, not yet in the world.
+    Server_FireBlock* MakePlayerFireBlock(Server_Player* player, float yaw, bool withVelocity, int16_t life);
+    void LaunchFireBlock(Server_FireBlock* block);
+    // The first common checks of a build; false when the build stops there.
+    bool PassesBuildChecks(Server_Player* player, int kind, uint8_t repeat, uint32_t cost);
+    // A built thing that is in the way is discarded with the kind's text; otherwise it is labelled,
+    // owned, filed and paid for.
+    bool PlaceBuiltEntity(Server_Player* player, Server_Entity* e, int kind, uint32_t cost);
+    // Moves or resizes the admin's selection by the step along one axis.
+    void Admin_MoveByKey(Server_Player* player, int axis, float step);
 
     // ---- fire blocks (game/Game_Tick_FireBlock.cpp) ----
 

@@ -14,7 +14,7 @@ void Server_Player::AllKeysFalse() {
     m_uiKeyFlags = 0;
     for (PlayerFlag request :
          {kPlayerMenuButton1, kPlayerMenuButton2, kPlayerMenuButton4, kPlayerMenuLocateEnemy, kPlayerMenuLocateTopEnemy,
-          kPlayerMenuButton7, kPlayerMenuToggleAFK, kPlayerMenuLocateOwn})
+          kPlayerMenuButton7, kPlayerMenuToggleAFK, kPlayerMenuLocateOwn, kPlayerMenuLocateMillionaire})
         SetFlag(request, false);
     m_fThrottle = 0.0f;
 }

@@ -8,6 +8,8 @@
 
 #include "world/Server_Entity.h"
 
+class VUK_Grid;
+
 // ---- fire blocks (kind 6) ----------------------------------------------------------------------
 inline constexpr uint8_t kFireKnockBack = 0x01;
 inline constexpr uint8_t kFireCoinLoss = 0x02;
@@ -135,20 +137,39 @@ inline constexpr PlayerFlag kPlayerByte6Bit5{5, 0x20};      // byte 6 bit 5, set
 inline constexpr PlayerFlag kPlayerMenuButton1{6, 0x01};    // byte 7: menu requests by button id
 inline constexpr PlayerFlag kPlayerMenuButton2{6, 0x02};
 inline constexpr PlayerFlag kPlayerMenuButton4{6, 0x04};
+// Build requests by menu: BuildingBlock, ZorbinCube, StoneBlock and flat stone.
+inline constexpr PlayerFlag kPlayerMenuBuildBlock = kPlayerMenuButton1;
+inline constexpr PlayerFlag kPlayerMenuBuildZorbin = kPlayerMenuButton2;
+inline constexpr PlayerFlag kPlayerMenuBuildStone = kPlayerMenuButton4;
 inline constexpr PlayerFlag kPlayerMenuLocateEnemy{6, 0x10};    // button 6
 inline constexpr PlayerFlag kPlayerMenuLocateTopEnemy{6, 0x20}; // button 35
 inline constexpr PlayerFlag kPlayerMenuButton7{6, 0x40};
-inline constexpr PlayerFlag kPlayerMenuToggleAFK{6, 0x80};       // button 8
-inline constexpr PlayerFlag kPlayerMenuLocateOwn{7, 0x01};       // byte 8 bit 0, button 9
-inline constexpr PlayerFlag kPlayerAwaitClientPosition{7, 0x02}; // byte 8 bits 1 to 3: waiting for the
-inline constexpr PlayerFlag kPlayerAwaitClientYaw{7, 0x04};      // client's own position, yaw and
-inline constexpr PlayerFlag kPlayerAwaitClientVelocity{7, 0x08}; // velocity reports
-inline constexpr PlayerFlag kPlayerGiantFireBlocks{7, 0x40};     // byte 8 bit 6
-inline constexpr PlayerFlag kPlayerClientSideMovement{8, 0x04};  // byte 9 bit 2: in force
-inline constexpr PlayerFlag kPlayerClientSideWarp{8, 0x08};      // byte 9 bit 3: set by a goal-pad landing
-inline constexpr PlayerFlag kPlayerNoKickOwnProperty{8, 0x80};   // byte 9 bit 7
-inline constexpr PlayerFlag kPlayerClientSimulatesFire{9, 0x01}; // byte 10 bit 0: the client's KRV_CSE1
-inline constexpr PlayerFlag kPlayerByte10Bit1{9, 0x02};          // byte 10 bit 1, cleared by the loader
+inline constexpr PlayerFlag kPlayerMenuBuildFlatStone = kPlayerMenuButton7;
+inline constexpr PlayerFlag kPlayerMenuToggleAFK{6, 0x80};         // button 8
+inline constexpr PlayerFlag kPlayerMenuLocateOwn{7, 0x01};         // byte 8 bit 0, button 9
+inline constexpr PlayerFlag kPlayerAwaitClientPosition{7, 0x02};   // byte 8 bits 1 to 3: waiting for the
+inline constexpr PlayerFlag kPlayerAwaitClientYaw{7, 0x04};        // client's own position, yaw and
+inline constexpr PlayerFlag kPlayerAwaitClientVelocity{7, 0x08};   // velocity reports
+inline constexpr PlayerFlag kPlayerMenuLocateMillionaire{7, 0x10}; // byte 8 bit 4
+inline constexpr PlayerFlag kPlayerGiantFireBlocks{7, 0x40};       // byte 8 bit 6
+inline constexpr PlayerFlag kPlayerClientSideMovement{8, 0x04};    // byte 9 bit 2: in force
+inline constexpr PlayerFlag kPlayerClientSideWarp{8, 0x08};        // byte 9 bit 3: set by a goal-pad landing
+inline constexpr PlayerFlag kPlayerNoKickOwnProperty{8, 0x80};     // byte 9 bit 7
+inline constexpr PlayerFlag kPlayerClientSimulatesFire{9, 0x01};   // byte 10 bit 0: the client's KRV_CSE1
+inline constexpr PlayerFlag kPlayerByte10Bit1{9, 0x02};            // byte 10 bit 1, cleared by the loader
+// State of the player rules, none of it saved. Byte 5 (index 4) is zero when made, bits 0 to 4 of
+// byte 6 (index 5) are clear.
+inline constexpr PlayerFlag kPlayerHalted{4, 0x01};           // dead or halted by a modal message
+inline constexpr PlayerFlag kPlayerEnemyAround{4, 0x08};      // an offline player's scan found an enemy
+inline constexpr PlayerFlag kPlayerStandingOnEntity{4, 0x20}; // the last sweep landed on something
+inline constexpr PlayerFlag kPlayerOnGroundPlane{4, 0x40};    // standing on y = 0
+inline constexpr PlayerFlag kPlayerMayBuildHere{4, 0x80};     // the surface stood on allows building
+inline constexpr PlayerFlag kPlayerTriFire{5, 0x01};          // effects of the powerup list, set each tick
+inline constexpr PlayerFlag kPlayerStoneDestroyer{5, 0x02};
+inline constexpr PlayerFlag kPlayerColaDrunk{5, 0x08};
+inline constexpr PlayerFlag kPlayerSpiritOfCookie{5, 0x10};
+inline constexpr PlayerFlag kPlayerSpiritOfIceCream{5, 0x40};
+inline constexpr PlayerFlag kPlayerClientStanding{8, 0x01}; // client-side movement: standing, as the server sees it
 
 // Key flags (m_uiKeyFlags). Bits 0 to 14 are the bits of the key message's mask.
 inline constexpr uint32_t kKeyMove0 = 1u << 0; // the four ground movement keys
@@ -276,6 +297,14 @@ public:
     // Pocket coins at most 2,000,000,000, and with the property value not above it either; after
     // every credit of coins.
     void KeepCoinsAtLimit();
+    // Sets the enemy-around flag on this offline player and on the first enemy player near it.
+    void DecideIfEnemyIsAround(VUK_Grid* grid);
+    // Not built yet: the powerup rules fill these.
+    void ApplyTempEffects();
+    void HandleEnterKey();
+    void ResetPosition();
+    // Not built yet: the movement rules fill it.
+    void DetermineNewVelocity();
     // Ends the Cola of Smiley; not built yet (the powerups come with the economy).
     void RemoveCola();
     // Purchases from the special menu; not built yet either.

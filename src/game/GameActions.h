@@ -1,0 +1,37 @@
+// Helpers shared by the player action rules (shooting, building, locating, the admin editor).
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "world/Server_EntityKinds.h"
+#include "world/ZoneGridHolder.h"
+
+class VUK_Grid;
+
+// Every zone query of the rules reaches this far past the upper corner of its box, so that
+// entities filed by their lower corner are found.
+inline constexpr float kZoneLimit = 2000.0f;
+
+// Message times: how long the status line stays up after a success and after a refusal.
+inline constexpr float kMessageTimeSuccess = 1.0f;
+inline constexpr float kMessageTimeRefusal = 0.25f;
+
+// The zones of the box from low to high, each bound rounded, low y not below the ground, and the
+// upper corner extended by kZoneLimit.
+ZoneQuery ActionZoneBox(const VUK_Grid& grid, const VUKVector& low, const VUKVector& high);
+
+// Raises the client-side-movement hold-off and hands the player's movement back to the server.
+void EndClientSideMovement(Server_Player* player, uint8_t holdOff);
+
+inline void SetPlayerMessage(Server_Player* player, const std::string& text, float time) {
+    player->m_strMessageText = text;
+    player->m_fMessageTime = time;
+}
+
+// A message that halts the player where it stands until ENTER.
+inline void SetPlayerModal(Server_Player* player, const std::string& text) {
+    player->m_strModalText = text;
+    player->SetFlag(kPlayerMessageWindow, true);
+    player->SetFlag(kPlayerHalted, true);
+    player->m_vRespawnPoint = player->m_vPosition;
+}
