@@ -149,6 +149,14 @@ inline constexpr PlayerFlag kPlayerClientSideWarp{8, 0x08};      // byte 9 bit 3
 inline constexpr PlayerFlag kPlayerNoKickOwnProperty{8, 0x80};   // byte 9 bit 7
 inline constexpr PlayerFlag kPlayerClientSimulatesFire{9, 0x01}; // byte 10 bit 0: the client's KRV_CSE1
 inline constexpr PlayerFlag kPlayerByte10Bit1{9, 0x02};          // byte 10 bit 1, cleared by the loader
+// What the temporary effects give the player each tick, and what a hit leaves for the next move.
+inline constexpr PlayerFlag kPlayerPenetratingFire{2, 0x10};  // byte 3 bit 4: its shots fly on after a hit
+inline constexpr PlayerFlag kPlayerShieldOfTalvy{2, 0x20};    // byte 3 bit 5: half damage, smaller coin loss
+inline constexpr PlayerFlag kPlayerColaDrunk{2, 0x40};        // byte 3 bit 6: the Cola of Smiley
+inline constexpr PlayerFlag kPlayerSpiritOfZorbin{2, 0x80};   // byte 3 bit 7: one hit defeats a Talvy cube
+inline constexpr PlayerFlag kPlayerSpiritOfCookie{5, 0x01};   // byte 6 bit 0: slow regeneration
+inline constexpr PlayerFlag kPlayerSpiritOfIceCream{5, 0x02}; // byte 6 bit 1: regeneration
+inline constexpr PlayerFlag kPlayerNoFriction{5, 0x10};       // byte 6 bit 4: skip friction once
 
 // Key flags (m_uiKeyFlags). Bits 0 to 14 are the bits of the key message's mask.
 inline constexpr uint32_t kKeyMove0 = 1u << 0; // the four ground movement keys
@@ -278,6 +286,11 @@ public:
     void KeepCoinsAtLimit();
     // Ends the Cola of Smiley; not built yet (the powerups come with the economy).
     void RemoveCola();
+    // Dying: back to the start point, halted by a modal message; not built yet.
+    void SetDead();
+    // The player shot a Talvy cube down, or made it drunk; not built yet (the princess rules).
+    void HandleTalvyCubeDefeat(Server_Entity* cube);
+    void HandleMadeTalvyDrunk(Server_Entity* cube);
     // Purchases from the special menu; not built yet either.
     void TryBuyPowerup_ShieldOfTalvy();
     void TryBuyPowerup_SpiritOfIceCream();
