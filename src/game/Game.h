@@ -8,13 +8,18 @@
 #include <cstdint>
 
 #include "base/Settings.h"
+#include "world/LinkedList.h"
 #include "world/World.h"
 
 class Server;
 class Server_Entity;
+class Server_FireBlock;
+class Server_PalaceCube;
 class Server_Player;
 class Server_ZorbinCube;
 class Server_FireBlock;
+class Server_QuillhobCube;
+class Server_TalvyCube;
 
 // Where the lift and princess round robins stand: each pass goes on from the cube or lift it
 // reached last time within its budget.
@@ -74,6 +79,10 @@ public:
     void ConstructNextTextureTable();
     static constexpr int kNextTextureCount = 77;
     uint16_t m_usNextTexture[kNextTextureCount] = {};
+    // Re-files e at the end of the tick; nothing when it is already queued either way.
+    void ProcessUpdatesAndRemoves();
+    LinkedList<Server_Entity*> m_UpdateList;
+    LinkedList<Server_Entity*> m_RemoveList;
 
     // ---- movement and collision (game/Game_VC_3.cpp, Game_VC_ReactToHit.cpp,
     // CoreVelocityClipping_2.cpp) ----
@@ -130,6 +139,17 @@ public:
     void Admin_MoveByKey(Server_Player* player, int axis, float step);
 
     // ---- fire blocks (game/Game_Tick_FireBlock.cpp) ----
+    // Moves every fire block one step, ages it and applies what it hits.
+    void Tick_FBs();
+    // Handles what the fire block touches; true when the block is spent.
+    bool Tick_FB_ConflictTest(Server_FireBlock* fb);
+    void Tick_FB_Conflict_Player(Server_FireBlock* fb, Server_Player* p);
+    void Tick_FB_Conflict_TalvyCube(Server_FireBlock* fb, Server_TalvyCube* c);
+    void Tick_FB_Conflict_QuillhobCube(Server_FireBlock* fb, Server_QuillhobCube* q);
+    void Tick_FB_ConflictZorbinCube(Server_FireBlock* fb, Server_ZorbinCube* z);
+    void Tick_FB_ConflictStoneBlock(Server_FireBlock* fb, Server_Entity* e);
+    void Tick_FB_ConflictBuildingBlock(Server_FireBlock* fb, Server_Entity* e);
+    void Tick_FB_ConflictPalaceCube(Server_FireBlock* fb, Server_PalaceCube* pc);
 
     // ---- Zorbin cubes (game/Game_MatchZorbinsWithPlayers.cpp) ----
     // Re-derives owners, property values and palace counts after a load.

@@ -3,8 +3,6 @@
 
 void Server_Player::DetermineNewVelocity() {}
 void Game::VC_Player() {}
-void Game::QueueEntityForUpdate(Server_Entity* e) { e->m_ucRuleFlags |= kRuleQueuedForUpdate; }
-void Game::QueueEntityForRemoval(Server_Entity* e) { e->m_ucRuleFlags |= kRuleQueuedForRemoval; }
 void Game::ConstructNextTextureTable() {
     for (int t = 0; t < kNextTextureCount; ++t) m_usNextTexture[t] = uint16_t(t + 1 < kNextTextureCount ? t + 1 : 1);
 }

@@ -169,7 +169,11 @@ inline constexpr PlayerFlag kPlayerStoneDestroyer{5, 0x02};
 inline constexpr PlayerFlag kPlayerColaDrunk{5, 0x08};
 inline constexpr PlayerFlag kPlayerSpiritOfCookie{5, 0x10};
 inline constexpr PlayerFlag kPlayerSpiritOfIceCream{5, 0x40};
-inline constexpr PlayerFlag kPlayerClientStanding{8, 0x01}; // client-side movement: standing, as the server sees it
+inline constexpr PlayerFlag kPlayerClientStanding{8, 0x01};  // client-side movement: standing, as the server sees it
+inline constexpr PlayerFlag kPlayerPenetratingFire{2, 0x10}; // byte 3 bit 4: its shots fly on after a hit
+inline constexpr PlayerFlag kPlayerShieldOfTalvy{2, 0x20};   // byte 3 bit 5: half damage, smaller coin loss
+inline constexpr PlayerFlag kPlayerSpiritOfZorbin{2, 0x80};  // byte 3 bit 7: one hit defeats a Talvy cube
+inline constexpr PlayerFlag kPlayerNoFriction{5, 0x80};      // byte 6 bit 7: skip friction once
 
 // Key flags (m_uiKeyFlags). Bits 0 to 14 are the bits of the key message's mask.
 inline constexpr uint32_t kKeyMove0 = 1u << 0; // the four ground movement keys
@@ -307,6 +311,11 @@ public:
     void DetermineNewVelocity();
     // Ends the Cola of Smiley; not built yet (the powerups come with the economy).
     void RemoveCola();
+    // Dying: back to the start point, halted by a modal message; not built yet.
+    void SetDead();
+    // The player shot a Talvy cube down, or made it drunk; not built yet (the princess rules).
+    void HandleTalvyCubeDefeat(Server_Entity* cube);
+    void HandleMadeTalvyDrunk(Server_Entity* cube);
     // Purchases from the special menu; not built yet either.
     void TryBuyPowerup_ShieldOfTalvy();
     void TryBuyPowerup_SpiritOfIceCream();
