@@ -182,6 +182,17 @@ enum BuildRepeat : uint8_t {
     kRepeatCount
 };
 
+// Movement state of a player (m_usMoveFlags). Hyper play, flying toggled on and gliding are the
+// player flags the client is sent (kPlayerSpeedBoost, kPlayerFlying, kPlayerGlide).
+inline constexpr uint16_t kMoveFast = 0x0001;          // speed surface or eagle flight
+inline constexpr uint16_t kMoveEagleWings = 0x0002;    // fast flight while flying is toggled on
+inline constexpr uint16_t kMoveDriveTheTalvy = 0x0004; // may steer a Talvy cube it stands on
+inline constexpr uint16_t kMoveDriving = 0x0008;       // steering one this tick
+inline constexpr uint16_t kMoveStandingOnEntity = 0x0010;
+inline constexpr uint16_t kMoveOnGround = 0x0020;     // standing on the ground plane
+inline constexpr uint16_t kMoveNoFriction = 0x0040;   // friction skipped once
+inline constexpr uint16_t kMoveMayBuildHere = 0x0080; // what it last stood on allows building
+
 inline constexpr int kPlayerEffectSlots = 10;
 // The master administrator's level, given at login; no command gives it to anyone else.
 inline constexpr uint16_t kMasterAdminLevel = 100;
@@ -212,6 +223,8 @@ public:
     float m_fAdminStep = 1.0f;
     float m_fJumpBonus = 0.0f;
     float m_fMoveState[2] = {};
+    float m_fGroundTilt = 0.0f; // |pitch| + |roll| of what the player last touched
+    uint16_t m_usMoveFlags = kMoveEagleWings;
     float m_fMessageTime = 0.0f;
     std::string m_strName;
     std::string m_strPassword;
@@ -261,6 +274,10 @@ public:
     bool IsMessageWindowOpen() const { return GetFlag(kPlayerMessageWindow); }
     bool IsAdminMode() const { return GetFlag(kPlayerAdminMode); }
 
+    bool GetMoveFlag(uint16_t f) const { return (m_usMoveFlags & f) != 0; }
+    void SetMoveFlag(uint16_t f, bool on) {
+        m_usMoveFlags = on ? uint16_t(m_usMoveFlags | f) : uint16_t(m_usMoveFlags & ~f);
+    }
     bool HasKey(uint32_t key) const { return (m_uiKeyFlags & key) != 0; }
     void SetKey(uint32_t key, bool on) { m_uiKeyFlags = on ? (m_uiKeyFlags | key) : (m_uiKeyFlags & ~key); }
     // Points the platform reference at e (or nowhere), keeping e's referring players in step.
@@ -282,4 +299,19 @@ public:
     void TryBuyPowerup_ShieldOfTalvy();
     void TryBuyPowerup_SpiritOfIceCream();
     void TryBuySolexis();
+
+    // ---- movement (game/Server_Player_Velocity.cpp) ----
+    // Turns keys, steering, flight and gravity into this tick's velocity and vertical velocity.
+    void DetermineNewVelocity();
+
+    // ---- rules of families still to come that movement calls ----
+    void SetDead();                                   // game/Game_Powerups.cpp
+    void HandleFlyingDisallow();                      // game/Game_Powerups.cpp
+    void HandleFlyingReallow();                       // game/Game_Powerups.cpp
+    void HandleJail();                                // game/Game_Powerups.cpp
+    void HandleJailRelease();                         // game/Game_Powerups.cpp
+    void HandleGoalPadLand(Server_Entity* pad);       // game/Game_Economy.cpp
+    bool HandleTagPadLand(Server_Entity* pad);        // game/Game_Economy.cpp; true when something changed
+    void HandleTalvyCubeOnPyramid(unsigned reward);   // game/Game_OC.cpp
+    void HandleOrisetCubeDefeat(Server_Entity* cube); // game/Game_OC.cpp
 };
