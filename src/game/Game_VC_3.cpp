@@ -63,16 +63,17 @@ float Advance(Game& game, int a) {
     return v;
 }
 
+enum class Reaction : uint8_t { kNone, kPrincess, kProperty };
+
 struct MoverRule {
-    void (Game::*m_React[3])(); // reaction to a hit on x, y, z, or none
+    Reaction m_React[3]; // reaction to a hit on x, y, z
     bool m_bStandsOnYHit;
     bool m_bSkipIdleSideAxes; // no x or z sweep without speed on that axis
 };
 
-constexpr MoverRule kPrincessRule{
-    {&Game::TC_ReactToHit_General, &Game::TC_ReactToHit_General, &Game::TC_ReactToHit_General}, true, false};
-constexpr MoverRule kOrisetRule{{nullptr, nullptr, nullptr}, false, false};
-constexpr MoverRule kPropertyRule{{&Game::NP_ReactToHit_General, nullptr, &Game::NP_ReactToHit_General}, false, true};
+constexpr MoverRule kPrincessRule{{Reaction::kPrincess, Reaction::kPrincess, Reaction::kPrincess}, true, false};
+constexpr MoverRule kOrisetRule{{Reaction::kNone, Reaction::kNone, Reaction::kNone}, false, false};
+constexpr MoverRule kPropertyRule{{Reaction::kProperty, Reaction::kNone, Reaction::kProperty}, false, true};
 
 void AddToRiders(const Server_Entity* mover, int a, float d) {
     for (size_t i = 0; i < mover->m_ReferringPlayers.Length(); ++i)
@@ -91,7 +92,8 @@ void MoveCarryingRiders(Game& game, const MoverRule& rule) {
         if (a == 1 && v > 0.0f) AddToRiders(mover, 1, v);
         Sweep(game, a, v);
         if (game.m_VC.m_pHit) {
-            if (rule.m_React[a]) (game.*rule.m_React[a])();
+            if (rule.m_React[a] == Reaction::kPrincess) game.TC_ReactToHit_General();
+            if (rule.m_React[a] == Reaction::kProperty) game.NP_ReactToHit_General();
             if (a == 1 && rule.m_bStandsOnYHit) mover->m_ucRuleFlags |= kRuleStanding;
         }
         float moved = Advance(game, a);

@@ -15,12 +15,12 @@ void Server_Player::DetermineNewVelocity() {
     const bool hyper = GetFlag(kPlayerSpeedBoost);
     const bool windowOpen = IsMessageWindowOpen();
     const bool standing = GetMoveFlag(kMoveStandingOnEntity);
-    const bool driving = GetMoveFlag(kMoveDriveTheTalvy) && standing && m_pPlatform &&
-                         m_pPlatform->GetKind() == kKindTalvyCube && !HasKey(kKeyUp);
-    SetMoveFlag(kMoveDriving, driving);
 
     VUKVector push;
     if (IsLoggedIn()) {
+        const bool driving = GetMoveFlag(kMoveDriveTheTalvy) && standing && m_pPlatform &&
+                             m_pPlatform->GetKind() == kKindTalvyCube && !HasKey(kKeyUp);
+        SetMoveFlag(kMoveDriving, driving);
         if (!windowOpen) {
             float speed = GetMoveFlag(kMoveFast) ? 24.0f : 7.5f;
             if (hyper) speed *= 1.5f;
@@ -46,6 +46,8 @@ void Server_Player::DetermineNewVelocity() {
             m_fVerticalVelocity += (base + m_fJumpBonus) * (hyper ? 2.25f : 1.5f);
         }
     } else {
+        // Offline players get no input.
+        SetMoveFlag(kMoveDriving, false);
         m_uiKeyFlags &= ~kMovementKeys;
     }
 
