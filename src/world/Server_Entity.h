@@ -165,7 +165,8 @@ public:
     static bool IsExcessiveSizeForMovement(float x, float y, float z);
     // Princess, Zorbin and palace cubes, lifts and player-built blocks must stay movable.
     bool ShouldSizeBeRejected(float x, float y, float z) const;
-    // Clamps the position into the outer walls; every clamp marks the entity dirty.
+    // Clamps the position into the outer walls, a coordinate that is not finite to 0; every
+    // clamp marks the entity dirty.
     void ClipToOuterInvisibleBoundaries();
 
 protected:
