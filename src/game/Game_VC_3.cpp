@@ -18,16 +18,22 @@ float SaneSpeed(float v) { return std::isfinite(v) ? std::clamp(v, -kMaxSpeed, k
 
 bool IsFinite(const VUKVector& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
-// Client-side movement and the rules may hand over any numbers; a sweep needs finite ones.
+// Client-side movement and the rules may hand over any numbers; a sweep needs finite ones. A
+// position put back is a change the clients must see.
 void MakeMoverSane(Server_Entity* e) {
     for (int a = 0; a < 3; ++a) {
         Axis(e->m_vVelocity, a) = SaneSpeed(Axis(e->m_vVelocity, a));
-        if (!std::isfinite(Axis(e->m_vPosition, a))) Axis(e->m_vPosition, a) = 0.0f;
+        if (std::isfinite(Axis(e->m_vPosition, a))) continue;
+        Axis(e->m_vPosition, a) = 0.0f;
+        e->SetDirty();
     }
 }
 
 void MakePlayerSane(Server_Player* p) {
-    if (!IsFinite(p->m_vPosition)) p->m_vPosition = IsFinite(p->m_vStartPoint) ? p->m_vStartPoint : VUKVector();
+    if (!IsFinite(p->m_vPosition)) {
+        p->m_vPosition = IsFinite(p->m_vStartPoint) ? p->m_vStartPoint : VUKVector();
+        p->SetDirty();
+    }
     MakeMoverSane(p);
     p->m_fVerticalVelocity = SaneSpeed(p->m_fVerticalVelocity);
 }

@@ -125,7 +125,7 @@ inline constexpr PlayerFlag kPlayerShowFurtherString{3, 0x02}; // byte 4 bit 1: 
 inline constexpr PlayerFlag kPlayerMessageWindow{3, 0x04};     // byte 4 bit 2: modal window open, saved
 inline constexpr PlayerFlag kPlayerAdminMode{3, 0x08};      // byte 4 bit 3: sent with 0x43, stops client-side movement
 inline constexpr PlayerFlag kPlayerMoving{3, 0x10};         // byte 4 bit 4
-inline constexpr PlayerFlag kPlayerSpeedBoost{3, 0x20};     // byte 4 bit 5: speed factor 1.5
+inline constexpr PlayerFlag kPlayerSpeedBoost{3, 0x20};     // byte 4 bit 5: hyper play, speed factor 1.5
 inline constexpr PlayerFlag kPlayerFlying{3, 0x80};         // byte 4 bit 7: fly state 1
 inline constexpr PlayerFlag kPlayerClientFireFlag{4, 0x02}; // byte 5 bit 1: sent with 0x7C
 inline constexpr PlayerFlag kPlayerClientFlag{4, 0x04};     // byte 5 bit 2: the client's flag record
