@@ -118,6 +118,10 @@ public:
     // ---- powerup cubes (game/Server_PowerupSpawn.cpp) ----
     // Spawns a powerup pad at every entry of the powerup table.
     void MakeAllPowerupsSpawn();
+    // Spawns one powerup pad of the type there, unless one already stands on the spot.
+    void SpawnPowerup(const VUKVector& position, uint32_t type);
+    // Entries of the powerup table (its two lists are kept in step).
+    size_t PowerupTableLength() const;
     // Marks a new pad as a powerup cube, labels it by its type and adds it to the world.
     void ApplyAttributesToSpawnedPowerup(Server_Entity* pad);
 
@@ -161,8 +165,68 @@ public:
     void AC_CountZones(Server_Client* client);
     void AC_CountPendingZones(Server_Client* client);
 
-    // ---- the actions on the world still to come go in family files of session/ (AC_Pads,
-    // AC_Lifts, AC_Cubes); their command rows are in place without a handler ----
+    // ---- administrative actions on the selected entity: pads, surfaces, shape, labels, rooms
+    // (session/AC_Pads.cpp). Without a selection they do nothing. ----
+    // The administrator's selected entity, or null.
+    static Server_Entity* AC_SelectionOf(const Server_Client* client);
+    void AC_SendOKMessage(Server_Client* client);
+    void AC_GoalPadMessageSetter(Server_Client* client, const std::string& message);
+    // The line whole, with the length of its command word: the amount and the message follow it.
+    void AC_SetGoalPad(Server_Client* client, const std::string& line, size_t commandLength);
+    void AC_SetGoalPadAmount(Server_Client* client, int32_t amount);
+    void AC_SetGoalPadRespawnPos_RightHere(Server_Client* client);
+    void AC_SetSolexis(Server_Client* client, int32_t amount);
+    void AC_SetBouncyAmount(Server_Client* client, int32_t amount);
+    void AC_SetEntityTagPad(Server_Client* client, bool on);
+    void AC_SetTagPadAmount(Server_Client* client, int32_t amount);
+    void AC_SetTagPadLockTime(Server_Client* client, int32_t minutes);
+    void AC_SetTalvyLandReward(Server_Client* client, int32_t reward);
+    void AC_SetEntity_FlyingDisallow(Server_Client* client, bool on);
+    void AC_SetEntity_FlyingReallow(Server_Client* client, bool on);
+    void AC_SetEntity_JailedDisallow(Server_Client* client, bool on);
+    void AC_SetEntity_JailedRelease(Server_Client* client, bool on);
+    void AC_SetEntityZorbinPermission(Server_Client* client, bool on);
+    // The alpha as typed; read unsigned, so a negative value is out of range too.
+    void AC_SetEntity_AlphaBlendFactor(Server_Client* client, int32_t alpha);
+    void AC_SetEntitySize(Server_Client* client, int32_t x, int32_t y, int32_t z);
+    void AC_SetEntityPos(Server_Client* client, int32_t x, int32_t y, int32_t z);
+    void AC_SetPosTop(Server_Client* client, int32_t top);
+    // Angles in 256ths of a full turn.
+    void AC_SetPitch(Server_Client* client, int32_t angle);
+    void AC_SetYaw(Server_Client* client, int32_t angle);
+    void AC_SetRoll(Server_Client* client, int32_t angle);
+    void AC_SetTexture(Server_Client* client, int32_t texture);
+    // The line whole, with the length of its command word: the label follows it.
+    void AC_SetNormalPadLabel(Server_Client* client, const std::string& line, size_t commandLength);
+    // A normal pad with the selection's box and texture, not yet filed in the world.
+    static Server_Entity* AC_ConvertToRoomHelper(const Server_Entity* selection);
+    void AC_CopyAndPaste(Server_Client* client);
+    void AC_ConvertToRoom(Server_Client* client);
+    void AC_IndexTagpads(Server_Client* client);
+
+    // ---- lifts and spline lifts (session/AC_Lifts.cpp) ----
+    void AC_SetEntityLift(Server_Client* client, bool on);
+    void AC_SetLiftEndHere(Server_Client* client);
+    void AC_SetLiftSpeed(Server_Client* client, int32_t speed);
+    void AC_MakeSplineLift(Server_Client* client);
+    void AC_AddSplinePoint(Server_Client* client);
+    void AC_FinalizeSplineLift(Server_Client* client);
+    void AC_WarpToLift(Server_Client* client, int32_t index);
+
+    // ---- computer-controlled cubes and the powerup table (session/AC_Cubes.cpp) ----
+    void AC_AddTalvyCube(Server_Client* client);
+    void AC_AddOrisetCube(Server_Client* client);
+    void AC_AddQuillhobCube(Server_Client* client);
+    void AC_DestroyAllPalaceCubes();
+    void AC_DestroyAllQuillhobCubes();
+    // Index taken unsigned into the world's Talvy, Oriset or Quillhob cubes.
+    void AC_WarpToPopPrincess(Server_Client* client, const VUKFastArray_Entity& cubes, uint32_t index, bool select);
+    void AC_KillAllPP();
+    void AC_PutPowerupHere(Server_Client* client, uint32_t type);
+    void AC_DisplayPowerupTableCount(Server_Client* client);
+    void AC_DisplayPowerupTableEntry(Server_Client* client, uint32_t index);
+    void AC_RemovePowerupTableEntry(Server_Client* client, uint32_t index);
+    void AC_IndexPowerups(Server_Client* client);
 
     ServerLock m_ServerLock;
     uint32_t m_uiZoneUpdateCursor = 0;

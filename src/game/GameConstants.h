@@ -26,8 +26,17 @@ inline constexpr uint32_t kCostIRSCube = 300'000;
 // A BuildingBlock adds twice its price to its owner's property value.
 inline constexpr int64_t kBuildingBlockPropertyValue = 600'000;
 
+// ---- tag pads ----
+// Coins per second of a pad that has just become a tag pad.
+inline constexpr uint32_t kTagPadStartingPayout = 10;
+
 // ---- sizes ----
 inline constexpr float kPowerupCubeSize = 16.0f;
+// Princess cubes come back at these sizes after a defeat; an administrator's new cube starts so.
+inline constexpr float kTalvyCubeSize = 500.0f;
+inline constexpr float kOrisetCubeSize = 1000.0f;
+// The Quillhob rule holds its cubes at this size.
+inline constexpr float kQuillhobCubeSize = 100.0f;
 
 // ---- powerup ids (the player's effect slots and the powerup table) ----
 enum PowerupId : uint32_t {

@@ -55,22 +55,27 @@ bool IsSpotTaken(const VUK_Grid& grid, const Server_Entity* pad) {
 
 } // namespace
 
-void Server::MakeAllPowerupsSpawn() {
+size_t Server::PowerupTableLength() const {
     size_t entries = m_PowerupTablePositions.Length();
-    if (m_PowerupTableTypes.size() < entries) entries = m_PowerupTableTypes.size();
-    for (size_t i = 0; i < entries; ++i) {
-        Server_Entity* pad = World::CreateByType(kKindNormalPad);
-        pad->m_vPosition = *m_PowerupTablePositions[i];
-        pad->m_vSize.Set(kPowerupCubeSize, kPowerupCubeSize, kPowerupCubeSize);
-        pad->m_usTexture = kTexturePowerupPad;
-        pad->SetTextureMode(1);
-        pad->GetOrCreateGoalPad()->m_sType = int16_t(m_PowerupTableTypes[i]);
-        if (IsSpotTaken(m_Grid, pad)) {
-            delete pad;
-            continue;
-        }
-        ApplyAttributesToSpawnedPowerup(pad);
+    return m_PowerupTableTypes.size() < entries ? m_PowerupTableTypes.size() : entries;
+}
+
+void Server::MakeAllPowerupsSpawn() {
+    for (size_t i = 0; i < PowerupTableLength(); ++i) SpawnPowerup(*m_PowerupTablePositions[i], m_PowerupTableTypes[i]);
+}
+
+void Server::SpawnPowerup(const VUKVector& position, uint32_t type) {
+    Server_Entity* pad = World::CreateByType(kKindNormalPad);
+    pad->m_vPosition = position;
+    pad->m_vSize.Set(kPowerupCubeSize, kPowerupCubeSize, kPowerupCubeSize);
+    pad->m_usTexture = kTexturePowerupPad;
+    pad->SetTextureMode(1);
+    pad->GetOrCreateGoalPad()->m_sType = int16_t(type);
+    if (IsSpotTaken(m_Grid, pad)) {
+        delete pad;
+        return;
     }
+    ApplyAttributesToSpawnedPowerup(pad);
 }
 
 void Server::ApplyAttributesToSpawnedPowerup(Server_Entity* pad) {

@@ -224,7 +224,7 @@ void Read_NORMALPAD_EXTENSION_ONE(LoadState& s) {
             pad->DeleteGoalPad();
         bool wasTagPad = pad->IsTagPad();
         Server_Entity::SetBit(pad->m_ucSurfaceFlags, kSurfaceTagPad, (flags2 & 0x02) != 0);
-        if (!wasTagPad && pad->IsTagPad()) pad->SetEEA(kEEATagPayout, 10);
+        if (!wasTagPad && pad->IsTagPad()) pad->SetEEA(kEEATagPayout, kTagPadStartingPayout);
         Server_Entity::SetBit(pad->m_ucSurfaceFlags, kSurfaceNoFly, (flags2 & 0x04) != 0);
         Server_Entity::SetBit(pad->m_ucSurfaceFlags, kSurfaceFlyAgain, (flags2 & 0x08) != 0);
     }

@@ -1,11 +1,11 @@
 // Administrative and team actions on players.
-#include <cstdarg>
 #include <cstdio>
 
 #include "base/LogChat.h"
 #include "base/Text.h"
 #include "core/Server.h"
 #include "replication/Server_Client.h"
+#include "session/Server_Commands.h"
 #include "world/Server_EntityKinds.h"
 #include "world/VUKVector.h"
 
@@ -79,16 +79,6 @@ void Server::AC_LeaveTeam(Server_Client* client) {
 
 namespace {
 
-void Reply(Server_Client* client, const char* format, ...) __attribute__((format(printf, 2, 3)));
-void Reply(Server_Client* client, const char* format, ...) {
-    char text[4096];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    client->SendChatMessage("VuK Server", text);
-}
-
 int16_t LevelOf(const Server_Player* p) { return p ? int16_t(p->m_usAdminLevel) : 0; }
 
 } // namespace
@@ -99,7 +89,7 @@ Server_Player* Server::AC_LocatePlayerWithName(Server_Client* client, const std:
         auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));
         if (UpperCase(player->m_strName) == upper) return player;
     }
-    client->SendChatMessage("VuK Server", "PLAYER NOT FOUND");
+    if (client) client->SendChatMessage("VuK Server", "PLAYER NOT FOUND");
     return nullptr;
 }
 
@@ -118,7 +108,7 @@ void Server::AC_KickPlayer(Server_Client* client, const std::string& name) {
     Server_Player* target = AC_LocatePlayerWithName(client, name);
     if (!issuer || !target) return;
     if (LevelOf(target) >= LevelOf(issuer)) {
-        Reply(client, "You cannot kick a player with a higher admin level than you.");
+        CommandReply(client, "You cannot kick a player with a higher admin level than you.");
         return;
     }
     for (Server_Client* other : m_Clients) {
@@ -138,49 +128,49 @@ void Server::AC_KickPlayer(Server_Client* client, const std::string& name) {
 
 void Server::AC_ChangePlayerPassword(Server_Client* client, const std::string& name, const std::string& password) {
     if (LevelOf(client->m_pPlayer) < int16_t(kMasterAdminLevel)) {
-        Reply(client, "You must be a master administrator to use this command.");
+        CommandReply(client, "You must be a master administrator to use this command.");
         return;
     }
     Server_Player* target = AC_LocatePlayerWithName(client, name);
     if (!target) return;
     if (password.size() < 4) {
-        Reply(client, "Password was not set because it is too short.");
+        CommandReply(client, "Password was not set because it is too short.");
     } else if (password.size() > 16) {
-        Reply(client, "Password was not set because it is too long.");
+        CommandReply(client, "Password was not set because it is too long.");
     } else {
         target->m_strPassword = UpperCase(password);
-        Reply(client, "%s's password is now set to %s.", name.c_str(), target->m_strPassword.c_str());
+        CommandReply(client, "%s's password is now set to %s.", name.c_str(), target->m_strPassword.c_str());
     }
 }
 
 void Server::AC_SetAdminAccess(Server_Client* client, const std::string& name, int32_t level) {
     if (level < 0) return;
     if (LevelOf(client->m_pPlayer) < 99) {
-        Reply(client, "Not level 99!");
+        CommandReply(client, "Not level 99!");
         return;
     }
     if (level > 99) {
-        Reply(client, "You cant make people level 100!");
+        CommandReply(client, "You cant make people level 100!");
         return;
     }
     Server_Player* target = AC_LocatePlayerWithName(client, name);
     if (!target) return;
     if (target->m_usAdminLevel < kMasterAdminLevel) target->m_usAdminLevel = uint16_t(level);
-    Reply(client, "%s now has access level %d.", name.c_str(), int(target->m_usAdminLevel));
+    CommandReply(client, "%s now has access level %d.", name.c_str(), int(target->m_usAdminLevel));
 }
 
 void Server::AC_SetAdminCoinChangePermission(Server_Client* client, const std::string& name, bool on) {
     Server_Player* target = AC_LocatePlayerWithName(client, name);
     if (!target) return;
     target->SetFlag(kPlayerCoinCommands, on);
-    Reply(client, "%s %s coin changing permissions.", name.c_str(), on ? "now has" : "no longer has");
+    CommandReply(client, "%s %s coin changing permissions.", name.c_str(), on ? "now has" : "no longer has");
 }
 
 void Server::AC_GivePlayerCoins(Server_Client* client, const std::string& name, int32_t amount) {
     Server_Player* issuer = client->m_pPlayer;
     if (!issuer) return;
     if (!issuer->GetFlag(kPlayerCoinCommands)) {
-        Reply(client, "You don't have the coin changing permission flag.");
+        CommandReply(client, "You don't have the coin changing permission flag.");
         LogChat("LOG", "Didn't have coin changing permission flag");
         return;
     }
@@ -189,13 +179,13 @@ void Server::AC_GivePlayerCoins(Server_Client* client, const std::string& name, 
     int64_t change = amount;
     if (change < 0 && -change > target->m_i64PocketCoins) {
         change = -target->m_i64PocketCoins;
-        Reply(client, "Can't remove more POCKET coins than a player has.");
+        CommandReply(client, "Can't remove more POCKET coins than a player has.");
         LogChat("LOG", "Excessive coin removal clipping");
     }
     target->m_i64PocketCoins += change;
     target->KeepCoinsAtLimit();
     InformClients_EntityUpdated(target);
-    Reply(client, "%s now has %d pocket coins.", name.c_str(), int(target->m_i64PocketCoins));
+    CommandReply(client, "%s now has %d pocket coins.", name.c_str(), int(target->m_i64PocketCoins));
     char text[4096];
     snprintf(text, sizeof text, "%s has added %d pocket coins to %s.", issuer->m_strName.c_str(), int(amount),
              target->m_strName.c_str());
@@ -204,26 +194,26 @@ void Server::AC_GivePlayerCoins(Server_Client* client, const std::string& name, 
 
 void Server::AC_DisplayPlayerCoins(Server_Client* client, const std::string& name) {
     if (Server_Player* p = AC_LocatePlayerWithName(client, name))
-        Reply(client, "%s has %d coins.", name.c_str(), int(p->m_i64PocketCoins));
+        CommandReply(client, "%s has %d coins.", name.c_str(), int(p->m_i64PocketCoins));
 }
 
 void Server::AC_DisplayPlayerTimeOffline(Server_Client* client, const std::string& name) {
     constexpr uint32_t kTicksPerHour = 108'000;
     constexpr uint32_t kTicksPerDay = 2'592'000;
     if (Server_Player* p = AC_LocatePlayerWithName(client, name))
-        Reply(client, "%s offline time: %d ticks (%d hours) (%d days)", name.c_str(), int(p->m_uiOfflineTicks),
-              int(p->m_uiOfflineTicks / kTicksPerHour), int(p->m_uiOfflineTicks / kTicksPerDay));
+        CommandReply(client, "%s offline time: %d ticks (%d hours) (%d days)", name.c_str(), int(p->m_uiOfflineTicks),
+                     int(p->m_uiOfflineTicks / kTicksPerHour), int(p->m_uiOfflineTicks / kTicksPerDay));
 }
 
 void Server::AC_DisplayPlayerPosition(Server_Client* client, const std::string& name) {
     if (Server_Player* p = AC_LocatePlayerWithName(client, name))
-        Reply(client, "%s is at (%.2f, %.2f, %.2f)", name.c_str(), double(p->m_vPosition.x), double(p->m_vPosition.y),
-              double(p->m_vPosition.z));
+        CommandReply(client, "%s is at (%.2f, %.2f, %.2f)", name.c_str(), double(p->m_vPosition.x),
+                     double(p->m_vPosition.y), double(p->m_vPosition.z));
 }
 
 void Server::AC_DisplayAdminAccess(Server_Client* client, const std::string& name) {
     if (Server_Player* p = AC_LocatePlayerWithName(client, name))
-        Reply(client, "%s has access level %d.", name.c_str(), int(LevelOf(p)));
+        CommandReply(client, "%s has access level %d.", name.c_str(), int(LevelOf(p)));
 }
 
 void Server::AC_SetPlayerPosition(Server_Client* client, const std::string& name, int32_t x, int32_t y, int32_t z) {
@@ -273,7 +263,7 @@ void Server::AC_Hide(Server_Client* client) {
     player->SetHidden(hide);
     if (hide) player->SetFlag(kPlayerAFK, false);
     InformClients_EntityUpdated(player);
-    Reply(client, hide ? "You now appear OFFLINE to other players." : "You now appear ONLINE to other players.");
+    CommandReply(client, hide ? "You now appear OFFLINE to other players." : "You now appear ONLINE to other players.");
 }
 
 void Server::AC_IndexAdmins(Server_Client* client) {

@@ -4,6 +4,7 @@
 // setting names the setting instead of its words: they, its limits and its reply are the
 // setting's row in the settings table (base/Settings.h).
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -33,6 +34,14 @@ enum class CommandParse : uint8_t {
 // False for a line longer than 1024 bytes: it is never a command.
 bool ParseCommandLine(const std::string& line, CommandParse form, CommandArgs* args);
 
+// The line from the second character after its command word to its end: the character right
+// after the word (normally a space) is skipped, further spaces are kept. Empty when nothing, or
+// only that one character, follows the word.
+std::string RestOfLine(const std::string& line, size_t commandLength);
+
+// A command's answer: a chat line from "VuK Server" to the issuing client.
+void CommandReply(Server_Client* client, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
 using CommandHandler = void (*)(Server& server, Server_Client* client, const CommandArgs& args);
 
 inline constexpr int16_t kAnyLevel = std::numeric_limits<int16_t>::min();
@@ -44,7 +53,7 @@ struct CommandRow {
     const char* m_szShort;             // null: no short form
     int16_t m_sLevelAbove;             // the admin level must exceed this, or the command is ignored
     bool m_bCoinPermission;            // also needs the coin-changing permission
-    CommandHandler m_pHandler;         // null: not built yet, and the line goes on as chat
+    CommandHandler m_pHandler;         // null only in a settings row: the setting's change runs
     const char* m_szSetting = nullptr; // the setting the command changes (its words come from there)
     bool m_bClear = false;             // the setting's "off" command rather than its "on" or valued one
 

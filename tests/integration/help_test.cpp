@@ -25,13 +25,10 @@ TEST(HelpOverUdp, MasterAdministratorGetsTheYarrPage) {
     ASSERT_FALSE(GameServer::Login(*admin, NewLogin("ADMIN", "pw")).empty());
     admin->Send(0, Record(8, {"/help yarr"}));
 
-    Bytes window{0x65, 29};
-    for (uint16_t v : {120, 90, 400, 300}) PutU16(window, v);
-    for (uint32_t colour : {0xFFFFFFu, 0x000000u, 0xFFFFFFu, 0xD0FFFFFFu}) PutU32(window, colour);
-    window.push_back(0);
-    PutString(window, "ADMIN HELP - YARR COMMANDS\nClick on this window to close it.\n\n"
-                      "/snl [label] - Sets label of a NormalPad\n/itp - Index TagPads\n/ia - Index Admins\n"
-                      "/ip - Index Powerups\n");
+    const Bytes window = WindowOpen(29, {120, 90, 400, 300}, {0xFFFFFF, 0, 0xFFFFFF, 0xD0FFFFFF}, 0,
+                                    "ADMIN HELP - YARR COMMANDS\nClick on this window to close it.\n\n"
+                                    "/snl [label] - Sets label of a NormalPad\n/itp - Index TagPads\n/ia - Index "
+                                    "Admins\n/ip - Index Powerups\n");
     EXPECT_EQ(NextMessageWindow(*admin), window);
 }
 

@@ -3,20 +3,9 @@
 
 namespace {
 
-Bytes Say(const std::string& text) {
-    Bytes b{8};
-    PutString(b, text);
-    return b;
-}
-
 // Window 29 opened with the text: place, four colours, style 0.
 Bytes MessageWindow(const std::string& text) {
-    Bytes b{0x65, 29};
-    for (uint16_t v : {120, 90, 400, 300}) PutU16(b, v);
-    for (uint32_t colour : {0xFFFFFFu, 0x000000u, 0xFFFFFFu, 0xD0FFFFFFu}) PutU32(b, colour);
-    b.push_back(0);
-    PutString(b, text);
-    return b;
+    return WindowOpen(29, {120, 90, 400, 300}, {0xFFFFFF, 0, 0xFFFFFF, 0xD0FFFFFF}, 0, text);
 }
 
 const char kServer[] = "QUORVANE\nVersion 1.0.0.28 Hotfix 2\n\nFind the latest version of this server at "

@@ -5,25 +5,9 @@
 
 namespace {
 
-Bytes Say(const std::string& text) {
-    Bytes b{8};
-    PutString(b, text);
-    return b;
-}
-
 class AdminCommands : public SessionTest {
 protected:
     ~AdminCommands() override { ApplySettingDefaults(nullptr); }
-
-    // The chat records the peer received after saying the line.
-    std::vector<Bytes> Said(ServerHarness::Peer& peer, const std::string& line) {
-        peer.Send(0, Say(line));
-        m_Harness->Pass();
-        std::vector<Bytes> chats;
-        for (Bytes& m : peer.TakeAll())
-            if (!m.empty() && m[0] == 49) chats.push_back(std::move(m));
-        return chats;
-    }
 };
 
 TEST_F(AdminCommands, SettingsAndPlayerActionsAnswerAsTheirRowsSay) {

@@ -3,12 +3,6 @@
 
 namespace {
 
-Bytes Say(const std::string& text) {
-    Bytes b{8};
-    PutString(b, text);
-    return b;
-}
-
 class ChatCommands : public SessionTest {
 protected:
     // Each line is said by one player; then every player's chat records are compared.

@@ -33,6 +33,23 @@ protected:
         return peer.Take(channel);
     }
 
+    // A chat line as the client sends it.
+    static Bytes Say(const std::string& text) {
+        Bytes b{8};
+        PutString(b, text);
+        return b;
+    }
+
+    // The chat records the peer received after saying the line.
+    std::vector<Bytes> Said(ServerHarness::Peer& peer, const std::string& line) {
+        peer.Send(0, Say(line));
+        m_Harness->Pass();
+        std::vector<Bytes> chats;
+        for (Bytes& m : peer.TakeAll())
+            if (!m.empty() && m[0] == 49) chats.push_back(std::move(m));
+        return chats;
+    }
+
     WorkingFolder m_Folder; // first: the server starts in the fresh folder
     std::unique_ptr<ServerHarness> m_Harness = std::make_unique<ServerHarness>();
 };

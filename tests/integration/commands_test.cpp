@@ -1,0 +1,389 @@
+// Who may use which administrative command, over real UDP against the real binary: every word of
+// the administrators' table, long and short, from players of levels 0, 1, 3, 99 and 100, with and
+// without the coin-changing permission.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstring>
+#include <optional>
+
+#include "support/GameServer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace records;
+
+enum class Reply : uint8_t {
+    None,   // nothing without a selection
+    Chat,   // one chat line from the server (text given or not)
+    Window, // a window opens
+};
+
+struct Row {
+    const char* m_szLong;
+    const char* m_szShort; // null: none
+    const char* m_szParams;
+    int m_iLevelAbove;
+    bool m_bPermission;
+    Reply m_Reply;
+    const char* m_szText;    // the answer when allowed, a line break between two lines; null: any text
+    const char* m_szRefusal; // the answer when the level (or, for a permission row, the permission) is lacking
+};
+
+constexpr const char* kNotFound = "PLAYER NOT FOUND";
+constexpr Reply N = Reply::None, C = Reply::Chat, W = Reply::Window;
+
+// The administrators' table, in its order, as its text gives it. Parameters keep each word
+// harmless: names match nobody, indices reach past every list, values are the defaults or near.
+const Row kRows[] = {
+    {"/help", "/h", "", 0, false, W, nullptr, nullptr},
+    {"/no_udp_thread", nullptr, "", 0, false, C, "UDP Thread Mode Disabled", nullptr},
+    {"/yes_udp_thread", nullptr, "", 0, false, C, "UDP Thread Mode Enabled", nullptr},
+    {"/compact_save_on", nullptr, "", 0, false, C,
+     "Compact save mode ON!  Future save files with this mode on may be incompatible with other versions of the VUK "
+     "server!!!",
+     nullptr},
+    {"/compact_save_off", nullptr, "", 0, false, C,
+     "Compact save mode OFF!  Future save files with this mode off are more likely to be compatible with other "
+     "versions of the VUK server.",
+     nullptr},
+    {"/improved_cts_on", nullptr, "", 0, false, C, "Improved CTS on", nullptr},
+    {"/improved_cts_off", nullptr, "", 0, false, C, "Improved CTS false", nullptr},
+    {"/stats", nullptr, "", 0, false, W, nullptr, nullptr},
+    {"/debugstuff1", nullptr, "", 0, false, C, nullptr, nullptr},
+    {"/holes_in_heap", nullptr, "", 0, false, W, nullptr, nullptr},
+    {"/debugstuff2", nullptr, "", 0, false, N, nullptr, nullptr},
+    {"/goalpad_message_set", "/gms", "hello", 0, false, N, nullptr, nullptr},
+    {"/goalpad_set", "/gp", "5 hello", 2, false, N, nullptr, nullptr},
+    {"/goalpad_amount", "/ga", "5", 2, false, N, nullptr, nullptr},
+    {"/bouncy_amount", "/ba", "5", 0, false, N, nullptr, nullptr},
+    {"/tagpad_amount", "/ta", "5", 0, false, N, nullptr, nullptr},
+    {"/tagpad_lock_time", "/tlt", "5", 0, false, N, nullptr, nullptr},
+    {"/talvy_land_amount", "/tla", "5", 2, false, N, nullptr, nullptr},
+    {"/goalpad_respawn_pos_right_here", "/grprh", "", 2, false, N, nullptr, nullptr},
+    {"/setsize", "/ss", "10 10 10", 0, false, N, nullptr, nullptr},
+    {"/setpos", "/sp", "10 10 10", 0, false, N, nullptr, nullptr},
+    {"/setplayerpos", "/spp", "nobody 1 2 3", 0, false, C, kNotFound, nullptr},
+    {"/changeplayerpassword", "/cpp", "nobody abcd", 99, false, C, kNotFound,
+     "You must be a master administrator to use this command."},
+    {"/display_player_coins", "/dpc", "nobody", 0, false, C, kNotFound, nullptr},
+    {"/display_player_time_offline", "/dpto", "nobody", 0, false, C, kNotFound, nullptr},
+    {"/display_player_pos", "/dpp", "nobody", 0, false, C, kNotFound, nullptr},
+    {"/warp_player_to_self", "/wpts", "nobody", 0, false, C, kNotFound, nullptr},
+    {"/kick_player", "/kick", "nobody", 0, false, C, kNotFound, nullptr},
+    {"/warp_self_to_player", "/wstp", "nobody", 0, false, C, kNotFound, nullptr},
+    {"/give_player_coins", "/gpc", "nobody 5", 2, true, C, kNotFound,
+     "You don't have the coin changing permission flag."},
+    {"/copy_and_paste", "/cap", "", 0, false, N, nullptr, nullptr},
+    {"/convert_to_room", "/ctr", "", 0, false, N, nullptr, nullptr},
+    {"/raise_conflicted_players", "/rcp", "", 0, false, N, nullptr, nullptr},
+    {"/display_powerup_table_count", "/dptc", "", 0, false, C, nullptr, nullptr},
+    {"/display_powerup_table_entry", "/dpte", "1000000", 0, false, N, nullptr, nullptr},
+    {"/remove_powerup_table_entry", "/rpte", "-1", 0, false, N, nullptr, nullptr},
+    {"/force_powerup_spawn", "/fps", "", 0, false, C, "OK", nullptr},
+    {"/set_pitch", "/s_pitch", "5", 0, false, N, nullptr, nullptr},
+    {"/set_yaw", "/s_yaw", "5", 0, false, N, nullptr, nullptr},
+    {"/set_roll", "/s_roll", "5", 0, false, N, nullptr, nullptr},
+    {"/put_wings_here", "/pwh", "", 0, false, N, nullptr, nullptr},
+    {"/put_moon_here", "/pmh", "", 0, false, N, nullptr, nullptr},
+    {"/put_soz_here", "/psh", "", 0, false, N, nullptr, nullptr},
+    {"/put_hyper_here", "/phh", "", 0, false, N, nullptr, nullptr},
+    {"/put_gloves_here", "/pgh", "", 0, false, N, nullptr, nullptr},
+    {"/put_jump_here", "/pjh", "", 0, false, N, nullptr, nullptr},
+    {"/put_trifire_here", "/pth", "", 0, false, N, nullptr, nullptr},
+    {"/put_gf_here", "/pgfh", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_sot", "/pr_sot", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_wse", "/pr_wse", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_gov", "/pr_gov", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_pf", "/pr_pf", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_dtt", "/pr_dtt", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_soc", "/pr_soc", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_rp", "/pr_rp", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_sbd", "/pr_sbd", "", 0, false, N, nullptr, nullptr},
+    {"/put_rare_bos", "/pr_bos", "", 0, false, N, nullptr, nullptr},
+    {"/destroy_all_palacecubes", "/dapc", "", 0, false, N, nullptr, nullptr},
+    {"/destroy_all_quillhob", "/daq", "", 0, false, N, nullptr, nullptr},
+    {"/add_talvy_right_here", "/atrh", "", 0, false, C, "OK", nullptr},
+    {"/add_oriset_right_here", "/aorh", "", 0, false, C, "OK", nullptr},
+    {"/add_quillhob_right_here", "/aqrh", "", 0, false, C, "OK", nullptr},
+    {"/set_admin_access", "/saa", "nobody 5", 98, false, C, kNotFound, "Not level 99!"},
+    {"/enable_admin_coin_changing", "/eacc", "nobody", 99, false, C, kNotFound, nullptr},
+    {"/disable_admin_coin_changing", "/dacc", "nobody", 99, false, C, kNotFound, nullptr},
+    {"/display_admin_access", "/daa", "nobody", 0, false, C, kNotFound, nullptr},
+    {"/set_pos_top", "/spt", "100", 0, false, N, nullptr, nullptr},
+    {"/save", nullptr, "", 0, false, C, "Backup save complete", nullptr},
+    {"/hide", nullptr, "", 0, false, C, nullptr, nullptr},
+    {"/set_texture", "/st", "5", 0, false, N, nullptr, nullptr},
+    {"/get_texture", "/gt", "", 0, false, N, nullptr, nullptr},
+    {"/count_zones", nullptr, "", 0, false, C, nullptr, nullptr},
+    {"/count_p_zones", nullptr, "", 0, false, C, nullptr, nullptr},
+    {"/set_pop_princess_skip", "/spps", "3", 0, false, C, "Pop Princess Skip value is now 3", nullptr},
+    {"/enable_irs", "/ei", "", 0, false, C, "IRS Building Enabled", nullptr},
+    {"/disable_irs", "/di", "", 0, false, C, "IRS Building Disabled", nullptr},
+    {"/stoplifts", nullptr, "", 0, false, C, "Lifts stopped (NOTE: Not saved in data file)", nullptr},
+    {"/startlifts", nullptr, "", 0, false, C, "Lifts started", nullptr},
+    {"/stop_princesses", "/stop_p", "", 0, false, C, "Princesses stopped (NOTE: Not saved in data file)", nullptr},
+    {"/start_princesses", "/start_p", "", 0, false, C, "Princesses started", nullptr},
+    {"/off_pscan_on", nullptr, "", 0, false, C, "Offline player scan on", nullptr},
+    {"/off_pscan_off", nullptr, "", 0, false, C, "Offline player scan off", nullptr},
+    {"/straight_update_on", nullptr, "", 0, false, C, "Straight update on (this client only)", nullptr},
+    {"/straight_update_off", nullptr, "", 0, false, C, "Straight update off (this client only)", nullptr},
+    {"/udp_send_buffer_limit", "/usbl", "16", 0, false, C, "UDP Send Buffer Limit is now: 16", nullptr},
+    {"/set_quillhob_texture", "/sqt", "100", 0, false, C,
+     "Any QuillhobCubes created from now on will have texture 100.", nullptr},
+    {"/set_zorbin_shrink_per_hit", "/szsph", "0.5", 0, false, C, "Zorbin shrink per hit value is now 0.500000",
+     nullptr},
+    {"/set_sb_shrink_per_hit", "/sssph", "0.5", 0, false, C, "StoneBlock shrink per hit value is now 0.500000",
+     nullptr},
+    {"/set_bb_shrink_per_hit", "/sbbsph", "0.5", 0, false, C, "BuildingBlock shrink per hit value is now 0.500000",
+     nullptr},
+    {"/set_zorbin_coins_stolen_per_hit", "/szcsph", "7", 0, false, C, "Zorbin coins stolen per hit value is now 7",
+     nullptr},
+    {"/set_property_moving_groups", "/spmg", "8", 0, false, C, "Propety Moving Groups now set to 8", nullptr},
+    {"/set_max_property_move_per_tick", "/smpmpt", "5", 0, false, C, "Max property move per second now set to 5",
+     nullptr},
+    {"/set_reward_hitting_quillhob", "/srhq", "5", 0, true, C, "Reward for hitting Quillhob with a FireBlock is now 5.",
+     "Sorry, you need coin changing permissions to use this command."},
+    {"/flying_disallow_enable", "/fde", "", 0, false, N, nullptr, nullptr},
+    {"/flying_disallow_disable", "/fdd", "", 0, false, N, nullptr, nullptr},
+    {"/flying_reallow_enable", "/fre", "", 0, false, N, nullptr, nullptr},
+    {"/flying_reallow_disable", "/frd", "", 0, false, N, nullptr, nullptr},
+    {"/jail_enable", "/je", "", 0, false, N, nullptr, nullptr},
+    {"/jail_disable", "/jd", "", 0, false, N, nullptr, nullptr},
+    {"/jail_release_enable", "/jre", "", 0, false, N, nullptr, nullptr},
+    {"/jail_release_disable", "/jrd", "", 0, false, N, nullptr, nullptr},
+    {"/alpha", nullptr, "300", 0, false, C, "Alpha Blend Factor must be between 0-255", nullptr},
+    {"/allow_zorbins_here", "/azh", "", 0, false, N, nullptr, nullptr},
+    {"/disallow_zorbins_here", "/dzh", "", 0, false, N, nullptr, nullptr},
+    {"/client_side_move", "/csm", "", 0, false, C, nullptr, nullptr},
+    {"/enable_tagpad", "/et", "", 0, false, N, nullptr, nullptr},
+    {"/disable_tagpad", "/dt", "", 0, false, N, nullptr, nullptr},
+    {"/enable_lift", "/el", "", 0, false, N, nullptr, nullptr},
+    {"/disable_lift", "/dl", "", 0, false, N, nullptr, nullptr},
+    {"/warp_to_lift", "/wtl", "1000000", 0, false, C, "LIFT NOT FOUND", nullptr},
+    {"/warp_to_talvy", "/wtt", "1000000", 0, false, C, "NOT FOUND", nullptr},
+    {"/warp_to_oriset", "/wto", "-1", 0, false, C, "NOT FOUND", nullptr},
+    {"/warp_to_quillhob", "/wtq", "1000000", 0, false, C, "NOT FOUND", nullptr},
+    {"/set_lift_end_here", "/sleh", "", 0, false, N, nullptr, nullptr},
+    {"/set_lift_speed", "/sls", "2501", 0, false, C,
+     "Sorry, this speed is too fast.\nMaximum speed on this server is 2500.", nullptr},
+    {"/set_byte_send_limit", "/sbsl", "0", 0, false, C,
+     "The server is no longer limited to how many bytes per 1/30th second it can send over the Internet.", nullptr},
+    {"/add_spline_point", "/asp", "", 0, false, N, nullptr, nullptr},
+    {"/make_spline_lift", "/msl", "", 0, false, N, nullptr, nullptr},
+    {"/finalize_spline_lift", "/fsl", "", 0, false, N, nullptr, nullptr},
+    {"/set_normalpad_label", "/snl", "label", 0, false, N, nullptr, nullptr},
+    {"/index_tagpads", "/itp", "", 0, false, W, nullptr, nullptr},
+    {"/index_admins", "/ia", "", 0, false, W, nullptr, nullptr},
+    {"/index_powerups", "/ip", "", 0, false, W, nullptr, nullptr},
+    {"/kill_all_pp", "/kapp", "", 0, false, N, nullptr, nullptr},
+    {"/goalpad_solexis", "/gps", "5", 2, false, N, nullptr, nullptr},
+};
+
+struct Word {
+    const Row* m_pRow;
+    std::string m_strLine;
+};
+
+std::vector<Word> AllWords() {
+    std::vector<Word> words;
+    for (const Row& row : kRows)
+        for (const char* word : {row.m_szLong, row.m_szShort})
+            if (word) words.push_back({&row, *row.m_szParams ? std::string(word) + " " + row.m_szParams : word});
+    return words;
+}
+
+bool ReadChat(const Bytes& b, std::string* sender, std::string* text) {
+    auto take = [&](size_t& at, std::string* out) {
+        uint32_t n = 0;
+        if (at + 4 > b.size()) return false;
+        std::memcpy(&n, &b[at], 4);
+        at += 4;
+        if (n > b.size() - at) return false;
+        out->assign(reinterpret_cast<const char*>(&b[at]), n);
+        at += n;
+        return true;
+    };
+    size_t at = 1;
+    return !b.empty() && b[0] == 49 && take(at, sender) && take(at, text);
+}
+
+// What one client heard, split at its own sentinels: for the issuer, the server's answers to each
+// word; for the listener, the issuer's chat lines before each sentinel.
+struct Heard {
+    std::vector<std::vector<std::string>> m_PerWord{std::vector<std::string>()};
+};
+
+// One player who issues the words, and one who shares its chat channel and only listens.
+struct Pair {
+    std::string m_strName; // as the issuer's chat lines are sent: upper case
+    int m_iLevel;
+    std::unique_ptr<headless::HeadlessClient> m_pIssuer, m_pListener;
+    Heard m_Issuer, m_Listener;
+};
+
+// The message window (29) or the scroll viewer, whose first window is its up button (37); other
+// windows (the menu button, the please-wait window) come of themselves.
+bool IsAnswerWindow(const Bytes& b) { return b.size() > 1 && b[0] == 0x65 && (b[1] == 29 || b[1] == 37); }
+
+std::string Sentinel(size_t i) { return std::string("~") + std::to_string(i); }
+
+// Files each message of the client: a sentinel of the pair closes the current word.
+void Hear(headless::HeadlessClient& client, const Pair& pair, bool listener, Heard* heard) {
+    client.Poll();
+    for (; !client.m_Inbox.empty(); client.m_Inbox.pop_front()) {
+        const Bytes& body = client.m_Inbox.front().body;
+        std::string sender, text;
+        if (ReadChat(body, &sender, &text)) {
+            if (sender == pair.m_strName && text == Sentinel(heard->m_PerWord.size() - 1)) {
+                heard->m_PerWord.emplace_back();
+            } else if (listener ? sender == pair.m_strName : sender != pair.m_strName) {
+                heard->m_PerWord.back().push_back(listener ? text : std::string("chat:") + text);
+            }
+        } else if (!listener && IsAnswerWindow(body)) {
+            heard->m_PerWord.back().push_back("window");
+        }
+    }
+}
+
+// The issuer's expected answers; nullopt where they are not checked.
+std::optional<std::vector<std::string>> Expected(const Row& row, int level, bool permission) {
+    if (level == 0) return std::vector<std::string>{};
+    bool levelOk = level > row.m_iLevelAbove, permissionOk = !row.m_bPermission || permission;
+    if (!levelOk || !permissionOk) {
+        // A permission row's refusal answers a lacking permission only; below its level it is silent.
+        bool answered = row.m_szRefusal && (row.m_bPermission ? levelOk : true);
+        return answered ? std::vector<std::string>{std::string("chat:") + row.m_szRefusal} : std::vector<std::string>{};
+    }
+    switch (row.m_Reply) {
+    case Reply::None:
+        return std::vector<std::string>{};
+    case Reply::Window:
+        return std::vector<std::string>{"window"};
+    case Reply::Chat: {
+        if (!row.m_szText) return std::nullopt;
+        std::vector<std::string> lines;
+        for (const char *line = row.m_szText, *end; line; line = *end ? end + 1 : nullptr) {
+            end = std::strchr(line, '\n');
+            if (!end) end = line + std::strlen(line);
+            lines.push_back(std::string("chat:").append(line, end));
+        }
+        return lines;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+class CommandsOverUdp : public ::testing::Test {
+protected:
+    // Sends every word with its sentinel from every issuer at once and waits until every issuer
+    // and listener has heard its last sentinel.
+    void Walk(bool permission) {
+        const std::vector<Word> words = AllWords();
+        for (Pair& p : m_Pairs) {
+            p.m_Issuer = p.m_Listener = Heard();
+            for (size_t i = 0; i < words.size(); ++i)
+                p.m_pIssuer->Send(0, Concat(Record(8, {words[i].m_strLine}), Record(8, {Sentinel(i)})));
+        }
+        const auto until = std::chrono::steady_clock::now() + 60s;
+        auto done = [&] {
+            for (const Pair& p : m_Pairs)
+                if (p.m_Issuer.m_PerWord.size() <= words.size() || p.m_Listener.m_PerWord.size() <= words.size())
+                    return false;
+            return true;
+        };
+        while (!done() && std::chrono::steady_clock::now() < until)
+            for (Pair& p : m_Pairs) {
+                Hear(*p.m_pIssuer, p, false, &p.m_Issuer);
+                Hear(*p.m_pListener, p, true, &p.m_Listener);
+                p.m_pListener->PollFor(1ms);
+            }
+        if (!done()) {
+            for (const Pair& p : m_Pairs)
+                ADD_FAILURE() << p.m_strName << " heard " << p.m_Issuer.m_PerWord.size() - 1 << " and its listener "
+                              << p.m_Listener.m_PerWord.size() - 1 << " of " << words.size() << " sentinels";
+            return;
+        }
+        for (const Pair& p : m_Pairs)
+            for (size_t i = 0; i < words.size(); ++i) {
+                const Word& w = words[i];
+                SCOPED_TRACE(w.m_strLine + " at level " + std::to_string(p.m_iLevel) +
+                             (permission ? " with" : " without") + " the permission");
+                // Recognised commands never reach the channel; an ordinary player's are chat.
+                std::vector<std::string> chat;
+                if (p.m_iLevel == 0) chat.push_back(w.m_strLine);
+                EXPECT_EQ(p.m_Listener.m_PerWord[i], chat);
+                const std::vector<std::string>& answers = p.m_Issuer.m_PerWord[i];
+                if (auto expected = Expected(*w.m_pRow, p.m_iLevel, permission)) {
+                    EXPECT_EQ(answers, *expected);
+                } else if (w.m_pRow->m_Reply == Reply::Chat) {
+                    EXPECT_TRUE(answers.size() == 1 && answers[0].rfind("chat:", 0) == 0) << answers.size();
+                }
+            }
+    }
+
+    // The text of the next chat line from the server, past everything else; empty after 10 s.
+    static std::string NextAnswer(headless::HeadlessClient& client) {
+        std::string sender, text;
+        bool answered = client.WaitUntil(
+            [&] {
+                for (; !client.m_Inbox.empty(); client.m_Inbox.pop_front())
+                    if (ReadChat(client.m_Inbox.front().body, &sender, &text) && sender == "VuK Server") {
+                        client.m_Inbox.pop_front();
+                        return true;
+                    }
+                return false;
+            },
+            10s);
+        return answered ? text : std::string();
+    }
+
+    // The master administrator's command and its one answer.
+    void Order(const std::string& line, const std::string& answer) {
+        headless::HeadlessClient& boss = *m_Pairs.back().m_pIssuer;
+        boss.Send(0, Record(8, {line}));
+        EXPECT_EQ(NextAnswer(boss), answer) << line;
+    }
+
+    std::vector<Pair> m_Pairs;
+};
+
+TEST_F(CommandsOverUdp, EveryWordAtEveryLevelWithAndWithoutThePermission) {
+    GameServer server([](const TempDir& dir) { dir.Write("krv_admin.ini", "Boss\r\n"); });
+    ASSERT_TRUE(server.Ready()) << server.Process().Output();
+    const struct {
+        const char* name;
+        int level;
+    } players[] = {{"Ann", 0}, {"Ben", 1}, {"Cid", 3}, {"Dan", 99}, {"BOSS", 100}};
+    int channel = 2;
+    for (const auto& player : players) {
+        Pair p;
+        p.m_strName = player.name;
+        for (char& c : p.m_strName) c = char(toupper(c));
+        p.m_iLevel = player.level;
+        p.m_pIssuer = server.NewClient();
+        p.m_pListener = server.NewClient();
+        // Each pair talks in a channel of its own, so that nobody hears the other pairs' lines.
+        for (auto* c : {p.m_pIssuer.get(), p.m_pListener.get()}) {
+            std::string name = c == p.m_pIssuer.get() ? player.name : std::string("Ear") + player.name;
+            ASSERT_FALSE(GameServer::Login(*c, NewLogin(name, "pw")).empty()) << name;
+            c->Send(0, Record(8, {std::string("/chatroom ") + std::to_string(channel)}));
+            ASSERT_EQ(NextAnswer(*c), std::string("You are now in chat channel ") + std::to_string(channel) + ".");
+        }
+        ++channel;
+        m_Pairs.push_back(std::move(p));
+    }
+    Order("/saa ben 1", "ben now has access level 1.");
+    Order("/saa cid 3", "cid now has access level 3.");
+    Order("/saa dan 99", "dan now has access level 99.");
+    Walk(false);
+    for (const auto& player : players) {
+        std::string name = player.name;
+        Order(std::string("/eacc ") + name, name + " now has coin changing permissions.");
+    }
+    Walk(true);
+}
+
+} // namespace
