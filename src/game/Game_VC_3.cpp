@@ -119,7 +119,7 @@ void MoveCarryingRiders(Game& game, const MoverRule& rule) {
 void Game::VC_Player() {
     auto* player = static_cast<Server_Player*>(m_pCurrentEntity);
     MakePlayerSane(player);
-    player->SetMoveFlag(kMoveMayBuildHere, true);
+    player->SetFlag(kPlayerMayBuildHere, true);
     player->SetPlatform(nullptr);
     // Players always clip as boxes: the rotation is set aside for the sweeps.
     Rotation* rotation = player->m_pRotation;
@@ -133,7 +133,7 @@ void Game::VC_Player() {
     VC_SetMovingFace_Y_VelGravity(vertical);
     VC_ClipAll_2();
     if (m_VC.m_pHit) {
-        player->SetMoveFlag(kMoveStandingOnEntity, true);
+        player->SetFlag(kPlayerStandingOnEntity, true);
         player->m_fGroundTilt = Tilt(m_VC.m_pHit);
         if (vertical < 0.0f) Player_ReactToLanding();
     } else {

@@ -65,12 +65,12 @@ void Game::Player_ReactToLanding() {
     auto* player = static_cast<Server_Player*>(m_pCurrentEntity);
     Server_Entity* e = m_VC.m_pHit;
     if (player->IsMessageWindowOpen()) return;
-    player->SetMoveFlag(kMoveMayBuildHere, true);
+    player->SetFlag(kPlayerMayBuildHere, true);
     player->SetMoveFlag(kMoveFast, false);
     if (e->GetKind() == kKindNormalPad) {
         if (e->m_usTexture == kTextureSpeedSurface) player->SetMoveFlag(kMoveFast, true);
         player->m_fVerticalVelocity += float(e->GetEEA(kEEABounce));
-        if (!(e->m_ucRuleFlags & kRuleZorbinBuildAllowed)) player->SetMoveFlag(kMoveMayBuildHere, false);
+        if (!(e->m_ucRuleFlags & kRuleZorbinBuildAllowed)) player->SetFlag(kPlayerMayBuildHere, false);
         if (e->m_usTexture == kTextureFireBlock && player->IsLoggedIn() && player->m_uiEnergy > 0) {
             --player->m_uiEnergy;
             player->SetDirty();

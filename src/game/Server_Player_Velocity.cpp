@@ -14,7 +14,7 @@ constexpr uint32_t kMovementKeys = kKeyGroundMovement | kKeyUp | kKeyDown;
 void Server_Player::DetermineNewVelocity() {
     const bool hyper = GetFlag(kPlayerSpeedBoost);
     const bool windowOpen = IsMessageWindowOpen();
-    const bool standing = GetMoveFlag(kMoveStandingOnEntity);
+    const bool standing = GetFlag(kPlayerStandingOnEntity);
 
     VUKVector push;
     if (IsLoggedIn()) {
@@ -41,7 +41,7 @@ void Server_Player::DetermineNewVelocity() {
                 SetMoveFlag(kMoveFast, false);
             }
         }
-        if (HasKey(kKeyJump) && !driving && (standing || GetMoveFlag(kMoveOnGround))) {
+        if (HasKey(kKeyJump) && !driving && (standing || GetFlag(kPlayerOnGroundPlane))) {
             float base = GetMoveFlag(kMoveFast) ? 24.0f : 8.0f;
             m_fVerticalVelocity += (base + m_fJumpBonus) * (hyper ? 2.25f : 1.5f);
         }
@@ -59,20 +59,20 @@ void Server_Player::DetermineNewVelocity() {
 
     const VUKVector& v = m_vVelocity;
     if (v.x * v.x + v.y * v.y + v.z * v.z < 0.0001f) m_vVelocity = VUKVector();
-    if (GetMoveFlag(kMoveNoFriction))
-        SetMoveFlag(kMoveNoFriction, false);
+    if (GetFlag(kPlayerNoFriction))
+        SetFlag(kPlayerNoFriction, false);
     else
         m_vVelocity *= 0.75f;
 
-    SetMoveFlag(kMoveStandingOnEntity, false);
+    SetFlag(kPlayerStandingOnEntity, false);
 
     if (std::fabs(m_fVerticalVelocity) >= 0.01f) {
-        SetMoveFlag(kMoveOnGround, false);
+        SetFlag(kPlayerOnGroundPlane, false);
         const float floor = m_vSize.y * 0.5f;
         if (m_vPosition.y + m_fVerticalVelocity <= floor) {
             m_fVerticalVelocity = floor - m_vPosition.y;
             if (std::fabs(m_fVerticalVelocity) < 0.01f) m_fVerticalVelocity = 0.0f;
-            SetMoveFlag(kMoveOnGround, true);
+            SetFlag(kPlayerOnGroundPlane, true);
             SetMoveFlag(kMoveFast, false);
         }
     } else {

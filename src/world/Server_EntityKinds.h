@@ -149,6 +149,11 @@ inline constexpr PlayerFlag kPlayerClientSideWarp{8, 0x08};      // byte 9 bit 3
 inline constexpr PlayerFlag kPlayerNoKickOwnProperty{8, 0x80};   // byte 9 bit 7
 inline constexpr PlayerFlag kPlayerClientSimulatesFire{9, 0x01}; // byte 10 bit 0: the client's KRV_CSE1
 inline constexpr PlayerFlag kPlayerByte10Bit1{9, 0x02};          // byte 10 bit 1, cleared by the loader
+// Where the player stands and what a hit leaves for its next move; none of it saved.
+inline constexpr PlayerFlag kPlayerStandingOnEntity{4, 0x20}; // the last sweep landed on something
+inline constexpr PlayerFlag kPlayerOnGroundPlane{4, 0x40};    // standing on y = 0
+inline constexpr PlayerFlag kPlayerMayBuildHere{4, 0x80};     // the surface stood on allows building
+inline constexpr PlayerFlag kPlayerNoFriction{5, 0x10};       // byte 6 bit 4: skip friction once
 
 // Key flags (m_uiKeyFlags). Bits 0 to 14 are the bits of the key message's mask.
 inline constexpr uint32_t kKeyMove0 = 1u << 0; // the four ground movement keys
@@ -182,16 +187,13 @@ enum BuildRepeat : uint8_t {
     kRepeatCount
 };
 
-// Movement state of a player (m_usMoveFlags). Hyper play, flying toggled on and gliding are the
-// player flags the client is sent (kPlayerSpeedBoost, kPlayerFlying, kPlayerGlide).
+// Movement state of a player kept apart from the flag bytes (m_usMoveFlags). Hyper play, flying
+// toggled on and gliding are the player flags the client is sent (kPlayerSpeedBoost, kPlayerFlying,
+// kPlayerGlide).
 inline constexpr uint16_t kMoveFast = 0x0001;          // speed surface or eagle flight
 inline constexpr uint16_t kMoveEagleWings = 0x0002;    // fast flight while flying is toggled on
 inline constexpr uint16_t kMoveDriveTheTalvy = 0x0004; // may steer a Talvy cube it stands on
 inline constexpr uint16_t kMoveDriving = 0x0008;       // steering one this tick
-inline constexpr uint16_t kMoveStandingOnEntity = 0x0010;
-inline constexpr uint16_t kMoveOnGround = 0x0020;     // standing on the ground plane
-inline constexpr uint16_t kMoveNoFriction = 0x0040;   // friction skipped once
-inline constexpr uint16_t kMoveMayBuildHere = 0x0080; // what it last stood on allows building
 
 inline constexpr int kPlayerEffectSlots = 10;
 // The master administrator's level, given at login; no command gives it to anyone else.

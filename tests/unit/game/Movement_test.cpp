@@ -18,7 +18,7 @@ TEST_F(Movement, FallingPlayerStopsShortOfTheBlockItMeets) {
     MovePlayer(p);
     EXPECT_FLOAT_EQ(p->m_vPosition.y, 108.1f);
     EXPECT_FLOAT_EQ(p->m_fVerticalVelocity, -4.9f);
-    EXPECT_TRUE(p->GetMoveFlag(kMoveStandingOnEntity));
+    EXPECT_TRUE(p->GetFlag(kPlayerStandingOnEntity));
     EXPECT_EQ(p->m_pPlatform, block);
     EXPECT_EQ(block->m_ReferringPlayers.Length(), 1u);
 
@@ -27,7 +27,7 @@ TEST_F(Movement, FallingPlayerStopsShortOfTheBlockItMeets) {
     q->m_fVerticalVelocity = -10.0f;
     MovePlayer(q);
     EXPECT_FLOAT_EQ(q->m_vPosition.y, 103.0f);
-    EXPECT_FALSE(q->GetMoveFlag(kMoveStandingOnEntity));
+    EXPECT_FALSE(q->GetFlag(kPlayerStandingOnEntity));
     EXPECT_EQ(q->m_pPlatform, nullptr);
 }
 
@@ -124,13 +124,13 @@ TEST_F(Movement, VelocityFromGlideDownHyperWalkingAndJumping) {
         p.SetFlag(kPlayerSpeedBoost, c.hyper);
         p.SetKey(kKeyDown, c.down);
         p.SetKey(kKeyJump, c.jump);
-        p.SetMoveFlag(kMoveStandingOnEntity, c.standing);
+        p.SetFlag(kPlayerStandingOnEntity, c.standing);
         p.m_fThrottle = c.throttle;
         p.m_fVerticalVelocity = c.vertical;
         p.DetermineNewVelocity();
         EXPECT_FLOAT_EQ(p.m_fVerticalVelocity, c.expectVertical) << c.name;
         EXPECT_FLOAT_EQ(p.m_vVelocity.z, c.expectVz) << c.name;
-        EXPECT_FALSE(p.GetMoveFlag(kMoveStandingOnEntity)) << c.name;
+        EXPECT_FALSE(p.GetFlag(kPlayerStandingOnEntity)) << c.name;
     }
 }
 
@@ -141,7 +141,7 @@ TEST_F(Movement, GroundPlaneCutsTheFall) {
     p.m_fVerticalVelocity = -3.8f;
     p.DetermineNewVelocity();
     EXPECT_FLOAT_EQ(p.m_fVerticalVelocity, -3.0f);
-    EXPECT_TRUE(p.GetMoveFlag(kMoveOnGround));
+    EXPECT_TRUE(p.GetFlag(kPlayerOnGroundPlane));
 }
 
 // Numbers no client should send, and a player made inside a block: every move ends, finite and

@@ -41,7 +41,7 @@ TEST_F(Reactions, LandingOnPadsAndPalaceCubes) {
         MovePlayer(p);
         EXPECT_FLOAT_EQ(p->m_fVerticalVelocity, c.vertical) << c.name;
         EXPECT_EQ(p->GetMoveFlag(kMoveFast), c.fast) << c.name;
-        EXPECT_EQ(p->GetMoveFlag(kMoveMayBuildHere), c.mayBuild) << c.name;
+        EXPECT_EQ(p->GetFlag(kPlayerMayBuildHere), c.mayBuild) << c.name;
         EXPECT_EQ(p->m_uiEnergy, c.energy) << c.name;
         EXPECT_EQ(p->m_pPlatform, c.windowOpen ? nullptr : e) << c.name;
     }
