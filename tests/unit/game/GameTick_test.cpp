@@ -17,7 +17,8 @@ TEST_F(GameTick, UpdateThenRemovalInOneTickDestroysWithoutRefiling) {
     Server& s = server();
     Server_Entity* removed = Block();
     Server_Entity* moved = Block(300.0f);
-    for (Server_Entity* e : {removed, moved}) {
+    Server_Entity* later = Block(600.0f);
+    for (Server_Entity* e : {removed, moved, later}) {
         e->m_vPosition.x += 50'000.0f;
         s.QueueEntityForUpdate(e);
         s.QueueEntityForUpdate(e); // once is enough
@@ -26,16 +27,19 @@ TEST_F(GameTick, UpdateThenRemovalInOneTickDestroysWithoutRefiling) {
     s.QueueEntityForRemoval(removed); // and never twice
     EXPECT_EQ(removed->m_ucRuleFlags & 0x07, kRuleQueuedForRemoval);
     EXPECT_EQ(moved->m_ucRuleFlags & 0x07, kRuleQueuedForUpdate);
-    EXPECT_EQ(s.m_UpdateList.Length(), 2u);
+    EXPECT_EQ(s.m_UpdateList.Length(), 3u);
     EXPECT_EQ(s.m_RemoveList.Length(), 1u);
     // Queueing for update after removal changes nothing.
     s.QueueEntityForUpdate(removed);
-    EXPECT_EQ(s.m_UpdateList.Length(), 2u);
+    EXPECT_EQ(s.m_UpdateList.Length(), 3u);
 
     s.m_pCurrentEntity = removed;
     s.ProcessUpdatesAndRemoves();
-    EXPECT_EQ(s.m_AllEntities.Count(), 1u);
+    // The list is walked from its head, newest first: later leaves [removed, moved, later] and
+    // comes back last, then moved does, then removed goes and moved takes its place.
+    ASSERT_EQ(s.m_AllEntities.Count(), 2u);
     EXPECT_EQ(s.m_AllEntities.GetEntity(0), moved);
+    EXPECT_EQ(s.m_AllEntities.GetEntity(1), later);
     EXPECT_EQ(s.m_pCurrentEntity, nullptr);
     EXPECT_TRUE(s.m_UpdateList.Empty() && s.m_RemoveList.Empty());
     EXPECT_EQ(moved->m_ucRuleFlags & 0x07, 0);
