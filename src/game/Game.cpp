@@ -46,6 +46,7 @@ void Game::QueueEntityForRemoval(Server_Entity* e) {
     e->m_ucRuleFlags = uint8_t((e->m_ucRuleFlags | kRuleQueuedForRemoval) & ~kRuleQueuedForUpdate);
 }
 
+// Both lists are walked from the head, newest first, and entries added meanwhile are taken too.
 void Game::ProcessUpdatesAndRemoves() {
     auto updatePass = [this] {
         while (Link<Server_Entity*>* link = m_UpdateList.Head()) {
