@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "base/Settings.h"
+#include "game/VC_WorkArea.h"
 #include "world/LinkedList.h"
 #include "world/World.h"
 
@@ -71,23 +72,57 @@ public:
     void Tick_Lifts();
 
     // ---- deferred updates and removals (game/Game.cpp) ----
-    // Re-files e in the world's arrays and zones at the end of the tick.
+    // Sets the game-tick signal on the princess cubes and lifts whose rules run this tick.
+    void Tick_Signal_TCs_OCs_Lifts();
+    // Puts e on the update list unless it is already on either list.
     void QueueEntityForUpdate(Server_Entity* e);
-    // Tells the clients and destroys e at the end of the tick.
+    // Tells the clients e is going, then puts it on the remove list (once).
     void QueueEntityForRemoval(Server_Entity* e);
-    // The admin editor's texture stepping: t to t + 1 for 0..75, and 76 back to 1.
-    void ConstructNextTextureTable();
-    static constexpr int kNextTextureCount = 77;
-    uint16_t m_usNextTexture[kNextTextureCount] = {};
-    // Re-files e at the end of the tick; nothing when it is already queued either way.
+    // End of the tick: re-files the queued entities, destroys the removed ones, and re-files
+    // what the removals queued.
     void ProcessUpdatesAndRemoves();
+    void ConstructNextTextureTable();
+
+    // Rules of families still to come that the tick calls (each file says it is not built yet).
+    void Tick_QuillhobCubes();                             // game/Game_Quillhob.cpp
+    void Tick_Moving_NPs();                                // game/Game_Moving_NPs.cpp
+    void SetAboveNearbyEntitiesAsMoving(Server_Entity* e); // game/Game_Moving_NPs.cpp
+    void Tick_Moving_Zorbins();                            // game/Game_Tick_Zorbins.cpp
+    void Tick_Zorbins();                                   // game/Game_Tick_Zorbins.cpp
+
     LinkedList<Server_Entity*> m_UpdateList;
     LinkedList<Server_Entity*> m_RemoveList;
+    // Texture t steps to m_usNextTexture[t] in the admin editor; 0 to 76.
+    static constexpr int kNextTextureCount = 77;
+    uint16_t m_usNextTexture[kNextTextureCount] = {};
 
     // ---- movement and collision (game/Game_VC_3.cpp, Game_VC_ReactToHit.cpp,
     // CoreVelocityClipping_2.cpp) ----
-    // Moves the game's current entity, a player, for one tick.
+    // Move the current entity for one tick, axis by axis.
     void VC_Player();
+    void VC_TC();
+    void VC_OC_Feb_01_2003();
+    void VC_NP();
+    void VC_Zorbin();
+    // The sweep machinery; each works on the work area and the current entity.
+    void VC_SetZoneLimits();
+    void VC_SetMovingFace_X();
+    void VC_SetMovingFace_Y();
+    void VC_SetMovingFace_Z();
+    void VC_SetMovingFace_Y_VelGravity(float verticalVelocity);
+    void VC_ClipAll_2();
+    void VC_Player_ClipRotatedObject();
+    void GoogaClip();
+    void GoogaReverseClip();
+    // Reactions of the current entity and of what it hit.
+    void Player_ReactToLanding();
+    void Player_ReactToHit_General();
+    void NP_ReactToHit_General();
+    void TC_ReactToHit_General();
+    void Tick_TC_HandleConflict_NormalPad();
+    void Tick_TC_HandleConflict_OC();
+
+    VC_WorkArea m_VC;
 
     // ---- player actions, building and the admin editor (game/Game_Tick_Player.cpp) ----
     // Building, locating and the editor are in Game_Tick_Player_Build, _Locate and _AdminEditor.

@@ -7,8 +7,10 @@
 #include "world/Server_EntityKinds.h"
 
 // ---- textures that mark a role ----
-inline constexpr uint16_t kTexturePowerupPad = 5; // spawned powerup cubes
-inline constexpr uint16_t kTexturePyramid = 15;   // saved with the pyramid-texture byte set
+inline constexpr uint16_t kTextureFireBlock = 3;     // also a surface that burns players landing on it
+inline constexpr uint16_t kTextureSpeedSurface = 15; // landing on it makes a player fast
+inline constexpr uint16_t kTexturePowerupPad = 5;    // spawned powerup cubes
+inline constexpr uint16_t kTexturePyramid = 15;      // saved with the pyramid-texture byte set
 inline constexpr uint16_t kTextureStoneBlock = 39;
 inline constexpr uint16_t kTextureFlatStone = 40;
 inline constexpr uint16_t kTextureBuildingBlock = 42;

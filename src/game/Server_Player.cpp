@@ -37,9 +37,6 @@ void Server_Player::TryBuyPowerup_ShieldOfTalvy() {}
 void Server_Player::TryBuyPowerup_SpiritOfIceCream() {}
 void Server_Player::TryBuySolexis() {}
 
-// Not built yet: the powerup rules fill it.
-void Server_Player::SetDead() {}
-
 // Not built yet: the princess cube rules fill them.
 void Server_Player::HandleTalvyCubeDefeat(Server_Entity*) {}
 void Server_Player::HandleMadeTalvyDrunk(Server_Entity*) {}

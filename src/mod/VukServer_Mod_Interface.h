@@ -17,3 +17,6 @@ extern void (*KRV_ORIGINAL_CallWhenPlayerDefeatsTalvyCube)(Server_Player* player
 // Loads the library; true when it was found and accepted.
 bool TryToLoadVukMod();
 void FreeVukMod();
+
+// The mod's hook called at the end of every game tick's rules, or null.
+extern void (*KRV_ORIGINAL_CallAtEveryTick)();

@@ -1,5 +1,6 @@
 #include "world/Server_Entity.h"
 
+#include <cmath>
 #include <cstring>
 #include <exception>
 #include <vector>
@@ -152,6 +153,12 @@ bool Server_Entity::ShouldSizeBeRejected(float x, float y, float z) const {
 }
 
 void Server_Entity::ClipToOuterInvisibleBoundaries() {
+    // A coordinate that is no number (bad input) has no nearest wall: it starts again from 0.
+    for (float* c : {&m_vPosition.x, &m_vPosition.y, &m_vPosition.z}) {
+        if (std::isfinite(*c)) continue;
+        *c = 0.0f;
+        SetDirty();
+    }
     if (m_vPosition.y > 10'000.0f) {
         m_vPosition.y = 10'000.0f;
         SetDirty();

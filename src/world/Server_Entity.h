@@ -24,7 +24,7 @@ inline constexpr uint8_t kRuleDirty = 0x01;            // something visible chan
 inline constexpr uint8_t kRuleQueuedForUpdate = 0x02;  // on the game's update list
 inline constexpr uint8_t kRuleQueuedForRemoval = 0x04; // on the game's remove list
 inline constexpr uint8_t kRuleZorbinBuildAllowed = 0x08;
-inline constexpr uint8_t kRuleBit4 = 0x10;           // cleared for Talvy cubes; no rule reads it
+inline constexpr uint8_t kRuleStanding = 0x10;       // a princess cube stands on something
 inline constexpr uint8_t kRuleMoving = 0x20;         // moving property
 inline constexpr uint8_t kRulePrincessReward = 0x40; // extended attribute 6 holds a landing reward
 inline constexpr uint8_t kRulePyramid = 0x80;        // the pad flag the save file carries: a sacred object
@@ -165,7 +165,8 @@ public:
     static bool IsExcessiveSizeForMovement(float x, float y, float z);
     // Princess, Zorbin and palace cubes, lifts and player-built blocks must stay movable.
     bool ShouldSizeBeRejected(float x, float y, float z) const;
-    // Clamps the position into the outer walls; every clamp marks the entity dirty.
+    // Clamps the position into the outer walls, a coordinate that is not finite to 0; every
+    // clamp marks the entity dirty.
     void ClipToOuterInvisibleBoundaries();
 
 protected:

@@ -8,7 +8,7 @@ Server_FireBlock::Server_FireBlock() { MakeKind(kKindFireBlock); }
 
 Server_TalvyCube::Server_TalvyCube() {
     MakeKind(kKindTalvyCube);
-    m_ucRuleFlags &= uint8_t(~kRuleBit4);
+    m_ucRuleFlags &= uint8_t(~kRuleStanding);
 }
 
 Server_OrisetCube::Server_OrisetCube() { MakeKind(kKindOrisetCube); }

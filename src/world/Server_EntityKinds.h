@@ -127,7 +127,7 @@ inline constexpr PlayerFlag kPlayerShowFurtherString{3, 0x02}; // byte 4 bit 1: 
 inline constexpr PlayerFlag kPlayerMessageWindow{3, 0x04};     // byte 4 bit 2: modal window open, saved
 inline constexpr PlayerFlag kPlayerAdminMode{3, 0x08};      // byte 4 bit 3: sent with 0x43, stops client-side movement
 inline constexpr PlayerFlag kPlayerMoving{3, 0x10};         // byte 4 bit 4
-inline constexpr PlayerFlag kPlayerSpeedBoost{3, 0x20};     // byte 4 bit 5: speed factor 1.5
+inline constexpr PlayerFlag kPlayerSpeedBoost{3, 0x20};     // byte 4 bit 5: hyper play, speed factor 1.5
 inline constexpr PlayerFlag kPlayerFlying{3, 0x80};         // byte 4 bit 7: fly state 1
 inline constexpr PlayerFlag kPlayerClientFireFlag{4, 0x02}; // byte 5 bit 1: sent with 0x7C
 inline constexpr PlayerFlag kPlayerClientFlag{4, 0x04};     // byte 5 bit 2: the client's flag record
@@ -207,6 +207,14 @@ enum BuildRepeat : uint8_t {
     kRepeatCount
 };
 
+// Movement state of a player kept apart from the flag bytes (m_usMoveFlags). Hyper play, flying
+// toggled on and gliding are the player flags the client is sent (kPlayerSpeedBoost, kPlayerFlying,
+// kPlayerGlide).
+inline constexpr uint16_t kMoveFast = 0x0001;          // speed surface or eagle flight
+inline constexpr uint16_t kMoveEagleWings = 0x0002;    // fast flight while flying is toggled on
+inline constexpr uint16_t kMoveDriveTheTalvy = 0x0004; // may steer a Talvy cube it stands on
+inline constexpr uint16_t kMoveDriving = 0x0008;       // steering one this tick
+
 inline constexpr int kPlayerEffectSlots = 10;
 // The master administrator's level, given at login; no command gives it to anyone else.
 inline constexpr uint16_t kMasterAdminLevel = 100;
@@ -237,6 +245,8 @@ public:
     float m_fAdminStep = 1.0f;
     float m_fJumpBonus = 0.0f;
     float m_fMoveState[2] = {};
+    float m_fGroundTilt = 0.0f; // |pitch| + |roll| of what the player last touched
+    uint16_t m_usMoveFlags = kMoveEagleWings;
     float m_fMessageTime = 0.0f;
     std::string m_strName;
     std::string m_strPassword;
@@ -286,6 +296,10 @@ public:
     bool IsMessageWindowOpen() const { return GetFlag(kPlayerMessageWindow); }
     bool IsAdminMode() const { return GetFlag(kPlayerAdminMode); }
 
+    bool GetMoveFlag(uint16_t f) const { return (m_usMoveFlags & f) != 0; }
+    void SetMoveFlag(uint16_t f, bool on) {
+        m_usMoveFlags = on ? uint16_t(m_usMoveFlags | f) : uint16_t(m_usMoveFlags & ~f);
+    }
     bool HasKey(uint32_t key) const { return (m_uiKeyFlags & key) != 0; }
     void SetKey(uint32_t key, bool on) { m_uiKeyFlags = on ? (m_uiKeyFlags | key) : (m_uiKeyFlags & ~key); }
     // Points the platform reference at e (or nowhere), keeping e's referring players in step.
@@ -307,12 +321,8 @@ public:
     void ApplyTempEffects();
     void HandleEnterKey();
     void ResetPosition();
-    // Not built yet: the movement rules fill it.
-    void DetermineNewVelocity();
     // Ends the Cola of Smiley; not built yet (the powerups come with the economy).
     void RemoveCola();
-    // Dying: back to the start point, halted by a modal message; not built yet.
-    void SetDead();
     // The player shot a Talvy cube down, or made it drunk; not built yet (the princess rules).
     void HandleTalvyCubeDefeat(Server_Entity* cube);
     void HandleMadeTalvyDrunk(Server_Entity* cube);
@@ -320,4 +330,20 @@ public:
     void TryBuyPowerup_ShieldOfTalvy();
     void TryBuyPowerup_SpiritOfIceCream();
     void TryBuySolexis();
+
+    // ---- movement (game/Server_Player_Velocity.cpp) ----
+    // Turns keys, steering, flight and gravity into this tick's velocity and vertical velocity.
+    void DetermineNewVelocity();
+
+    // ---- rules of families still to come that movement calls ----
+    // Dying: back to the start point, halted by a modal message.
+    void SetDead();                                   // game/Game_Powerups.cpp
+    void HandleFlyingDisallow();                      // game/Game_Powerups.cpp
+    void HandleFlyingReallow();                       // game/Game_Powerups.cpp
+    void HandleJail();                                // game/Game_Powerups.cpp
+    void HandleJailRelease();                         // game/Game_Powerups.cpp
+    void HandleGoalPadLand(Server_Entity* pad);       // game/Game_Economy.cpp
+    bool HandleTagPadLand(Server_Entity* pad);        // game/Game_Economy.cpp; true when something changed
+    void HandleTalvyCubeOnPyramid(unsigned reward);   // game/Game_OC.cpp
+    void HandleOrisetCubeDefeat(Server_Entity* cube); // game/Game_OC.cpp
 };

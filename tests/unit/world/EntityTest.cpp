@@ -2,6 +2,7 @@
 // players, storage and the per-client-slot storage.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 
 #include "base/Settings.h"
@@ -140,13 +141,15 @@ TEST(SizeLimits, KeepMovableThingsFromGrowingTooLargeToMove) {
     // clang-format on
 }
 
-// Each wall on its own: the height, then x and z at either side; the floor is no wall.
+// Each wall on its own: the height, then x and z at either side; the floor is no wall. A
+// coordinate that is no finite number starts again from 0.
 TEST(OuterWalls, HoldHeightXAndZButNotTheFloorAndMarkTheEntityDirty) {
     // clang-format off
     for (auto [from, to] : {std::pair{VUKVector(0, 12'000, 0), VUKVector(0, 10'000, 0)},
             {VUKVector(-150'000, -5'000, 0), VUKVector(-100'000, -5'000, 0)}, {VUKVector(150'000, 0, 0), VUKVector(100'000, 0, 0)},
             {VUKVector(0, 0, -120'000), VUKVector(0, 0, -100'000)}, {VUKVector(0, 0, 120'000), VUKVector(0, 0, 100'000)},
-            {VUKVector(1e5f, 1e4f, -1e5f), VUKVector(1e5f, 1e4f, -1e5f)}}) {
+            {VUKVector(1e5f, 1e4f, -1e5f), VUKVector(1e5f, 1e4f, -1e5f)},
+            {VUKVector(NAN, -INFINITY, 7), VUKVector(0, 0, 7)}, {VUKVector(INFINITY, 5, NAN), VUKVector(0, 5, 0)}}) {
         Server_Player p;
         p.m_vPosition = from;
         p.ClipToOuterInvisibleBoundaries();

@@ -1,0 +1,5 @@
+// Quillhob cubes.
+#include "game/Game.h"
+
+// Not built yet: the princess cube rules fill it.
+void Game::Tick_QuillhobCubes() {}

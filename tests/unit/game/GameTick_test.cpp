@@ -1,0 +1,110 @@
+// The game tick's order, its signals, and the deferred update and remove lists.
+#include "GameFixture.h"
+#include "mod/VukServer_Mod_Interface.h"
+#include "world/VUK_Zone.h"
+
+namespace {
+
+using GameTick = GameTest;
+
+bool FiledInZoneAt(const VUK_Grid& grid, const Server_Entity* e, float x, float y, float z) {
+    int layer = grid.IndexY(y), row = grid.IndexZ(z), zone = grid.IndexX(x);
+    const VUK_Zone* found = grid.GetZone(uint32_t(layer), uint32_t(row), uint32_t(zone));
+    return found && found->List(kZoneAll).Contains(e);
+}
+
+TEST_F(GameTick, UpdateThenRemovalInOneTickDestroysWithoutRefiling) {
+    Server& s = server();
+    Server_Entity* removed = Block();
+    Server_Entity* moved = Block(300.0f);
+    Server_Entity* later = Block(600.0f);
+    for (Server_Entity* e : {removed, moved, later}) {
+        e->m_vPosition.x += 50'000.0f;
+        s.QueueEntityForUpdate(e);
+        s.QueueEntityForUpdate(e); // once is enough
+    }
+    s.QueueEntityForRemoval(removed);
+    s.QueueEntityForRemoval(removed); // and never twice
+    EXPECT_EQ(removed->m_ucRuleFlags & 0x07, kRuleQueuedForRemoval);
+    EXPECT_EQ(moved->m_ucRuleFlags & 0x07, kRuleQueuedForUpdate);
+    EXPECT_EQ(s.m_UpdateList.Length(), 3u);
+    EXPECT_EQ(s.m_RemoveList.Length(), 1u);
+    // Queueing for update after removal changes nothing.
+    s.QueueEntityForUpdate(removed);
+    EXPECT_EQ(s.m_UpdateList.Length(), 3u);
+
+    s.m_pCurrentEntity = removed;
+    s.ProcessUpdatesAndRemoves();
+    // The list is walked from its head, newest first: later leaves [removed, moved, later] and
+    // comes back last, then moved does, then removed goes and moved takes its place.
+    ASSERT_EQ(s.m_AllEntities.Count(), 2u);
+    EXPECT_EQ(s.m_AllEntities.GetEntity(0), moved);
+    EXPECT_EQ(s.m_AllEntities.GetEntity(1), later);
+    EXPECT_EQ(s.m_pCurrentEntity, nullptr);
+    EXPECT_TRUE(s.m_UpdateList.Empty() && s.m_RemoveList.Empty());
+    EXPECT_EQ(moved->m_ucRuleFlags & 0x07, 0);
+    EXPECT_TRUE(FiledInZoneAt(s.m_Grid, moved, 50'300.0f, 50.0f, 0.0f));
+    EXPECT_FALSE(FiledInZoneAt(s.m_Grid, moved, 300.0f, 50.0f, 0.0f));
+}
+
+// A removed fire block leaves its admins their selection; anything else is deselected, and fire
+// blocks credited to it are credited to nobody.
+TEST_F(GameTick, RemovalDeselectsEverythingButFireBlocks) {
+    Server& s = server();
+    Server_Entity* block = Block();
+    auto* fire = static_cast<Server_FireBlock*>(Box(kKindFireBlock, {0.0f, 500.0f, 0.0f}, {8.0f, 8.0f, 8.0f}));
+    auto* otherFire = static_cast<Server_FireBlock*>(Box(kKindFireBlock, {0.0f, 900.0f, 0.0f}, {8.0f, 8.0f, 8.0f}));
+    otherFire->m_pShotOwner = block;
+    Server_Player* blockAdmin = Player({1000.0f, 8.0f, 0.0f});
+    Server_Player* fireAdmin = Player({2000.0f, 8.0f, 0.0f});
+    blockAdmin->m_pAdminSelection = block;
+    fireAdmin->m_pAdminSelection = fire;
+    s.QueueEntityForRemoval(block);
+    s.QueueEntityForRemoval(fire);
+    s.ProcessUpdatesAndRemoves();
+    EXPECT_EQ(blockAdmin->m_pAdminSelection, nullptr);
+    EXPECT_EQ(fireAdmin->m_pAdminSelection, static_cast<Server_Entity*>(fire)); // compared, never followed
+    EXPECT_EQ(otherFire->m_pShotOwner, nullptr);
+    EXPECT_EQ(s.m_AllEntities.Count(), 3u);
+}
+
+TEST_F(GameTick, SignalsFollowTheSwitches) {
+    struct Case {
+        bool princesses, lifts;
+    };
+    for (Case c : {Case{true, true}, Case{false, true}, Case{true, false}}) {
+        Server& s = server();
+        s.m_bPrincessesRunning = c.princesses;
+        s.m_bLiftsRunning = c.lifts;
+        Server_Entity* talvy = Box(kKindTalvyCube, {0.0f, 5000.0f, 0.0f}, {500.0f, 500.0f, 500.0f});
+        Server_Entity* oriset = Box(kKindOrisetCube, {3000.0f, 5000.0f, 0.0f}, {500.0f, 500.0f, 500.0f});
+        Server_Entity* lift = Block(6000.0f);
+        lift->GetOrCreateLift();
+        s.UpdateGroupsAndZonesEntityIsIn(lift);
+        s.Game_Tick();
+        for (auto [e, on] : {std::pair{talvy, c.princesses}, {oriset, c.princesses}, {lift, c.lifts}}) {
+            EXPECT_EQ((e->m_ucPassFlags & kPassTickSignal) != 0, on) << int(e->GetKind());
+            s.QueueEntityForRemoval(e);
+        }
+        s.ProcessUpdatesAndRemoves();
+    }
+}
+
+// The mod's hook comes after the rules and before the lists are processed.
+TEST_F(GameTick, ModHookRunsBeforeTheListsAreProcessed) {
+    static Server* s_pServer;
+    static uint32_t s_uiCountInHook, s_uiTickInHook;
+    s_pServer = &server();
+    KRV_ORIGINAL_CallAtEveryTick = [] {
+        s_uiCountInHook = s_pServer->m_AllEntities.Count();
+        s_uiTickInHook = s_pServer->m_uiTickCount;
+    };
+    server().QueueEntityForRemoval(Block());
+    server().Game_Tick();
+    KRV_ORIGINAL_CallAtEveryTick = nullptr;
+    EXPECT_EQ(s_uiCountInHook, 1u);
+    EXPECT_EQ(s_uiTickInHook, 1u);
+    EXPECT_EQ(server().m_AllEntities.Count(), 0u);
+}
+
+} // namespace
