@@ -97,18 +97,6 @@ TEST_F(Transport, AfterLeavingTheSamePortStartsANewConnection) {
     EXPECT_EQ(c->m_Received[size_t(answer)].bytes, (Bytes{5, 1, 76, 1, 0, 0, 0, 'Y', 0}));
 }
 
-TEST_F(Transport, KeepAlivesComeEverySecondOfSilence) {
-    auto c = RawClient(m_Server);
-    c->SendKeepAlive();
-    long first = c->WaitForDatagram(IsKeepAlive, 3s);
-    ASSERT_GE(first, 0);
-    long second = c->WaitForDatagram(IsKeepAlive, 3s, size_t(first) + 1);
-    ASSERT_GE(second, 0);
-    const double gap = SecondsBetween(c->m_Received[size_t(first)], c->m_Received[size_t(second)]);
-    EXPECT_GT(gap, 0.95);
-    EXPECT_LT(gap, 1.25);
-}
-
 TEST_F(Transport, LostAcknowledgementIsRepairedByTheResend) {
     auto c = RawClient(m_Server);
     c->m_bAutoAck = false;
