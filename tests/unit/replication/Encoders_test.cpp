@@ -280,9 +280,7 @@ protected:
         m_Client->FigureClientSideMovement();
         return m_Client->m_Movement.m_bClientSideMovement;
     }
-    void Flags(std::initializer_list<PlayerFlag> flags, bool on) {
-        for (PlayerFlag f : flags) m_pBob->SetFlag(f, on);
-    }
+    void Flags(bool on, auto... flags) { (m_pBob->SetFlag(flags, on), ...); }
 
     // Status 1, position (400, 200, -200) as a correction in short tenths, coins 1000.
     const Bytes m_Body = Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) + Bytes{0x16} + U32(1000);
@@ -325,19 +323,13 @@ TEST_F(Players, OwnPlayerGetsNoYawButItsOwnFields) {
         {{nullptr, player,
           Bytes{0x09} + U32(3) + Text("bob") + m_Body + Bytes{0x7D} + F32(0x41000000) + Bytes{0x7E, 2, 0x7F} +
               F32(kF1) + Bytes{0x83, 15, 0x0E} + U32(98765)},
-         {[&] {
-              Flags({kPlayerGiantFireBlocks, kPlayerClientFireFlag}, true);
-          },
-          player, Bytes{0x7C, 1, 0x7D} + F32(0x42A00000) + Bytes{0x7E, 4, 0x7F} + F32(kF0_5) + Bytes{0x83, 25}},
-         {[&] {
-              Flags({kPlayerSpeedBoost, kPlayerGlide}, true);
-          },
-          player, Bytes{0x6E} + F32(0x3FC00000) + Bytes{0x6D, 2}},
-         {[&] { Flags({kPlayerFlying}, true); }, player, {0x6D, 1}},
-         {[&] {
-              Flags({kPlayerFlying, kPlayerGlide, kPlayerSpeedBoost}, false);
-          },
-          player, Bytes{0x6E} + F32(kF1) + Bytes{0x6D, 0}},
+         {[&] { Flags(true, kPlayerGiantFireBlocks, kPlayerClientFireFlag); }, player,
+          Bytes{0x7C, 1, 0x7D} + F32(0x42A00000) + Bytes{0x7E, 4, 0x7F} + F32(kF0_5) + Bytes{0x83, 25}},
+         {[&] { Flags(true, kPlayerSpeedBoost, kPlayerGlide); }, player,
+          Bytes{0x6E} + F32(0x3FC00000) + Bytes{0x6D, 2}},
+         {[&] { Flags(true, kPlayerFlying); }, player, {0x6D, 1}},
+         {[&] { Flags(false, kPlayerFlying, kPlayerGlide, kPlayerSpeedBoost); }, player,
+          Bytes{0x6E} + F32(kF1) + Bytes{0x6D, 0}},
          {[&] {
               m_pBob->m_uiEnergy = 5000;
               m_pBob->m_strModalText = "stop";
@@ -381,7 +373,7 @@ TEST_F(Players, ScoreEntryThenOnlyWhatChanged) {
 }
 
 TEST_F(Players, HiddenPlayerShowsItsAliasToOthersAndItsNameToItself) {
-    Flags({kPlayerShowFurtherString}, true);
+    Flags(true, kPlayerShowFurtherString);
     m_pBob->m_strFurtherString = "ghost";
     auto add = &C::UC_ProcessAdd2_PlayerScore;
     Run(m_pBob, m_pView, {{nullptr, &C::UC_Update_Player, Bytes{0x09} + U32(5) + Text("ghost") + m_Body}});
