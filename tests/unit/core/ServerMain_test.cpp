@@ -93,10 +93,6 @@ TEST_F(ServerRun, WithoutSavingQuitStoresNothing) {
     EXPECT_FALSE(m_Dir.Exists("VUK_Players.krv"));
 }
 
-} // namespace
-
-namespace {
-
 TEST(AddressBanner, LoopbackIsSkippedAndPrivateAddressesGetTheRouterAdvice) {
     g_uiCurrentPort = 1984;
     testing::internal::CaptureStdout();

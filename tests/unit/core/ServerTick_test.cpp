@@ -54,40 +54,30 @@ protected:
     std::unique_ptr<Server> m_Server;
 };
 
-TEST_F(TickRate, SlowTicksLowerTheRateOnePerTickDownToFifteen) {
+// A tick over three quarters of its period lowers the rate by one, down to 15; a pass without a
+// tick raises it by one, back up to 30.
+TEST_F(TickRate, SlowTicksLowerTheRateAndPassesWithoutATickRaiseIt) {
     std::vector<int> rates;
-    for (int i = 0; i < 20; ++i) {
+    for (double cost : {0.8, 0.74, 0.5, 0.76}) {
+        TickPass(cost);
+        rates.push_back(m_Server->m_iGameTicksPerSecond);
+    }
+    for (int i = 0; i < 16; ++i) {
         TickPass(0.8);
         rates.push_back(m_Server->m_iGameTicksPerSecond);
     }
     EXPECT_EQ(rates,
-              (std::vector<int>{29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 15, 15, 15, 15, 15}));
+              (std::vector<int>{29, 29, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 15, 15, 15}));
     EXPECT_EQ(m_Server->m_GameTickTimer.m_iPeriod, 1'000'000'000 / 15);
     EXPECT_EQ(m_Server->m_uiTickCount, 20u);
-}
-
-TEST_F(TickRate, PassesWithoutATickRaiseTheRateOnePerPassBackToThirty) {
-    for (int i = 0; i < 15; ++i) TickPass(0.8);
-    ASSERT_EQ(m_Server->m_iGameTicksPerSecond, 15);
-    TickPass(0.0);
-    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 15); // a quick tick neither lowers nor raises it
-    for (int expected = 16; expected <= 30; ++expected) {
+    TickPass(0.0); // a quick tick neither lowers nor raises it
+    rates = {m_Server->m_iGameTicksPerSecond};
+    for (int i = 0; i < 16; ++i) {
         QuickPass();
-        EXPECT_EQ(m_Server->m_iGameTicksPerSecond, expected);
+        rates.push_back(m_Server->m_iGameTicksPerSecond);
     }
-    QuickPass();
-    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 30);
+    EXPECT_EQ(rates, (std::vector<int>{15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 30}));
     EXPECT_EQ(m_Server->m_GameTickTimer.m_iPeriod, 1'000'000'000 / 30);
-}
-
-TEST_F(TickRate, OnlyTicksOverThreeQuartersOfThePeriodCount) {
-    TickPass(0.8);
-    ASSERT_EQ(m_Server->m_iGameTicksPerSecond, 29);
-    TickPass(0.74);
-    TickPass(0.5);
-    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 29);
-    TickPass(0.76);
-    EXPECT_EQ(m_Server->m_iGameTicksPerSecond, 28);
 }
 
 // ---- client numbers, dropping and dismantling --------------------------------------------------
@@ -103,22 +93,32 @@ protected:
     std::unique_ptr<ServerHarness> m_Harness;
 };
 
-TEST_F(ClientBookkeeping, ReturnedNumberIsReusedFirst) {
+// Dropping takes out one client a pass: the one that moved into the gap waits for the next.
+// Numbers come back last-returned-first, and the byte budget is shared again at each drop.
+TEST_F(ClientBookkeeping, DroppedClientsLeaveOneAPassAndGiveBackTheirNumbersAndBudget) {
+    Server& server = m_Harness->server();
+    server.m_uiServerByteSendLimit = 1000;
     auto a = m_Harness->Connect();
     auto b = m_Harness->Connect();
     auto c = m_Harness->Connect();
-    EXPECT_EQ(a.client->Slot(), 0u);
-    EXPECT_EQ(b.client->Slot(), 1u);
-    EXPECT_EQ(c.client->Slot(), 2u);
+    auto d = m_Harness->Connect();
+    EXPECT_EQ(
+        std::tuple(a.client->Slot(), b.client->Slot(), c.client->Slot(), d.client->Slot(), c.client->m_uiRateLimit),
+        std::tuple(0u, 1u, 2u, 3u, 250u));
+    a.Disconnect();
     b.Disconnect();
     m_Harness->Pass();
-    EXPECT_EQ(m_Harness->server().m_Clients.Length(), 2u);
-    for (int i = 0; i < 5 && !m_Harness->server().m_ClientsBeingDeleted.Empty(); ++i) m_Harness->Pass();
-    EXPECT_TRUE(m_Harness->server().m_ClientsBeingDeleted.Empty());
-    auto d = m_Harness->Connect();
-    EXPECT_EQ(d.client->Slot(), 1u);
+    EXPECT_EQ(std::tuple(server.m_Clients.Length(), c.client->m_uiRateLimit), std::tuple(3u, 333u));
+    m_Harness->Pass();
+    EXPECT_EQ(
+        std::tuple(server.m_Clients.Length(), server.m_Clients[0], c.client->m_uiRateLimit, d.client->m_uiRateLimit),
+        std::tuple(2u, c.client, 500u, 500u));
+    for (int i = 0; i < 5 && !server.m_ClientsBeingDeleted.Empty(); ++i) m_Harness->Pass();
+    EXPECT_TRUE(server.m_ClientsBeingDeleted.Empty());
     auto e = m_Harness->Connect();
-    EXPECT_EQ(e.client->Slot(), 3u);
+    auto f = m_Harness->Connect();
+    auto g = m_Harness->Connect();
+    EXPECT_EQ(std::tuple(e.client->Slot(), f.client->Slot(), g.client->Slot()), std::tuple(1u, 0u, 4u));
 }
 
 TEST_F(ClientBookkeeping, ClientNumberReachingTheArrayLengthDoublesIt) {
@@ -128,34 +128,6 @@ TEST_F(ClientBookkeeping, ClientNumberReachingTheArrayLengthDoublesIt) {
     peers.push_back(m_Harness->Connect());
     EXPECT_EQ(peers.back().client->Slot(), 32u);
     EXPECT_EQ(g_uiAllocatedClientUINs, 64u);
-}
-
-TEST_F(ClientBookkeeping, ByteBudgetIsSharedEvenlyAndRecomputedOnDrop) {
-    Server& server = m_Harness->server();
-    server.m_uiServerByteSendLimit = 1000;
-    auto a = m_Harness->Connect();
-    auto b = m_Harness->Connect();
-    auto c = m_Harness->Connect();
-    EXPECT_EQ(a.client->m_uiRateLimit, 333u);
-    EXPECT_EQ(c.client->m_uiRateLimit, 333u);
-    b.Disconnect();
-    m_Harness->Pass();
-    EXPECT_EQ(a.client->m_uiRateLimit, 500u);
-    EXPECT_EQ(c.client->m_uiRateLimit, 500u);
-}
-
-TEST_F(ClientBookkeeping, DroppingWalksOnPastTheClientThatMovedIntoTheGap) {
-    auto a = m_Harness->Connect();
-    auto b = m_Harness->Connect();
-    auto c = m_Harness->Connect();
-    a.Disconnect();
-    b.Disconnect();
-    m_Harness->Pass();
-    // b slid into a's place and waits for the next pass.
-    EXPECT_EQ(m_Harness->server().m_Clients.Length(), 2u);
-    m_Harness->Pass();
-    EXPECT_EQ(m_Harness->server().m_Clients.Length(), 1u);
-    EXPECT_EQ(m_Harness->server().m_Clients[0], c.client);
 }
 
 TEST_F(ClientBookkeeping, NormalUpdateWaitsForTheNextGameTickAndForTheBacklog) {

@@ -64,66 +64,26 @@ TEST_F(Encoders, AddMessagesByKind) {
         const char* label;
         Bytes expected;
     };
+    // clang-format off
     const Case cases[] = {
-        {"palace cube, announced as a box",
-         kKindPalaceCube,
-         false,
-         {1, 2, 3},
-         {100, 100, 100},
-         -1,
-         -1,
-         "",
+        {"palace cube, announced as a box", kKindPalaceCube, false, {1, 2, 3}, {100, 100, 100}, -1, -1, "",
          Bytes{0x0B, 4, 0x70} + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x5D} + F32(kF100) +
              Bytes{0x1D, 60, 0, 0, 0, 0x42, 1, 0, 0, 0}},
         // Texture word 42 + mode 2 x 0x800; nothing else differs afterwards.
-        {"fast cubic box",
-         kKindNormalPad,
-         true,
-         {1, 2, 3},
-         {100, 100, 100},
-         42,
-         -1,
-         "",
+        {"fast cubic box", kKindNormalPad, true, {1, 2, 3}, {100, 100, 100}, 42, -1, "",
          Bytes{0x79} + F32(kF100) + F32(kF1) + F32(kF2) + F32(kF3) + Bytes{0x2A, 0x10}},
         // Low ten bits 0x3FF + mode 3 x 0x800; the view takes the whole number, so nothing follows.
-        {"fast box of three sizes",
-         kKindNormalPad,
-         true,
-         {0, 0, 0},
-         {100, 10, 100},
-         0x07FF,
-         3,
-         "",
+        {"fast box of three sizes", kKindNormalPad, true, {0, 0, 0}, {100, 10, 100}, 0x07FF, 3, "",
          Bytes{0x78} + F32(kF100) + F32(kF10) + F32(kF100) + F32(kF0) + F32(kF0) + F32(kF0) + Bytes{0xFF, 0x1B}},
-        {"Zorbin cube",
-         kKindZorbinCube,
-         false,
-         {0, 0, 0},
-         {20, 20, 20},
-         -1,
-         -1,
-         "ann",
+        {"Zorbin cube", kKindZorbinCube, false, {0, 0, 0}, {20, 20, 20}, -1, -1, "ann",
          Bytes{0x0B, 10, 0x5D} + F32(kF20) + Bytes{0x1D, 44, 0, 0, 0, 0x42, 1, 0, 0, 0, 0x5B, 3} + Text("ann")},
-        {"Talvy cube: predicted position",
-         kKindTalvyCube,
-         false,
-         {1, 0, 0},
-         {10, 10, 10},
-         -1,
-         -1,
-         "",
+        {"Talvy cube: predicted position", kKindTalvyCube, false, {1, 0, 0}, {10, 10, 10}, -1, -1, "",
          Bytes{0x0B, 8, 0x26, 10, 0, 0, 0x5D} + F32(kF10)},
-        {"Quillhob cube: as a box, with the Zorbin encoder",
-         kKindQuillhobCube,
-         false,
-         {1, 0, 0},
-         {-1, 0, 0},
-         100,
-         -1,
-         "q",
-         Bytes{0x0B, 4, 0x70} + F32(kF1) + F32(kF0) + F32(kF0) +
+        {"Quillhob cube: as a box, with the Zorbin encoder", kKindQuillhobCube, false, {1, 0, 0}, {-1, 0, 0}, 100, -1,
+         "q", Bytes{0x0B, 4, 0x70} + F32(kF1) + F32(kF0) + F32(kF0) +
              Bytes{0x1D, 100, 0, 0, 0, 0x42, 1, 0, 0, 0, 0x5B, 1, 'q'}},
     };
+    // clang-format on
     uint8_t slot = 0;
     for (const Case& c : cases) {
         Server_Entity* e = Make(c.kind);
@@ -227,9 +187,9 @@ TEST_F(Encoders, PositionAndYawCorrectionsByMagnitude) {
         VUKVector position, step = position;
         float yaw = 0.0f, yawStep = yaw;
     };
+    // clang-format off
     const Case cases[] = {
-        {"below 12: byte tenths, truncated",
-         {{11.99f, 11.99f, 11.99f, 0, {0x26, 119, 119, 119}}},
+        {"below 12: byte tenths, truncated", {{11.99f, 11.99f, 11.99f, 0, {0x26, 119, 119, 119}}},
          {11.9f, 11.9f, 11.9f}},
         {"negative byte tenths", {{-5, 0, 11, 0, {0x26, uint8_t(-50), 0, 110}}}, {-5, 0, 11}},
         {"12: short tenths", {{12, 0, 0, 0, Bytes{0x27} + U16(120) + U16(0) + U16(0)}}, {12, 0, 0}},
@@ -238,30 +198,21 @@ TEST_F(Encoders, PositionAndYawCorrectionsByMagnitude) {
          {2999.9f, -2999.9f, 1}},
         {"3000: floats", {{3000, 1, 0, 0, Bytes{0x28} + F32(0x453B8000) + F32(kF1) + F32(kF0)}}, {3000, 1, 0}},
         {"the same step again: one byte",
-         {{10, 0, 0, 0, {0x26, 100, 0, 0}}, {20, 0, 0, 0, {0x25}}, {30, 0, 0, 0, {0x25}}},
-         {30, 0, 0},
-         {10, 0, 0}},
-        {"less than a tenth: nothing",
-         {{10, 10, 10, 0, {0x26, 100, 100, 100}}, {10.05f, 9.95f, 10, 0, {}}},
+         {{10, 0, 0, 0, {0x26, 100, 0, 0}}, {20, 0, 0, 0, {0x25}}, {30, 0, 0, 0, {0x25}}}, {30, 0, 0}, {10, 0, 0}},
+        {"less than a tenth: nothing", {{10, 10, 10, 0, {0x26, 100, 100, 100}}, {10.05f, 9.95f, 10, 0, {}}},
          {10, 10, 10}},
         // -0.05 truncates to 0 tenths: the client stays 0.05 ahead on x until a later correction.
-        {"a correction truncated to zero is carried over",
-         {{1, 1, 0, 0, {0x26, 10, 10, 0}},
-          {1.95f, 2.5f, 0, 0, {0x26, 0, 5, 0}},
-          {2.5f, 4, 0, 0, {0x26, uint8_t(-5), 0, 0}}},
-         {2.5f, 4, 0},
-         {0.5f, 1.5f, 0}},
+        {"a correction truncated to zero is carried over", {{1, 1, 0, 0, {0x26, 10, 10, 0}},
+         {1.95f, 2.5f, 0, 0, {0x26, 0, 5, 0}}, {2.5f, 4, 0, 0, {0x26, uint8_t(-5), 0, 0}}},
+         {2.5f, 4, 0}, {0.5f, 1.5f, 0}},
         {"yaw below a tenth: float", {{0, 0, 0, 0.05f, Bytes{0x2C} + F32(0x3D4CCCCD)}}, {}, {}, 0.05f},
         {"yaw in tenths, then steady turning",
-         {{0, 0, 0, 0.5f, {0x2A, 5}}, {0, 0, 0, 1, {0x29}}, {0, 0, 0, 1.5f, {0x29}}},
-         {},
-         {},
-         1.5f,
-         0.5f},
+         {{0, 0, 0, 0.5f, {0x2A, 5}}, {0, 0, 0, 1, {0x29}}, {0, 0, 0, 1.5f, {0x29}}}, {}, {}, 1.5f, 0.5f},
         {"yaw of 12 or more: float", {{0, 0, 0, 12, Bytes{0x2C} + F32(0x41400000)}}, {}, {}, 12},
         // -1.0 against the kept step 0.5: ten tenths back, and the rotation record goes.
         {"yaw back to zero", {{0, 0, 0, 0.5f, {0x2A, 5}}, {0, 0, 0, 0, {0x2A, uint8_t(-10)}}}, {}, {}, 0, -0.5f},
     };
+    // clang-format on
     for (const Case& c : cases) {
         Server_Entity* box = Make(kKindTalvyCube);
         Server_Client_Entity* view = Track(box);
@@ -329,9 +280,7 @@ protected:
         m_Client->FigureClientSideMovement();
         return m_Client->m_Movement.m_bClientSideMovement;
     }
-    void Flags(std::initializer_list<PlayerFlag> flags, bool on) {
-        for (PlayerFlag f : flags) m_pBob->SetFlag(f, on);
-    }
+    void Flags(bool on, auto... flags) { (m_pBob->SetFlag(flags, on), ...); }
 
     // Status 1, position (400, 200, -200) as a correction in short tenths, coins 1000.
     const Bytes m_Body = Bytes{0x22, 1, 0x27} + U16(4000) + U16(2000) + U16(uint16_t(-2000)) + Bytes{0x16} + U32(1000);
@@ -374,19 +323,13 @@ TEST_F(Players, OwnPlayerGetsNoYawButItsOwnFields) {
         {{nullptr, player,
           Bytes{0x09} + U32(3) + Text("bob") + m_Body + Bytes{0x7D} + F32(0x41000000) + Bytes{0x7E, 2, 0x7F} +
               F32(kF1) + Bytes{0x83, 15, 0x0E} + U32(98765)},
-         {[&] {
-              Flags({kPlayerGiantFireBlocks, kPlayerClientFireFlag}, true);
-          },
-          player, Bytes{0x7C, 1, 0x7D} + F32(0x42A00000) + Bytes{0x7E, 4, 0x7F} + F32(kF0_5) + Bytes{0x83, 25}},
-         {[&] {
-              Flags({kPlayerSpeedBoost, kPlayerGlide}, true);
-          },
-          player, Bytes{0x6E} + F32(0x3FC00000) + Bytes{0x6D, 2}},
-         {[&] { Flags({kPlayerFlying}, true); }, player, {0x6D, 1}},
-         {[&] {
-              Flags({kPlayerFlying, kPlayerGlide, kPlayerSpeedBoost}, false);
-          },
-          player, Bytes{0x6E} + F32(kF1) + Bytes{0x6D, 0}},
+         {[&] { Flags(true, kPlayerGiantFireBlocks, kPlayerClientFireFlag); }, player,
+          Bytes{0x7C, 1, 0x7D} + F32(0x42A00000) + Bytes{0x7E, 4, 0x7F} + F32(kF0_5) + Bytes{0x83, 25}},
+         {[&] { Flags(true, kPlayerSpeedBoost, kPlayerGlide); }, player,
+          Bytes{0x6E} + F32(0x3FC00000) + Bytes{0x6D, 2}},
+         {[&] { Flags(true, kPlayerFlying); }, player, {0x6D, 1}},
+         {[&] { Flags(false, kPlayerFlying, kPlayerGlide, kPlayerSpeedBoost); }, player,
+          Bytes{0x6E} + F32(kF1) + Bytes{0x6D, 0}},
          {[&] {
               m_pBob->m_uiEnergy = 5000;
               m_pBob->m_strModalText = "stop";
@@ -430,7 +373,7 @@ TEST_F(Players, ScoreEntryThenOnlyWhatChanged) {
 }
 
 TEST_F(Players, HiddenPlayerShowsItsAliasToOthersAndItsNameToItself) {
-    Flags({kPlayerShowFurtherString}, true);
+    Flags(true, kPlayerShowFurtherString);
     m_pBob->m_strFurtherString = "ghost";
     auto add = &C::UC_ProcessAdd2_PlayerScore;
     Run(m_pBob, m_pView, {{nullptr, &C::UC_Update_Player, Bytes{0x09} + U32(5) + Text("ghost") + m_Body}});

@@ -1,9 +1,6 @@
-// Shared by the replication tests. Expected message bytes are written out by hand: little-endian
-// integers, and floats by their IEEE 754 bit patterns (so an expectation never runs through the
-// code under test). Two fixtures: a lone client record with entities made outside any world, for
-// driving the encoders one call at a time; and a real server in the test process (run in a fresh
-// folder), with helpers to log clients in, put entities into the world as the rules will, and run
-// one client's updates directly.
+// Shared by the replication tests. Expected bytes are written by hand (little-endian integers,
+// floats by their bit patterns), so no expectation runs through the code under test. EncoderTest
+// drives the encoders one call at a time; ReplicationTest runs a real server in a fresh folder.
 #pragma once
 #include <gtest/gtest.h>
 
