@@ -58,4 +58,41 @@ TEST(MovementOverUdp, AJumpIsSeenByAnotherClient) {
     EXPECT_TRUE(bob.WaitFor([&] { return annY() > 30.0f; }, 10s)) << annY();
 }
 
+// The master administrator, given coins, shoots and builds with its keys; another client sees
+// the fire block come and go, and both see the new BuildingBlock.
+TEST(MovementOverUdp, AShotAndABuiltBlockAreSeenByAnotherClient) {
+    GameServer server;
+    ASSERT_TRUE(server.Ready()) << server.Process().Output();
+    Player ann(server, "ADMIN");
+    ASSERT_TRUE(ann.loggedIn);
+    for (const char* line : {"/csm", "/eacc admin", "/gpc admin 5000000"}) ann.m_pClient->Send(0, Record(8, {line}));
+    Player bob(server, "bob");
+    ASSERT_TRUE(bob.loggedIn);
+    auto resting = [&] {
+        headless::Object* seen = bob.world.Named("ADMIN");
+        return seen && std::fabs(seen->pos[0] - 400.0f) < 1.0f && seen->pos[1] < 8.5f;
+    };
+    ASSERT_TRUE(bob.WaitFor(resting, 20s));
+
+    const int removesBefore = bob.world.counts[0x0A];
+    ann.m_pClient->Send(0, Keys(0x0080)); // fire
+    EXPECT_TRUE(bob.WaitFor([&] { return bob.world.counts[0x58] + bob.world.counts[0x5A] >= 1; }, 10s));
+    ann.m_pClient->Send(0, Keys(0));
+    EXPECT_TRUE(bob.WaitFor([&] { return bob.world.counts[0x0A] > removesBefore; }, 20s));
+
+    // Away from the spawn spot, where building is allowed.
+    ann.m_pClient->Send(0, Record(8, {"/spp admin 2000 8 0"}));
+    ASSERT_TRUE(bob.WaitFor(
+        [&] {
+            headless::Object* seen = bob.world.Named("ADMIN");
+            return seen && std::fabs(seen->pos[0] - 2000.0f) < 1.0f && seen->pos[1] < 8.5f;
+        },
+        20s));
+    const int boxesBob = bob.world.CountKind(4);
+    ASSERT_TRUE(ann.WaitFor([&] { return ann.world.CountKind(4) == boxesBob; }, 10s));
+    ann.m_pClient->Send(0, Keys(0x0100)); // build a BuildingBlock
+    EXPECT_TRUE(bob.WaitFor([&] { return bob.world.CountKind(4) == boxesBob + 1; }, 10s)) << bob.world.CountKind(4);
+    EXPECT_TRUE(ann.WaitFor([&] { return ann.world.CountKind(4) == boxesBob + 1; }, 10s)) << ann.world.CountKind(4);
+}
+
 } // namespace
