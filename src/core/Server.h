@@ -9,6 +9,7 @@
 #include "core/ServerLock.h"
 #include "core/Server_WeirdLink.h"
 #include "game/Game.h"
+#include "game/GameConstants.h"
 #include "persist/Server_File.h"
 #include "world/VUKVector.h"
 
@@ -249,5 +250,5 @@ public:
     // The powerup spawn table: positions and, in parallel, powerup types.
     PointerStringList<VUKVector> m_PowerupTablePositions;
     std::vector<uint32_t> m_PowerupTableTypes;
-    int32_t m_iTaxCountdown = 108000;
+    int32_t m_iTaxCountdown = kGameTicksPerHour;
 };

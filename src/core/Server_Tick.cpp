@@ -4,6 +4,7 @@
 #include "base/LogChat.h"
 #include "base/Settings.h"
 #include "core/Server.h"
+#include "game/GameConstants.h"
 #include "platform/Clock.h"
 #include "replication/Server_Client.h"
 #include "world/VUKHeap.h"
@@ -12,8 +13,6 @@ namespace {
 
 constexpr int kMinGameTicksPerSecond = 15;
 constexpr int kMaxGameTicksPerSecond = 30;
-constexpr int32_t kTaxPeriodTicks = 108000;
-constexpr int32_t kTicksPerMinute = 1800;
 constexpr int kDismantleStepsPerPass = 10;
 
 uint32_t Advance(uint32_t cursor, size_t count) { return cursor + 1 >= count ? 0 : cursor + 1; }
@@ -39,10 +38,10 @@ void Server::Tick() {
             if (m_FiveSecondTimer.Check()) {
                 DeterminePlayerRankings();
                 if (m_SixtySecondTimer.Check()) {
-                    m_iTaxCountdown -= kTicksPerMinute;
+                    m_iTaxCountdown -= kGameTicksPerMinute;
                     if (m_iTaxCountdown < 1) {
                         DoMeanTaxWarrior();
-                        m_iTaxCountdown = kTaxPeriodTicks;
+                        m_iTaxCountdown = kGameTicksPerHour;
                     } else {
                         RewardPlayersWhoHaveBBlocks();
                     }

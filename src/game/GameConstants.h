@@ -7,6 +7,10 @@
 #include "world/Server_EntityKinds.h"
 
 // ---- textures that mark a role ----
+// The game runs at 30 ticks a second: an hour (the tax period) and a minute in ticks.
+inline constexpr int32_t kGameTicksPerHour = 108'000;
+inline constexpr int32_t kGameTicksPerMinute = 1'800;
+
 inline constexpr uint16_t kTextureFireBlock = 3;     // also a surface that burns players landing on it
 inline constexpr uint16_t kTextureSpeedSurface = 15; // landing on it makes a player fast
 inline constexpr uint16_t kTexturePowerupPad = 5;    // spawned powerup cubes

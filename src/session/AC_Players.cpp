@@ -4,6 +4,7 @@
 #include "base/LogChat.h"
 #include "base/Text.h"
 #include "core/Server.h"
+#include "game/GameConstants.h"
 #include "replication/Server_Client.h"
 #include "session/Server_Commands.h"
 #include "world/Server_EntityKinds.h"
@@ -198,11 +199,10 @@ void Server::AC_DisplayPlayerCoins(Server_Client* client, const std::string& nam
 }
 
 void Server::AC_DisplayPlayerTimeOffline(Server_Client* client, const std::string& name) {
-    constexpr uint32_t kTicksPerHour = 108'000;
     constexpr uint32_t kTicksPerDay = 2'592'000;
     if (Server_Player* p = AC_LocatePlayerWithName(client, name))
         CommandReply(client, "%s offline time: %d ticks (%d hours) (%d days)", name.c_str(), int(p->m_uiOfflineTicks),
-                     int(p->m_uiOfflineTicks / kTicksPerHour), int(p->m_uiOfflineTicks / kTicksPerDay));
+                     int(p->m_uiOfflineTicks / uint32_t(kGameTicksPerHour)), int(p->m_uiOfflineTicks / kTicksPerDay));
 }
 
 void Server::AC_DisplayPlayerPosition(Server_Client* client, const std::string& name) {
