@@ -5,11 +5,9 @@
 #include "unit/game/GameFixture.h"
 #include "world/VUK_Zone.h"
 
-namespace {
-
 using GameTick = GameTest;
 
-bool FiledInZoneAt(const VUK_Grid& grid, const Server_Entity* e, float x, float y, float z) {
+static bool FiledInZoneAt(const VUK_Grid& grid, const Server_Entity* e, float x, float y, float z) {
     int layer = grid.IndexY(y), row = grid.IndexZ(z), zone = grid.IndexX(x);
     const VUK_Zone* found = grid.GetZone(uint32_t(layer), uint32_t(row), uint32_t(zone));
     return found && found->List(kZoneAll).Contains(e);
@@ -66,20 +64,17 @@ TEST_F(GameTick, RemovalDeselectsEverythingButFireBlocks) {
 }
 
 TEST_F(GameTick, SignalsFollowTheSwitches) {
-    struct Case {
-        bool princesses, lifts;
-    };
-    for (Case c : {Case{true, true}, Case{false, true}, Case{true, false}}) {
+    for (auto [princesses, lifts] : {std::pair{true, true}, {false, true}, {true, false}}) {
         Server& s = server();
-        s.m_bPrincessesRunning = c.princesses;
-        s.m_bLiftsRunning = c.lifts;
+        s.m_bPrincessesRunning = princesses;
+        s.m_bLiftsRunning = lifts;
         Server_Entity* talvy = Box(kKindTalvyCube, {0.0f, 5000.0f, 0.0f}, {500.0f, 500.0f, 500.0f});
         Server_Entity* oriset = Box(kKindOrisetCube, {3000.0f, 5000.0f, 0.0f}, {500.0f, 500.0f, 500.0f});
         Server_Entity* lift = Block(6000.0f);
         lift->GetOrCreateLift();
         s.UpdateGroupsAndZonesEntityIsIn(lift);
         s.Game_Tick();
-        for (auto [e, on] : {std::pair{talvy, c.princesses}, {oriset, c.princesses}, {lift, c.lifts}}) {
+        for (auto [e, on] : {std::pair{talvy, princesses}, {oriset, princesses}, {lift, lifts}}) {
             EXPECT_EQ((e->m_ucPassFlags & kPassTickSignal) != 0, on) << int(e->GetKind());
             s.QueueEntityForRemoval(e);
         }
@@ -101,5 +96,3 @@ TEST_F(GameTick, ModHookRunsBeforeTheListsAreProcessed) {
     KRV_ORIGINAL_CallAtEveryTick = nullptr;
     EXPECT_EQ(std::tuple(s_uiCountInHook, s_uiTickInHook, server().m_AllEntities.Count()), std::tuple(1u, 1u, 0u));
 }
-
-} // namespace

@@ -6,8 +6,6 @@
 
 #include "unit/game/GameFixture.h"
 
-namespace {
-
 using Movement = GameTest;
 
 // Two tops crossed at the same time: the first in list order (blocks, princess cubes, players,
@@ -143,5 +141,3 @@ TEST_F(Movement, BadNumbersAndOverlapsEndFiniteAndInside) {
         EXPECT_TRUE(std::isfinite(p->m_fVerticalVelocity)) << i;
     }
 }
-
-} // namespace

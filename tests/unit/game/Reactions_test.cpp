@@ -3,8 +3,6 @@
 
 #include "unit/game/GameFixture.h"
 
-namespace {
-
 using Reactions = GameTest;
 
 // A logged-in player falling 10 with its feet 5 above the top meets it at t = 0.5: it keeps 0.49 of
@@ -157,5 +155,3 @@ TEST_F(Reactions, MovingPropertyAndPrincessCubes) {
     EXPECT_FLOAT_EQ(talvy->m_vPosition.y, 50'008.0f - 4.9f);
     EXPECT_NE(talvy->m_ucRuleFlags & kRuleStanding, 0);
 }
-
-} // namespace
