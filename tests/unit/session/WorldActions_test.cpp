@@ -56,11 +56,14 @@ TEST_F(WorldActions, OneLineCommandsOnTheSelection) {
         return e.m_pRotation ? Vec({e.GetYaw(), e.GetPitch(), e.GetRoll()}) : "none";
     };
     Field box = [](const Server_Entity& e) { return Vec(e.m_vPosition) + " / " + Vec(e.m_vSize); };
-    struct Case {
-        const char* line;
+    Field texture = [](const Server_Entity& e) { return std::to_string(e.m_usTexture); };
+    Field label = [](const Server_Entity& e) { return e.GetLabel(); }; // the line after one separator
+    const std::string longest(1024 - 5, 'x');
+    const struct {
+        std::string line;
         const char* reply; // null: no answer
         Field field;
-        const char* value;
+        std::string value;
     } cases[] = {
         {"/fde", "Those who land on this entity will get NO FLYING ALLOWED.", surface, "16"},
         {"/flying_reallow_enable", "Those who land on this entity will be allowed to fly again.", surface, "48"},
@@ -84,8 +87,8 @@ TEST_F(WorldActions, OneLineCommandsOnTheSelection) {
         {"/alpha 300", "Alpha Blend Factor must be between 0-255", alpha, "200"},
         {"/alpha -1", "Alpha Blend Factor must be between 0-255", alpha, "200"},
         {"/alpha 255", "Alpha blend factor is now set.", alpha, "0"},
-        {"/st 17", nullptr, [](const Server_Entity& e) { return std::to_string(e.m_usTexture); }, "17"},
-        {"/gt", "17", [](const Server_Entity& e) { return std::to_string(e.m_usTexture); }, "17"},
+        {"/st 17", nullptr, texture, "17"},
+        {"/gt", "17", texture, "17"},
         {"/s_yaw 64", nullptr, rotation, "1.5708 0 0"},
         {"/set_pitch 128", nullptr, rotation, "1.5708 3.14159 0"},
         {"/s_yaw 0", nullptr, rotation, "0 3.14159 0"},
@@ -95,11 +98,19 @@ TEST_F(WorldActions, OneLineCommandsOnTheSelection) {
         {"/ss 6000 20 30", nullptr, box, "0 100 0 / 6000 20 30"},
         {"/sp 5 6 200000", nullptr, box, "5 6 100000 / 6000 20 30"},
         {"/spt 150", nullptr, box, "5 73 100000 / 6000 154 30"},
+        {"/snl  Shop  ", nullptr, label, " Shop  "},
+        {"/snl ", nullptr, label, ""},
+        {"/set_normalpad_label Hi", nullptr, label, "Hi"},
+        {"/snl", nullptr, label, ""},
+        {std::string("/snl ").append(longest), nullptr, label, longest},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(Said(c.line), c.reply ? Replies({c.reply}) : std::vector<Bytes>{}) << c.line;
         EXPECT_EQ(c.field(*pad), c.value) << c.line;
     }
+    Server_Entity* cube = Select({0.0f, 0.0f, 0.0f}, {500.0f, 500.0f, 500.0f}, kKindTalvyCube);
+    Said("/snl Cube");
+    EXPECT_EQ(cube->m_pLabel, nullptr); // only normal pads carry labels
     // Without a selection nothing happens, but a range refusal still comes.
     Me()->m_pAdminSelection = nullptr;
     EXPECT_EQ(Said("/fde"), std::vector<Bytes>{});
@@ -287,25 +298,6 @@ TEST_F(WorldActions, ConvertToRoomBuildsAShellAroundTheSelection) {
     EXPECT_EQ(Said("/cap"), Replies({"OK"}));
     const Server_Entity* copy = server().m_NormalPads.GetEntity(server().m_NormalPads.Count() - 1);
     EXPECT_EQ(Vec(copy->m_vPosition) + " / " + Vec(copy->m_vSize), "1000 500 -200 / 1000 400 600");
-}
-
-TEST_F(WorldActions, LabelIsTheLineAfterOneSeparator) {
-    Server_Entity* pad = Select({0.0f, 0.0f, 0.0f}, {40.0f, 20.0f, 40.0f});
-    const std::string longest = std::string(1024 - 5, 'x');
-    const struct {
-        std::string line;
-        std::string label;
-    } cases[] = {
-        {"/snl  Shop  ", " Shop  "},       {"/snl x", "x"}, {"/snl ", ""},
-        {"/set_normalpad_label Hi", "Hi"}, {"/snl", ""},    {std::string("/snl ") + longest, longest},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Said(c.line), std::vector<Bytes>{});
-        EXPECT_EQ(pad->GetLabel(), c.label) << c.line;
-    }
-    Server_Entity* cube = Select({0.0f, 0.0f, 0.0f}, {500.0f, 500.0f, 500.0f}, kKindTalvyCube);
-    Said("/snl Cube");
-    EXPECT_EQ(cube->m_pLabel, nullptr);
 }
 
 TEST_F(WorldActions, CubesAndSelectionsThatGoAway) {
