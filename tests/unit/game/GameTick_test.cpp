@@ -1,7 +1,7 @@
 // The game tick's order, its signals, and the deferred update and remove lists.
-#include "mod/VukServer_Mod_Interface.h"
 #include <tuple>
 
+#include "mod/VukServer_Mod_Interface.h"
 #include "unit/game/GameFixture.h"
 #include "world/VUK_Zone.h"
 
