@@ -1,8 +1,9 @@
 // Building: every refusal at its boundary, the costs, the places and the repeat counter.
 #include <functional>
 #include <tuple>
+#include <vector>
 
-#include "unit/game/ActionsFixture.h"
+#include "unit/game/GameFixture.h"
 
 namespace {
 
@@ -23,6 +24,9 @@ void BuildFlat(Server& s, Server_Player* p) { s.Tick_Player_BuildStoneBlock(p, 3
 auto At(float x, float y, float z) {
     return [=](Server&, Server_Player* p) { p->m_vPosition.Set(x, y, z); };
 }
+auto Coins(int64_t coins) {
+    return [=](Server&, Server_Player* p) { p->m_i64PocketCoins = coins; };
+}
 
 constexpr const char* kBlockBuilt =
     "You've built a BuildingBlock with 300,000 coins.  This is worth 600,000 in property value!  The MEAN TAX "
@@ -31,7 +35,7 @@ constexpr const char* kBlockBuilt =
 
 } // namespace
 
-using Building = ActionsTest;
+using Building = GameTest;
 
 TEST_F(Building, RefusalsAndCostsAtTheirBoundaries) {
     const BuildCase cases[] = {
@@ -42,13 +46,10 @@ TEST_F(Building, RefusalsAndCostsAtTheirBoundaries) {
          1'000'000},
         {"block at y = 7000", At(5000, 7000, 0), BuildBlock,
          "You cannot build a BuildingBlock because you are too high in the sky.", 1'000'000},
-        {"block, 299,999 coins", [](Server&, Server_Player* p) { p->m_i64PocketCoins = 299'999; }, BuildBlock,
+        {"block, 299,999 coins", Coins(299'999), BuildBlock,
          "You do not have enough coins to build a BuildingBlock.  A BuildingBlock costs 300,000 coins.", 299'999},
         {"net worth exactly 100,000,000",
-         [](Server&, Server_Player* p) {
-             p->m_i64PocketCoins = 99'400'000;
-             p->m_i64PropertyValue = 600'000;
-         },
+         [](Server&, Server_Player* p) { p->m_i64PocketCoins = 100'000'000 - (p->m_i64PropertyValue = 600'000); },
          BuildBlock, "You cannot build anything because your net worth is at least 100000000 coins.", 99'400'000},
         {"block on a forbidden surface", [](Server&, Server_Player* p) { p->SetFlag(kPlayerMayBuildHere, false); },
          BuildBlock, "You are on a surface where the building of BuildingBlocks is disallowed.\n\nSorry.", 1'000'000},
@@ -64,7 +65,7 @@ TEST_F(Building, RefusalsAndCostsAtTheirBoundaries) {
          "You have just built an ZorbinCube for 25,000 coins.  ZorbinCubes defend your BuildingBlocks against "
          "opponents.  Shoot your own ZorbinCube to destroy it for a refund.",
          975'000, true},
-        {"IRS, 299,999 coins", [](Server&, Server_Player* p) { p->m_i64PocketCoins = 299'999; }, BuildIRS,
+        {"IRS, 299,999 coins", Coins(299'999), BuildIRS,
          "You do not have enough coins to build a IRSCube.  An IRSCube costs 300,000 coins.", 299'999},
         {"IRS too high", At(5000, 7000.5f, 0), BuildIRS,
          "You cannot build an IRSCube because you are too high in the sky.", 1'000'000},
@@ -76,8 +77,7 @@ TEST_F(Building, RefusalsAndCostsAtTheirBoundaries) {
          "You cannot build here because you are too close to the spot where players spawn after creating their "
          "character or dieing.  Please find another place to build this object.",
          1'000'000},
-        {"stone, 4,999 coins", [](Server&, Server_Player* p) { p->m_i64PocketCoins = 4'999; }, BuildFlat,
-         "You do not have enough coins to build this.", 4'999},
+        {"stone, 4,999 coins", Coins(4'999), BuildFlat, "You do not have enough coins to build this.", 4'999},
     };
     for (const BuildCase& c : cases) {
         SCOPED_TRACE(c.name);
@@ -91,10 +91,9 @@ TEST_F(Building, RefusalsAndCostsAtTheirBoundaries) {
             ++built;
             BuildBlock(server(), p);
         }
-        EXPECT_EQ(p->m_strMessageText, c.message);
-        EXPECT_EQ(p->m_i64PocketCoins, c.coins);
-        EXPECT_EQ(p->m_fMessageTime, c.built ? 1.0f : 0.25f);
-        EXPECT_EQ(server().m_PlayerBuiltPads.Count() + server().m_ZorbinCubes.Count(), built + (c.built ? 1 : 0));
+        EXPECT_EQ(std::tuple(p->m_strMessageText, p->m_i64PocketCoins, p->m_fMessageTime,
+                             server().m_PlayerBuiltPads.Count() + server().m_ZorbinCubes.Count()),
+                  std::tuple(c.message, c.coins, c.built ? 1.0f : 0.25f, built + (c.built ? 1 : 0)));
         server().ProperDestroy(p);
     }
 }
@@ -103,9 +102,8 @@ TEST_F(Building, WhatIsBuiltAndWhereThePlayerGoes) {
     Server_Player* ann = Player("ann", 1000, 8, 0);
     server().Tick_Player_BuildBlock(ann);
     Server_Entity* block = server().m_PlayerBuiltPads.GetEntity(0);
-    EXPECT_EQ(block->m_vPosition, VUKVector(1000, 51, 0));
-    EXPECT_EQ(block->m_vSize, VUKVector(100, 100, 100));
-    EXPECT_EQ(block->m_vTextureScale, VUKVector(128, 128, 128));
+    EXPECT_EQ(std::tuple(block->m_vPosition, block->m_vSize, block->m_vTextureScale),
+              std::tuple(VUKVector(1000, 51, 0), VUKVector(100, 100, 100), VUKVector(128, 128, 128)));
     EXPECT_EQ(std::tuple(block->m_usTexture, block->m_uiStoredCoins, block->GetLabel(), block->m_pOwner),
               std::tuple(uint16_t(42), 300'000u, std::string("ann"), ann));
     EXPECT_EQ(std::tuple(ann->m_vPosition.y, ann->m_i64PropertyValue, ann->m_sShotCooldown),
@@ -117,10 +115,9 @@ TEST_F(Building, WhatIsBuiltAndWhereThePlayerGoes) {
     bob->m_fMessageTime = 0.25f;
     server().Tick_Player_BuildStoneBlock(bob, 300, 30, 300, 5000, true);
     Server_Entity* flat = server().m_PlayerBuiltPads.GetEntity(1);
-    EXPECT_EQ(flat->m_vPosition, VUKVector(2000, 16, 0));
-    EXPECT_EQ(flat->m_vSize, VUKVector(300, 30, 300));
-    EXPECT_EQ(std::tuple(flat->m_usTexture, flat->GetEEA(kEEABounce), flat->m_uiStoredCoins),
-              std::tuple(40, 50u, 5000u));
+    EXPECT_EQ(std::tuple(flat->m_vPosition, flat->m_vSize, flat->m_usTexture, flat->GetEEA(kEEABounce),
+                         flat->m_uiStoredCoins),
+              std::tuple(VUKVector(2000, 16, 0), VUKVector(300, 30, 300), 40, 50u, 5000u));
     EXPECT_EQ(std::tuple(bob->m_vPosition.y, bob->m_fMessageTime, bob->m_i64PocketCoins),
               std::tuple(188.0f, 0.0f, int64_t(995'000)));
 
@@ -191,22 +188,17 @@ TEST_F(Building, Palace) {
     server().Tick_Player_BuildPalace(ann);
     // Floor 100, roof 100, two sides 2 x 16 x 7, back 10 x 2 x 7, front 8 x 2 x 7, above the door
     // 2 x 2 x 4, the sill 2 x 2; and the bouncy pad.
-    EXPECT_EQ(ann->m_uiPalaceCubeCount, 920u);
-    EXPECT_EQ(server().m_PalaceCubes.Count(), 921u);
+    EXPECT_EQ(std::tuple(ann->m_uiPalaceCubeCount, server().m_PalaceCubes.Count()), std::tuple(920u, 921u));
     EXPECT_EQ(std::tuple(ann->m_i64PocketCoins, ann->m_vPosition.y, ann->m_strMessageText),
               std::tuple(int64_t(0), 3008.0f, std::string("You have successfully built your Palace!  Have fun!")));
     Server_Entity* pad = server().m_PalaceCubes.GetEntity(920);
     EXPECT_EQ(pad->m_vPosition, VUKVector(-50'300, 5, 45'200));
     EXPECT_EQ(std::tuple(pad->m_usTexture, pad->GetEEA(kEEABounce), pad->m_vSize.x), std::tuple(64, 150u, 1200.0f));
-    int sill = 0;
-    for (uint32_t i = 0; i < 920; ++i) {
-        const Server_Entity* c = server().m_PalaceCubes.GetEntity(i);
-        if (c->m_usTexture == 63) {
-            ++sill;
-            EXPECT_EQ(c->m_vPosition.y, 300.0f);
-        }
-    }
-    EXPECT_EQ(sill, 4);
+    std::vector<float> sill; // the heights of the cubes with the sill's texture
+    for (uint32_t i = 0; i < 920; ++i)
+        if (const Server_Entity* c = server().m_PalaceCubes.GetEntity(i); c->m_usTexture == 63)
+            sill.push_back(c->m_vPosition.y);
+    EXPECT_EQ(sill, std::vector<float>(4, 300.0f));
 }
 
 TEST_F(Building, AHaltedPlayerBuildsFromTheMenuOnlyAndNeverStones) {

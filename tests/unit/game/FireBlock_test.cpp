@@ -9,11 +9,11 @@
 #include "base/Settings.h"
 #include "game/GameConstants.h"
 #include "mod/VukServer_Mod_Interface.h"
-#include "unit/replication/Fixtures.h"
+#include "unit/game/GameFixture.h"
 
 namespace {
 
-class FireBlocks : public ReplicationTest {
+class FireBlocks : public GameTest {
 protected:
     FireBlocks() {
         g_fStoneBlockShrinkPerHit = 0.25f;
@@ -22,28 +22,23 @@ protected:
         g_uiRewardHittingQuillhob = 1000;
         m_Harness.clock().AdvanceNanoseconds(7); // each draw of the counter modulo 10 is 7
     }
-    // Players stand on the ground at x 0; targets are put at x 1000, z 1000 unless said otherwise.
+    // Players stand on the ground at x 0.
     Server_Player* Player(const std::string& name, float z, bool online = true) {
-        auto* p = static_cast<Server_Player*>(Place(kKindPlayer, VUKVector(0, 8, z), 16.0f));
+        Server_Player* p = GameTest::Player(VUKVector(0, 8, z));
         p->m_strName = name;
         p->SetLoggedIn(online);
         p->m_uiEnergy = 5000;
         return p;
     }
-    Server_Entity* Place(uint8_t kind, VUKVector at, float side, Server_Player* owner = nullptr, uint32_t coins = 0) {
-        Server_Entity* e = server().ProperAddByType(kind);
-        e->m_vSize.Set(side, side, side);
-        e->m_vPosition = at;
+    Server_Entity* Place(uint8_t kind, VUKVector at, float side, Server_Player* owner = nullptr, uint32_t coins = 0,
+                         uint16_t texture = 0) {
+        Server_Entity* e = Box(kind, at, {side, side, side});
+        if (texture) e->m_usTexture = texture;
         if (kind == kKindNormalPad) e->m_ucSurfaceFlags |= kSurfacePlayerBuilt;
         if (owner) e->SetLabel(owner->m_strName);
         e->m_pOwner = owner;
         e->m_uiStoredCoins = coins;
         server().UpdateGroupsAndZonesEntityIsIn(e);
-        return e;
-    }
-    Server_Entity* Property(uint8_t kind, uint16_t texture, Server_Player* owner, uint32_t coins, float side) {
-        Server_Entity* e = Place(kind, VUKVector(1000, side / 2, 1000), side, owner, coins);
-        e->m_usTexture = texture;
         return e;
     }
     // A new shot that the next tick carries to the point.
@@ -154,7 +149,7 @@ TEST_F(FireBlocks, PropertyShrinksAndPaysItsAttackerItsOwnerOrNobody) {
     ann->m_strTeamName = cat->m_strTeamName = "red";
     // A StoneBlock pays 10 only when its rounded height changes: 299.75, 299.5, then 299.25 pays;
     // 299, 298.75, 298.5, then 298.25 pays; the stone destroyer takes the rest.
-    Server_Entity* stone = Property(kKindNormalPad, kTextureStoneBlock, bob, 25, 300.0f);
+    Server_Entity* stone = Place(kKindNormalPad, {1000, 150, 1000}, 300, bob, 25, kTextureStoneBlock);
     for (int64_t coins : {0, 0, 10, 10, 10, 10, 20}) {
         Tick(Shot(ann, stone->m_vPosition));
         EXPECT_EQ(ann->m_i64PocketCoins, coins);
@@ -167,7 +162,7 @@ TEST_F(FireBlocks, PropertyShrinksAndPaysItsAttackerItsOwnerOrNobody) {
     // 40 a hit; the owner's own shot refunds the rest and takes the property value away.
     ann->m_i64PocketCoins = 0;
     ann->m_i64PropertyValue = 600'000;
-    Server_Entity* bb = Property(kKindNormalPad, kTextureBuildingBlock, ann, 300'000, 100.0f);
+    Server_Entity* bb = Place(kKindNormalPad, {1000, 50, 1000}, 100, ann, 300'000, kTextureBuildingBlock);
     ann->SetFlag(kPlayerNoKickOwnProperty, true);
     Tick(Shot(ann, bb->m_vPosition));
     Tick(Shot(cat, bb->m_vPosition));
@@ -180,7 +175,8 @@ TEST_F(FireBlocks, PropertyShrinksAndPaysItsAttackerItsOwnerOrNobody) {
     EXPECT_EQ(std::tuple(ann->m_i64PocketCoins, ann->m_i64PropertyValue, Count(server().m_PlayerBuiltPads)),
               std::tuple(int64_t(299'960), int64_t(0), 0));
     // An enemy's Zorbin cube loses 3 coins a hit and fires sooner; turret shots pass it by.
-    auto* cube = static_cast<Server_ZorbinCube*>(Property(kKindZorbinCube, kTextureZorbinCube, ann, 25'000, 300.0f));
+    auto* cube = static_cast<Server_ZorbinCube*>(
+        Place(kKindZorbinCube, {1000, 150, 1000}, 300, ann, 25'000, kTextureZorbinCube));
     Tick(Shot(bob, cube->m_vPosition));
     EXPECT_TRUE(Tick(Shot(ann, cube->m_vPosition, kFireKnockBack | kFireCoinLoss)));
     EXPECT_EQ(std::tuple(cube->m_vSize.y, cube->m_uiStoredCoins, cube->m_usShort, bob->m_i64PocketCoins),

@@ -1,13 +1,13 @@
 // The game tick's order, its signals, and the deferred update and remove lists.
-#include "GameFixture.h"
-#include "mod/VukServer_Mod_Interface.h"
-#include "world/VUK_Zone.h"
+#include <tuple>
 
-namespace {
+#include "mod/VukServer_Mod_Interface.h"
+#include "unit/game/GameFixture.h"
+#include "world/VUK_Zone.h"
 
 using GameTick = GameTest;
 
-bool FiledInZoneAt(const VUK_Grid& grid, const Server_Entity* e, float x, float y, float z) {
+static bool FiledInZoneAt(const VUK_Grid& grid, const Server_Entity* e, float x, float y, float z) {
     int layer = grid.IndexY(y), row = grid.IndexZ(z), zone = grid.IndexX(x);
     const VUK_Zone* found = grid.GetZone(uint32_t(layer), uint32_t(row), uint32_t(zone));
     return found && found->List(kZoneAll).Contains(e);
@@ -25,24 +25,19 @@ TEST_F(GameTick, UpdateThenRemovalInOneTickDestroysWithoutRefiling) {
     }
     s.QueueEntityForRemoval(removed);
     s.QueueEntityForRemoval(removed); // and never twice
-    EXPECT_EQ(removed->m_ucRuleFlags & 0x07, kRuleQueuedForRemoval);
-    EXPECT_EQ(moved->m_ucRuleFlags & 0x07, kRuleQueuedForUpdate);
-    EXPECT_EQ(s.m_UpdateList.Length(), 3u);
-    EXPECT_EQ(s.m_RemoveList.Length(), 1u);
-    // Queueing for update after removal changes nothing.
-    s.QueueEntityForUpdate(removed);
-    EXPECT_EQ(s.m_UpdateList.Length(), 3u);
+    s.QueueEntityForUpdate(removed);  // after removal: changes nothing
+    EXPECT_EQ(std::tuple(removed->m_ucRuleFlags & 0x07, moved->m_ucRuleFlags & 0x07, s.m_UpdateList.Length(),
+                         s.m_RemoveList.Length()),
+              std::tuple(int(kRuleQueuedForRemoval), int(kRuleQueuedForUpdate), 3u, 1u));
 
     s.m_pCurrentEntity = removed;
     s.ProcessUpdatesAndRemoves();
     // The list is walked from its head, newest first: later leaves [removed, moved, later] and
     // comes back last, then moved does, then removed goes and moved takes its place.
     ASSERT_EQ(s.m_AllEntities.Count(), 2u);
-    EXPECT_EQ(s.m_AllEntities.GetEntity(0), moved);
-    EXPECT_EQ(s.m_AllEntities.GetEntity(1), later);
-    EXPECT_EQ(s.m_pCurrentEntity, nullptr);
-    EXPECT_TRUE(s.m_UpdateList.Empty() && s.m_RemoveList.Empty());
-    EXPECT_EQ(moved->m_ucRuleFlags & 0x07, 0);
+    EXPECT_EQ(std::tuple(s.m_AllEntities.GetEntity(0), s.m_AllEntities.GetEntity(1), s.m_pCurrentEntity),
+              std::tuple(moved, later, nullptr));
+    EXPECT_TRUE(s.m_UpdateList.Empty() && s.m_RemoveList.Empty() && (moved->m_ucRuleFlags & 0x07) == 0);
     EXPECT_TRUE(FiledInZoneAt(s.m_Grid, moved, 50'300.0f, 50.0f, 0.0f));
     EXPECT_FALSE(FiledInZoneAt(s.m_Grid, moved, 300.0f, 50.0f, 0.0f));
 }
@@ -62,27 +57,24 @@ TEST_F(GameTick, RemovalDeselectsEverythingButFireBlocks) {
     s.QueueEntityForRemoval(block);
     s.QueueEntityForRemoval(fire);
     s.ProcessUpdatesAndRemoves();
-    EXPECT_EQ(blockAdmin->m_pAdminSelection, nullptr);
-    EXPECT_EQ(fireAdmin->m_pAdminSelection, static_cast<Server_Entity*>(fire)); // compared, never followed
-    EXPECT_EQ(otherFire->m_pShotOwner, nullptr);
+    // The fire block's pointer is compared, never followed.
+    EXPECT_EQ(std::tuple(blockAdmin->m_pAdminSelection, fireAdmin->m_pAdminSelection, otherFire->m_pShotOwner),
+              std::tuple(nullptr, static_cast<Server_Entity*>(fire), nullptr));
     EXPECT_EQ(s.m_AllEntities.Count(), 3u);
 }
 
 TEST_F(GameTick, SignalsFollowTheSwitches) {
-    struct Case {
-        bool princesses, lifts;
-    };
-    for (Case c : {Case{true, true}, Case{false, true}, Case{true, false}}) {
+    for (auto [princesses, lifts] : {std::pair{true, true}, {false, true}, {true, false}}) {
         Server& s = server();
-        s.m_bPrincessesRunning = c.princesses;
-        s.m_bLiftsRunning = c.lifts;
+        s.m_bPrincessesRunning = princesses;
+        s.m_bLiftsRunning = lifts;
         Server_Entity* talvy = Box(kKindTalvyCube, {0.0f, 5000.0f, 0.0f}, {500.0f, 500.0f, 500.0f});
         Server_Entity* oriset = Box(kKindOrisetCube, {3000.0f, 5000.0f, 0.0f}, {500.0f, 500.0f, 500.0f});
         Server_Entity* lift = Block(6000.0f);
         lift->GetOrCreateLift();
         s.UpdateGroupsAndZonesEntityIsIn(lift);
         s.Game_Tick();
-        for (auto [e, on] : {std::pair{talvy, c.princesses}, {oriset, c.princesses}, {lift, c.lifts}}) {
+        for (auto [e, on] : {std::pair{talvy, princesses}, {oriset, princesses}, {lift, lifts}}) {
             EXPECT_EQ((e->m_ucPassFlags & kPassTickSignal) != 0, on) << int(e->GetKind());
             s.QueueEntityForRemoval(e);
         }
@@ -102,9 +94,5 @@ TEST_F(GameTick, ModHookRunsBeforeTheListsAreProcessed) {
     server().QueueEntityForRemoval(Block());
     server().Game_Tick();
     KRV_ORIGINAL_CallAtEveryTick = nullptr;
-    EXPECT_EQ(s_uiCountInHook, 1u);
-    EXPECT_EQ(s_uiTickInHook, 1u);
-    EXPECT_EQ(server().m_AllEntities.Count(), 0u);
+    EXPECT_EQ(std::tuple(s_uiCountInHook, s_uiTickInHook, server().m_AllEntities.Count()), std::tuple(1u, 1u, 0u));
 }
-
-} // namespace

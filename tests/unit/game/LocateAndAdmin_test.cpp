@@ -1,7 +1,7 @@
 // The Smiley Warrior Spirits' answers and prices, and the admin editor.
 #include <functional>
 
-#include "unit/game/ActionsFixture.h"
+#include "unit/game/GameFixture.h"
 
 class Locate;
 
@@ -15,10 +15,10 @@ struct LocateCase {
     int64_t coinsAfter;
 };
 
-class Locate : public ActionsTest, public ::testing::WithParamInterface<LocateCase> {
+class Locate : public GameTest, public ::testing::WithParamInterface<LocateCase> {
 public:
-    using ActionsTest::Block;
-    using ActionsTest::Player;
+    using GameTest::Block;
+    using GameTest::Player;
 };
 
 namespace {
@@ -93,22 +93,22 @@ TEST_P(Locate, AnswersAndCosts) {
         EXPECT_TRUE(Contains(said, records::Record(49, {"SMILEY WARRIORS", c.chat})));
     else
         EXPECT_FALSE(Contains(said, Text("SMILEY WARRIORS")));
-    EXPECT_EQ(ann->m_strModalText, c.modal ? c.modal : "");
-    EXPECT_EQ(ann->GetFlag(kPlayerHalted), c.modal != nullptr);
-    EXPECT_EQ(ann->m_i64PocketCoins, c.coinsAfter);
+    EXPECT_EQ(std::tuple(ann->m_strModalText, ann->GetFlag(kPlayerHalted), ann->m_i64PocketCoins),
+              std::tuple(c.modal ? c.modal : "", c.modal != nullptr, c.coinsAfter));
 }
 
 INSTANTIATE_TEST_SUITE_P(Queries, Locate, ::testing::ValuesIn(kLocateCases),
                          [](const ::testing::TestParamInfo<LocateCase>& info) { return info.param.name; });
 
-using AdminEditor = ActionsTest;
+using AdminEditor = GameTest;
 
-TEST_F(AdminEditor, SelectionTexturesModesAndSteps) {
+TEST_F(AdminEditor, SelectAddEditAndDelete) {
     Server_Player* admin = Player("boss", 0, 8, 0);
     admin->m_usAdminLevel = 100;
     admin->SetFlag(kPlayerAdminMode, true);
     Server_Entity* pad = Block(nullptr, 0, 50, 0, 75);
-    auto press = [&](uint32_t keys) {
+    auto press = [&](uint32_t keys, int mode = -1) {
+        if (mode >= 0) admin->m_ucEditMode = uint8_t(mode);
         admin->m_uiKeyFlags = keys;
         server().Tick_Player_Admin(admin);
         admin->m_uiKeyFlags = 0;
@@ -145,55 +145,44 @@ TEST_F(AdminEditor, SelectionTexturesModesAndSteps) {
     admin->m_fAdminStep = 8.0f;
     press(kKeyUp);
     EXPECT_EQ(admin->m_vPosition.y, 16.0f);
-    admin->m_ucEditMode = 1;
-    press(kKeyMove0);
+    press(kKeyMove0, 1);
     EXPECT_EQ(pad->m_vPosition, VUKVector(0, 50, 8));
-    admin->m_ucEditMode = 4;
-    press(kKeyMove2);
+    press(kKeyMove2, 4);
     EXPECT_EQ(std::tuple(pad->m_vSize.x, pad->m_vPosition.x), std::tuple(108.0f, 4.0f)); // faces -50 and 58
-    admin->m_ucEditMode = 5;
-    press(kKeyMove3);
+    press(kKeyMove3, 5);
     EXPECT_EQ(std::tuple(pad->m_vSize.x, pad->m_vPosition.x), std::tuple(100.0f, 8.0f)); // faces -42 and 58
     // Mode 2 sizes it, but never below 4; the selection stays above the ground.
-    admin->m_ucEditMode = 2;
     admin->m_fAdminStep = 64.0f;
-    press(kKeyDown);
+    press(kKeyDown, 2);
     press(kKeyDown);
     EXPECT_EQ(std::tuple(pad->m_vSize.y, pad->m_vPosition.y), std::tuple(4.0f, 50.0f));
     EXPECT_NE(pad->m_ucRuleFlags & kRuleQueuedForUpdate, 0);
     // A player-built block may not grow beyond what can still move.
     pad->m_ucSurfaceFlags |= kSurfacePlayerBuilt;
     pad->m_vSize.Set(100, 100, 4990);
-    admin->m_ucEditMode = 4;
     admin->m_fAdminStep = 16.0f;
-    press(kKeyMove0);
+    press(kKeyMove0, 4);
     EXPECT_EQ(pad->m_vSize.z, 4990.0f);
-}
 
-TEST_F(AdminEditor, AddingAndDeletingPads) {
-    Server_Player* admin = Player("boss", 3000, 8, 0);
-    admin->m_usAdminLevel = 100;
-    admin->SetFlag(kPlayerAdminMode, true);
+    // With nothing selected the key adds a pad where the admin stands, and is used up.
+    admin->m_pAdminSelection = nullptr;
+    admin->m_vPosition.Set(3000, 8, 0);
+    admin->m_ucEditMode = 0;
     admin->m_uiKeyFlags = kKeyBuildBuildingBlock;
     server().Tick_Player_Admin(admin);
-    ASSERT_EQ(server().m_NormalPads.Count(), 1u);
-    Server_Entity* pad = server().m_NormalPads.GetEntity(0);
-    EXPECT_EQ(pad->m_vPosition, VUKVector(3000, 8, 0));
-    EXPECT_EQ(pad->m_vSize, VUKVector(32, 16, 32));
-    EXPECT_EQ(std::tuple(pad->m_usTexture, pad->GetTextureMode(), admin->m_uiKeyFlags), std::tuple(8, 2, 0u));
-
+    ASSERT_EQ(server().m_NormalPads.Count(), 2u);
+    Server_Entity* added = server().m_NormalPads.GetEntity(1);
+    EXPECT_EQ(std::tuple(added->m_vPosition, added->m_vSize, added->m_usTexture, added->GetTextureMode()),
+              std::tuple(VUKVector(3000, 8, 0), VUKVector(32, 16, 32), 8, 2));
+    EXPECT_EQ(admin->m_uiKeyFlags, 0u);
     // Deleting an owned BuildingBlock takes its worth off the owner and deselects it everywhere.
     Server_Player* bob = Player("bob", 9000, 8, 0);
     bob->m_i64PropertyValue = 600'000;
     Server_Entity* block = Block(bob, 3000, 40, 0);
     Server_Player* other = Player("sue", 9000, 8, 0);
-    other->m_pAdminSelection = block;
-    admin->m_pAdminSelection = block;
-    admin->m_uiKeyFlags = kKeyAdminDeleteSelection;
-    server().Tick_Player_Admin(admin);
-    EXPECT_EQ(bob->m_i64PropertyValue, 0);
-    EXPECT_EQ(admin->m_pAdminSelection, nullptr);
-    EXPECT_EQ(other->m_pAdminSelection, nullptr);
-    EXPECT_TRUE(block->IsDestroyed());
-    EXPECT_NE(block->m_ucRuleFlags & kRuleQueuedForRemoval, 0);
+    other->m_pAdminSelection = admin->m_pAdminSelection = block;
+    press(kKeyAdminDeleteSelection);
+    EXPECT_EQ(std::tuple(bob->m_i64PropertyValue, admin->m_pAdminSelection, other->m_pAdminSelection),
+              std::tuple(0, nullptr, nullptr));
+    EXPECT_TRUE(block->IsDestroyed() && (block->m_ucRuleFlags & kRuleQueuedForRemoval));
 }

@@ -2,34 +2,11 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <tuple>
 
-#include "GameFixture.h"
-
-namespace {
+#include "unit/game/GameFixture.h"
 
 using Movement = GameTest;
-
-// Feet 5 above a block's top, falling 10 a tick: the face is met at t = 0.5, the fraction kept is
-// 0.49, so the player moves down 4.9 and keeps -4.9; it stands on the block.
-TEST_F(Movement, FallingPlayerStopsShortOfTheBlockItMeets) {
-    Server_Entity* block = Block();
-    Server_Player* p = Player({0.0f, 113.0f, 0.0f});
-    p->m_fVerticalVelocity = -10.0f;
-    MovePlayer(p);
-    EXPECT_FLOAT_EQ(p->m_vPosition.y, 108.1f);
-    EXPECT_FLOAT_EQ(p->m_fVerticalVelocity, -4.9f);
-    EXPECT_TRUE(p->GetFlag(kPlayerStandingOnEntity));
-    EXPECT_EQ(p->m_pPlatform, block);
-    EXPECT_EQ(block->m_ReferringPlayers.Length(), 1u);
-
-    // Nothing below: the whole step, and nothing stood on any more.
-    Server_Player* q = Player({500.0f, 113.0f, 0.0f});
-    q->m_fVerticalVelocity = -10.0f;
-    MovePlayer(q);
-    EXPECT_FLOAT_EQ(q->m_vPosition.y, 103.0f);
-    EXPECT_FALSE(q->GetFlag(kPlayerStandingOnEntity));
-    EXPECT_EQ(q->m_pPlatform, nullptr);
-}
 
 // Two tops crossed at the same time: the first in list order (blocks, princess cubes, players,
 // Zorbin cubes, palace cubes, Quillhob cubes) wins, whatever was made first. A later list wins
@@ -48,29 +25,22 @@ TEST_F(Movement, EqualTimesGoToTheEarlierListStrictlyEarlierTimesToAnyList) {
         const float x = 1000.0f * float(&c - cases);
         Server_Entity* other = Box(c.otherKind, {x, c.otherTop - 50.0f, 0.0f}, {100.0f, 100.0f, 100.0f});
         Server_Entity* block = Block(x + 50.0f);
-        Server_Player* p = Player({x + 25.0f, 113.0f, 0.0f}); // over both
-        p->m_fVerticalVelocity = -10.0f;
-        MovePlayer(p);
-        EXPECT_EQ(p->m_pPlatform, c.otherWins ? other : block) << int(c.otherKind);
+        EXPECT_EQ(Fall({x + 25.0f, 113.0f, 0.0f})->m_pPlatform, c.otherWins ? other : block) << int(c.otherKind);
     }
 }
 
 // A mover touching a face at the start meets it at t = 0 and does not move along that axis.
 TEST_F(Movement, MoverStartingInContactStaysPut) {
     Server_Entity* block = Block();
-    Server_Player* onTop = Player({0.0f, 108.0f, 0.0f});
-    onTop->m_fVerticalVelocity = -10.0f;
-    MovePlayer(onTop);
-    EXPECT_EQ(onTop->m_vPosition.y, 108.0f);
-    EXPECT_EQ(onTop->m_fVerticalVelocity, 0.0f);
-    EXPECT_EQ(onTop->m_pPlatform, block);
+    Server_Player* onTop = Fall({0.0f, 108.0f, 0.0f});
+    EXPECT_EQ(std::tuple(onTop->m_vPosition.y, onTop->m_fVerticalVelocity, onTop->m_pPlatform),
+              std::tuple(108.0f, 0.0f, block));
 
     // Against the -x side of a wall, walking into it; and the same player walking away.
     Server_Player* side = Player({-58.0f, 50.0f, 0.0f});
     side->m_vVelocity.x = 5.0f;
     MovePlayer(side);
-    EXPECT_EQ(side->m_vPosition.x, -58.0f);
-    EXPECT_EQ(side->m_vVelocity.x, 0.0f);
+    EXPECT_EQ(std::tuple(side->m_vPosition.x, side->m_vVelocity.x), std::tuple(-58.0f, 0.0f));
     side->m_vVelocity.x = -5.0f;
     MovePlayer(side);
     EXPECT_EQ(side->m_vPosition.x, -63.0f);
@@ -84,21 +54,16 @@ TEST_F(Movement, RotatedBlockIsClippedByItsCorners) {
     block->SetYaw(std::numbers::pi_v<float> / 4.0f);
     server().UpdateGroupsAndZonesEntityIsIn(block);
 
-    Server_Player* lands = Player({60.0f, 113.0f, 0.0f});
-    lands->m_fVerticalVelocity = -10.0f;
-    MovePlayer(lands);
+    Server_Player* lands = Fall({60.0f, 113.0f, 0.0f});
     EXPECT_NEAR(lands->m_vPosition.y, 108.1f, 1e-3f);
     EXPECT_EQ(lands->m_pPlatform, block);
-
-    Server_Player* passes = Player({45.0f, 113.0f, 45.0f});
-    passes->m_fVerticalVelocity = -10.0f;
-    MovePlayer(passes);
-    EXPECT_FLOAT_EQ(passes->m_vPosition.y, 103.0f);
-    EXPECT_EQ(passes->m_pPlatform, nullptr);
+    Server_Player* passes = Fall({45.0f, 113.0f, 45.0f});
+    EXPECT_EQ(std::tuple(passes->m_vPosition.y, passes->m_pPlatform), std::tuple(103.0f, nullptr));
 }
 
-// A player's own velocity for one tick, high above the ground so that the ground plays no part.
-TEST_F(Movement, VelocityFromGlideDownHyperWalkingAndJumping) {
+// A player's own velocity for one tick, high above the ground so that the ground plays no part; then
+// near the ground.
+TEST_F(Movement, VelocityFromGlideDownHyperWalkingJumpingAndTheGround) {
     struct Case {
         const char* name;
         bool glide, hyper, down, jump, standing;
@@ -132,16 +97,13 @@ TEST_F(Movement, VelocityFromGlideDownHyperWalkingAndJumping) {
         EXPECT_FLOAT_EQ(p.m_vVelocity.z, c.expectVz) << c.name;
         EXPECT_FALSE(p.GetFlag(kPlayerStandingOnEntity)) << c.name;
     }
-}
 
-// Falling 5 with the feet 3 above the ground plane: the step is cut to reach it exactly.
-TEST_F(Movement, GroundPlaneCutsTheFall) {
+    // Falling 5 with the feet 3 above the ground plane: the step is cut to reach it exactly.
     Server_Player p;
     p.m_vPosition.Set(0.0f, 11.0f, 0.0f);
     p.m_fVerticalVelocity = -3.8f;
     p.DetermineNewVelocity();
-    EXPECT_FLOAT_EQ(p.m_fVerticalVelocity, -3.0f);
-    EXPECT_TRUE(p.GetFlag(kPlayerOnGroundPlane));
+    EXPECT_TRUE(p.m_fVerticalVelocity == -3.0f && p.GetFlag(kPlayerOnGroundPlane));
 }
 
 // Numbers no client should send, and a player made inside a block: every move ends, finite and
@@ -177,5 +139,3 @@ TEST_F(Movement, BadNumbersAndOverlapsEndFiniteAndInside) {
         EXPECT_TRUE(std::isfinite(p->m_fVerticalVelocity)) << i;
     }
 }
-
-} // namespace

@@ -1,8 +1,9 @@
-// The rest of a player's tick: the AFK request, regeneration, the admin toggle and the Zorbin
-// cubes' near lists.
-#include "unit/game/ActionsFixture.h"
+// The rest of a player's tick: keys, the AFK request, regeneration, the admin toggle and the Zorbin cubes' near lists.
+#include <tuple>
 
-using PlayerTick = ActionsTest;
+#include "unit/game/GameFixture.h"
+
+using PlayerTick = GameTest;
 
 TEST_F(PlayerTick, AfkRegenerationAndAdminToggle) {
     Server_Player* ann = Player("ann", 5000, 8, 0);
@@ -10,9 +11,19 @@ TEST_F(PlayerTick, AfkRegenerationAndAdminToggle) {
     server().Tick_Players();
     ann->SetFlag(kPlayerMenuToggleAFK, true);
     server().Tick_Players();
-    EXPECT_EQ(m_Folder.CountInLog("ann is AFK."), 1);
-    EXPECT_EQ(m_Folder.CountInLog("ann is back at the keyboard."), 1);
-    EXPECT_FALSE(ann->GetFlag(kPlayerAFK));
+    EXPECT_EQ(std::tuple(m_Folder.CountInLog("ann is AFK."), m_Folder.CountInLog("ann is back at the keyboard."),
+                         ann->GetFlag(kPlayerAFK)),
+              std::tuple(1, 1, false));
+
+    // All keys up: no keys, no menu requests, no throttle; what the player waits for stays.
+    Server_Player p;
+    p.m_uiKeyFlags = kKeyFire | kKeyBuildStoneBlock | kKeyMove2;
+    p.SetFlag(kPlayerMenuToggleAFK, true);
+    p.SetFlag(kPlayerMenuLocateOwn, true);
+    p.m_fThrottle = 0.5f;
+    p.AllKeysFalse();
+    EXPECT_EQ(std::tuple(p.m_uiKeyFlags, p.m_ucPlayerFlags[6], p.m_ucPlayerFlags[7], p.m_fThrottle),
+              std::tuple(0u, 0, 0x0E, 0.0f));
 
     // Cookie: +1 up to 9,999 (ice cream then does nothing); ice cream alone: +5 up to 20,000.
     const std::tuple<bool, bool, uint32_t, uint32_t> energy[] = {{true, true, 9'998, 9'999},
@@ -35,9 +46,7 @@ TEST_F(PlayerTick, AfkRegenerationAndAdminToggle) {
     EXPECT_FALSE(ann->IsAdminMode());
     ann->m_usAdminLevel = 1;
     server().Tick_Players();
-    EXPECT_TRUE(ann->IsAdminMode());
-    EXPECT_EQ(ann->m_vVelocity, VUKVector(0, 0, 0));
-    EXPECT_FALSE(ann->HasKey(kKeyAdminToggle));
+    EXPECT_TRUE(ann->IsAdminMode() && ann->m_vVelocity == VUKVector(0, 0, 0) && !ann->HasKey(kKeyAdminToggle));
 }
 
 TEST_F(PlayerTick, ZorbinCubesKnowTheEnemiesNearThem) {
@@ -46,11 +55,8 @@ TEST_F(PlayerTick, ZorbinCubesKnowTheEnemiesNearThem) {
     Server_Player* mate = Player("mate", 9000, 8, 0);
     mate->m_strTeamName = "red";
     auto cube = [&](Server_Player* owner, float x) {
-        auto* c = static_cast<Server_ZorbinCube*>(World::CreateByType(kKindZorbinCube));
-        c->m_vPosition.Set(x, 150, 0);
-        c->m_vSize.Set(300, 300, 300);
+        auto* c = static_cast<Server_ZorbinCube*>(Box(kKindZorbinCube, {x, 150, 0}, {300, 300, 300}));
         c->m_pOwner = owner;
-        server().AddEntityToZonesAndGroups(c);
         return c;
     };
     Server_ZorbinCube* enemy = cube(nullptr, 5500); // in a zone of the box 600 around the player
@@ -58,8 +64,7 @@ TEST_F(PlayerTick, ZorbinCubesKnowTheEnemiesNearThem) {
     Server_ZorbinCube* own = cube(ann, 5100);
     Server_ZorbinCube* friendly = cube(mate, 5200);
     server().SetZorbinNearList(ann);
-    EXPECT_EQ(ann->m_NearZorbins.Length(), 1u);
-    EXPECT_TRUE(enemy->m_NearPlayers.Contains(ann));
+    EXPECT_TRUE(ann->m_NearZorbins.Length() == 1 && enemy->m_NearPlayers.Contains(ann));
     EXPECT_FALSE(far->m_NearPlayers.Contains(ann) || own->m_NearPlayers.Contains(ann) ||
                  friendly->m_NearPlayers.Contains(ann));
 
@@ -72,8 +77,7 @@ TEST_F(PlayerTick, ZorbinCubesKnowTheEnemiesNearThem) {
     ann->SetLoggedIn(true);
     Player("bob", 5600, 8, 0);
     server().SetPlayerNearList(enemy);
-    EXPECT_EQ(enemy->m_NearPlayers.Length(), 2u);
-    EXPECT_TRUE(ann->m_NearZorbins.Contains(enemy));
+    EXPECT_TRUE(enemy->m_NearPlayers.Length() == 2 && ann->m_NearZorbins.Contains(enemy));
 }
 
 TEST_F(PlayerTick, TheMovementLoop) {
@@ -88,8 +92,7 @@ TEST_F(PlayerTick, TheMovementLoop) {
     for (int tick = 2; tick <= 4; ++tick) server().Tick_Players();
     EXPECT_TRUE(ann->IsPlayerMoving());
     server().Tick_Players();
-    EXPECT_FALSE(ann->IsPlayerMoving());
-    EXPECT_NE(ann->m_ucRuleFlags & kRuleQueuedForUpdate, 0);
+    EXPECT_TRUE(!ann->IsPlayerMoving() && (ann->m_ucRuleFlags & kRuleQueuedForUpdate));
 
     // In client-side movement the client's reports are taken, the position raised by 0.1; a
     // report still awaited is not.
@@ -100,7 +103,6 @@ TEST_F(PlayerTick, TheMovementLoop) {
     ann->SetFlag(kPlayerAwaitClientPosition, false);
     ann->SetFlag(kPlayerAwaitClientVelocity, false);
     server().Tick_Players();
-    EXPECT_EQ(ann->m_vPosition, VUKVector(100, 50.1f, 100));
-    EXPECT_EQ(ann->m_vVelocity, VUKVector(1, 0, 3));
-    EXPECT_EQ(std::tuple(ann->m_fVerticalVelocity, ann->GetYaw()), std::tuple(2.0f, 0.0f));
+    EXPECT_EQ(std::tuple(ann->m_vPosition, ann->m_vVelocity, ann->m_fVerticalVelocity, ann->GetYaw()),
+              std::tuple(VUKVector(100, 50.1f, 100), VUKVector(1, 0, 3), 2.0f, 0.0f));
 }

@@ -1,12 +1,13 @@
 // What a sweep's hit does to the mover and to what it met.
-#include "GameFixture.h"
+#include <tuple>
 
-namespace {
+#include "unit/game/GameFixture.h"
 
 using Reactions = GameTest;
 
-// A logged-in player falling 10 with its feet 5 above the top meets it at t = 0.5 and keeps 0.49
-// of its vertical velocity, after the landing has added any bounce: (-10 + 150) x 0.49 = 68.6.
+// A logged-in player falling 10 with its feet 5 above the top meets it at t = 0.5: it keeps 0.49 of
+// its vertical velocity, after the landing has added any bounce ((-10 + 150) x 0.49 = 68.6), moves by
+// that much and is marked standing.
 TEST_F(Reactions, LandingOnPadsAndPalaceCubes) {
     struct Case {
         const char* name;
@@ -39,11 +40,13 @@ TEST_F(Reactions, LandingOnPadsAndPalaceCubes) {
         p->m_uiEnergy = 5;
         p->m_fVerticalVelocity = -10.0f;
         MovePlayer(p);
+        EXPECT_FLOAT_EQ(p->m_vPosition.y, 113.0f + c.vertical) << c.name;
         EXPECT_FLOAT_EQ(p->m_fVerticalVelocity, c.vertical) << c.name;
-        EXPECT_EQ(p->GetMoveFlag(kMoveFast), c.fast) << c.name;
-        EXPECT_EQ(p->GetFlag(kPlayerMayBuildHere), c.mayBuild) << c.name;
-        EXPECT_EQ(p->m_uiEnergy, c.energy) << c.name;
-        EXPECT_EQ(p->m_pPlatform, c.windowOpen ? nullptr : e) << c.name;
+        const bool on = !c.windowOpen; // an open window leaves the player standing but on no platform
+        EXPECT_EQ(std::tuple(p->GetFlag(kPlayerStandingOnEntity), p->m_pPlatform == e, e->m_ReferringPlayers.Length(),
+                             p->GetMoveFlag(kMoveFast), p->GetFlag(kPlayerMayBuildHere), p->m_uiEnergy),
+                  std::tuple(true, on, on ? 1u : 0u, c.fast, c.mayBuild, c.energy))
+            << c.name;
     }
 }
 
@@ -85,8 +88,7 @@ TEST_F(Reactions, KicksByKindOwnerAndTeam) {
         e->m_pOwner = const_cast<Server_Player*>(owners[c.owner]);
         p->m_vVelocity.x = 10.0f;
         MovePlayer(p);
-        EXPECT_FLOAT_EQ(e->m_vVelocity.x, c.velocity.x) << c.name;
-        EXPECT_FLOAT_EQ(e->m_vVelocity.y, c.velocity.y) << c.name;
+        EXPECT_EQ(e->m_vVelocity, c.velocity) << c.name;
         const bool kicked = c.velocity != VUKVector() && c.kind != kKindTalvyCube;
         EXPECT_EQ((e->m_ucRuleFlags & kRuleQueuedForUpdate) != 0, kicked) << c.name;
         if (c.kind == kKindTalvyCube) {
@@ -131,8 +133,7 @@ TEST_F(Reactions, MovingPropertyAndPrincessCubes) {
         Server_Entity* talvy =
             Box(kKindTalvyCube, {20'000.0f - r.orisetSize / 2 - 55.0f, 5000.0f, 0.0f}, {100, 100, 100});
         move(talvy, {10.0f, 0.0f, 0.0f}, &Game::VC_TC);
-        EXPECT_EQ(oriset->m_vSize, r.size);
-        EXPECT_FLOAT_EQ(oriset->m_fHoverHeight, r.newHover);
+        EXPECT_EQ(std::tuple(oriset->m_vSize, oriset->m_fHoverHeight), std::tuple(r.size, r.newHover));
         EXPECT_FLOAT_EQ(talvy->m_vVelocity.x, -0.49f); // rebounds at 0.1 of its speed, cut by the fraction
         s.QueueEntityForRemoval(oriset);
         s.QueueEntityForRemoval(talvy);
@@ -146,13 +147,11 @@ TEST_F(Reactions, MovingPropertyAndPrincessCubes) {
     Server_Player* rider = Player({40'000.0f, 213.0f, 0.0f});
     rider->SetPlatform(talvy);
     move(talvy, {10.0f, 0.0f, 0.0f}, &Game::VC_TC);
-    EXPECT_FLOAT_EQ(rider->m_vPosition.x, 40'010.0f);
-    EXPECT_TRUE(rider->IsPlayerMoving() && (rider->m_ucRuleFlags & kRuleQueuedForUpdate));
+    EXPECT_TRUE(rider->m_vPosition.x == 40'010.0f && rider->IsPlayerMoving() &&
+                (rider->m_ucRuleFlags & kRuleQueuedForUpdate));
     talvy->m_vPosition.x = 40'000.0f;
     move(talvy, {0.0f, -10.0f, 0.0f}, &Game::VC_TC);
     EXPECT_EQ(talvy->m_vSize, VUKVector(500.0f, 500.0f, 500.0f));
     EXPECT_FLOAT_EQ(talvy->m_vPosition.y, 50'008.0f - 4.9f);
     EXPECT_NE(talvy->m_ucRuleFlags & kRuleStanding, 0);
 }
-
-} // namespace

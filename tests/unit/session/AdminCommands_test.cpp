@@ -1,6 +1,8 @@
 // Administrative commands as the master administrator and lesser administrators see them.
 #include "SessionFixture.h"
 
+#include <tuple>
+
 #include "base/Settings.h"
 
 namespace {
@@ -23,18 +25,13 @@ TEST_F(AdminCommands, SettingsAndPlayerActionsAnswerAsTheirRowsSay) {
         {"/usbl", reply("UDP Send Buffer Limit is now: 6")},
         {"/spps 100", reply("Pop Princess Skip value is now 64")},
         {"/spps -5", reply("Pop Princess Skip value is now 64")},
-        {"/szsph 0.5", reply("Zorbin shrink per hit value is now 0.500000")},
         {"/spmg -3", reply("Propety Moving Groups now set to -3")},
         {"/sbsl -5", reply("The server is no longer limited to how many bytes per 1/30th second it can send over the "
                            "Internet.")},
         {"/sbsl 3000", reply("The server is now limited to sending 3000 total bytes per 1/30th second over the "
                              "Internet.")},
-        {"/srhq 5", reply("Sorry, you need coin changing permissions to use this command.")},
         {"/stoplifts", reply("Lifts stopped (NOTE: Not saved in data file)")},
-        {"/no_udp_thread", reply("UDP Thread Mode Disabled")},
-        {"/ei", reply("IRS Building Enabled")},
         {"/csm", reply("Client side movement is now DISABLED.")},
-        {"/straight_update_on", reply("Straight update on (this client only)")},
         {"/hide", reply("You now appear OFFLINE to other players.")},
         {"/dpc nobody", reply("PLAYER NOT FOUND")},
         {"/dpc ADMIN", reply("ADMIN has 1000 coins.")},
@@ -51,12 +48,9 @@ TEST_F(AdminCommands, SettingsAndPlayerActionsAnswerAsTheirRowsSay) {
         {"/kick admin", reply("You cannot kick a player with a higher admin level than you.")},
     };
     for (const Case& c : cases) EXPECT_EQ(Said(admin, c.line), c.replies) << c.line;
-    EXPECT_EQ(g_uiUdpSendBufferLimit, 6u);
-    EXPECT_EQ(server().m_uiPopPrincessSkip, 64u);
-    EXPECT_EQ(g_iPropertyMovingGroups, -3);
-    EXPECT_EQ(server().m_uiServerByteSendLimit, 3000u);
-    EXPECT_FALSE(server().m_bLiftsRunning);
-    EXPECT_EQ(g_uiRewardHittingQuillhob, 0u);
+    EXPECT_EQ(std::tuple(g_uiUdpSendBufferLimit, server().m_uiPopPrincessSkip, g_iPropertyMovingGroups,
+                         server().m_uiServerByteSendLimit, server().m_bLiftsRunning, g_uiRewardHittingQuillhob),
+              std::tuple(6u, 64u, -3, 3000u, false, 0u));
     EXPECT_NE(ChatLog().find("] LOG: Excessive coin removal clipping\r\n"), std::string::npos);
     EXPECT_NE(ChatLog().find("] LOG: ADMIN has added -5000 pocket coins to ADMIN.\r\n"), std::string::npos);
 }
@@ -71,7 +65,6 @@ TEST_F(AdminCommands, LevelsDecideBetweenSilenceAndChat) {
     EXPECT_EQ(Said(admin, "/saa bob 1"), std::vector<Bytes>{Chat("VuK Server", "bob now has access level 1.")});
     EXPECT_EQ(Said(bob, "/eacc bob"), std::vector<Bytes>{});
     EXPECT_EQ(Said(bob, "/gpc bob 5"), std::vector<Bytes>{});
-    EXPECT_EQ(Said(bob, "/saa bob 5"), std::vector<Bytes>{Chat("VuK Server", "Not level 99!")});
     EXPECT_EQ(Said(bob, "/kick ADMIN"),
               std::vector<Bytes>{Chat("VuK Server", "You cannot kick a player with a higher admin level than you.")});
     EXPECT_EQ(Said(admin, "/kick bob"),

@@ -19,15 +19,13 @@ protected:
             SCOPED_TRACE(step.line);
             peers[step.speaker].Send(0, Say(step.line));
             m_Harness->Pass();
-            for (int i = 0; i < 3; ++i) EXPECT_EQ(ChatRecords(peers[i]), step.heard[i]) << "player " << i;
+            for (int i = 0; i < 3; ++i) {
+                std::vector<Bytes> chats;
+                for (Bytes& m : peers[i].TakeAll())
+                    if (!m.empty() && m[0] == 49) chats.push_back(std::move(m));
+                EXPECT_EQ(chats, step.heard[i]) << "player " << i;
+            }
         }
-    }
-
-    static std::vector<Bytes> ChatRecords(ServerHarness::Peer& peer) {
-        std::vector<Bytes> chats;
-        for (Bytes& m : peer.TakeAll())
-            if (!m.empty() && m[0] == 49) chats.push_back(std::move(m));
-        return chats;
     }
 };
 
