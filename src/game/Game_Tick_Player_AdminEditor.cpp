@@ -189,3 +189,9 @@ void Game::Admin_MoveByKey(Server_Player* player, int axis, float step) {
     m_pServer->InformClients_EntityUpdated(selection);
     QueueEntityForUpdate(selection);
 }
+
+void Game::Admin_GoToCertainTexture(Server_Entity* e, int texture) {
+    e->m_usTexture = uint16_t(texture);
+    m_pServer->InformClients_EntityUpdated(e);
+    QueueEntityForUpdate(e);
+}
