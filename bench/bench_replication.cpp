@@ -128,6 +128,7 @@ int64_t BenchCounter() {
     if (g_pProbe) g_pProbe->Reading();
     return ++g_BenchNow;
 }
+
 // Real time again after the steady state, carried on from where the benchmark's time stopped, so
 // that the server's timers neither jump nor wait.
 int64_t g_RealOffset = 0;
