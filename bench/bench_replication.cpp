@@ -22,22 +22,41 @@
 // 3. One more player joins the running server: its login pass, the time until its please-wait
 //    window closes and the longest pass meanwhile.
 //
-//   bench_replication [--clients N] [--pads N] [--zorbins N] [--ticks N] [--update-size BYTES]
-//                     [--settle SECONDS]
+// With --bots the players are bots instead: nothing is moved by the benchmark, and each player
+// walks, jumps, shoots and builds through the records a game client sends (key records, the
+// second key record, steering), pushed into its pipe before each game tick. Each bot repeats a
+// 120-tick round (walk and jump, stop and shoot, build a BuildingBlock or a StoneBlock) from its
+// own phase, heading and turn drawn from the benchmark's generator. The bots are given coins, stand
+// far from the spawn spot and switch client-side movement off (the menu click a client sends), so
+// the server's rules move them. The steady state then reports the game tick alone (the time spent
+// in Game::Game_Tick inside the server's own pass: from the game-tick timer's check to the reading
+// after the per-tick mod hook, split at the hook) and the whole tick with its updates, each as
+// median and 99th percentile, and counts what the bots did. Login and settling are as above; there
+// is no late join.
+//
+// In the steady state every counter reading moves time on by one count, so the rules' draws (the
+// counter modulo n) differ within a tick and repeat from run to run.
+//
+//   bench_replication [--bots] [--clients N] [--pads N] [--zorbins N] [--ticks N]
+//                     [--update-size BYTES] [--settle SECONDS]
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 #include "core/Server.h"
 #include "core/ServerLock.h"
+#include "game/GameConstants.h"
 #include "headless/ClientWorld.h"
+#include "mod/VukServer_Mod_Interface.h"
 #include "net/ClientServerPipe.h"
 #include "net/Packet.h"
 #include "platform/Clock.h"
@@ -55,11 +74,14 @@ struct Options {
     int ticks = 300;
     uint32_t updateSize = 1400;
     int settleSeconds = 5;
+    bool bots = false;
 };
 
 // A small deterministic generator, so that every run builds the same world.
 struct Lcg {
     uint64_t state = 0x9E3779B97F4A7C15ull;
+    Lcg() = default;
+    explicit Lcg(uint64_t seed) : state(seed) {}
     float Next(float low, float high) {
         state = state * 6364136223846793005ull + 1442695040888963407ull;
         return low + (high - low) * float(double(state >> 11) / double(1ull << 53));
@@ -71,8 +93,42 @@ struct Mover {
     VUKVector velocity;
 };
 
+// Real-time marks around Game::Game_Tick in the pass that runs it, taken from the counter
+// readings: the last reading before the game-tick timer restarts is its check, right before the
+// game tick; the per-tick mod hook comes just before the deferred lists are processed; the first
+// reading after the hook is the one-second timer's check, right after them.
+struct RulesProbe {
+    const Timer* gameTickTimer = nullptr;
+    int64_t startBefore = 0;
+    bool hooked = false, ended = false;
+    Clock::time_point start, hook, end;
+
+    void Arm() {
+        startBefore = gameTickTimer->m_iStart;
+        hooked = ended = false;
+    }
+    void Reading() {
+        if (gameTickTimer->m_iStart == startBefore)
+            start = Clock::now();
+        else if (hooked && !ended) {
+            end = Clock::now();
+            ended = true;
+        }
+    }
+};
+RulesProbe* g_pProbe = nullptr;
+void ProbeHook() {
+    if (!g_pProbe) return;
+    g_pProbe->hook = Clock::now();
+    g_pProbe->hooked = true;
+}
+
 int64_t g_BenchNow = 0;
-int64_t BenchCounter() { return g_BenchNow; }
+int64_t BenchCounter() {
+    if (g_pProbe) g_pProbe->Reading();
+    return ++g_BenchNow;
+}
+
 // Real time again after the steady state, carried on from where the benchmark's time stopped, so
 // that the server's timers neither jump nor wait.
 int64_t g_RealOffset = 0;
@@ -92,6 +148,86 @@ double Percentile(std::vector<double> v, double p) {
 
 void PutU32(Packet* p, uint32_t v) { p->AppendU32(v); }
 
+// The client records a bot sends, and the bits it uses in them. The first key record's bits are
+// the key flags themselves.
+constexpr uint8_t kRecordKeys = 1;
+constexpr uint8_t kRecordMoreKeys = 11;
+constexpr uint8_t kRecordMenuButton = 22;
+constexpr uint8_t kRecordSteering = 23;
+constexpr uint8_t kButtonClientSideMovement = 10;
+constexpr uint8_t kMoreKeysStoneBlock = 1u << 3;
+
+// One bot's round, in game ticks: walk (jumping twice), stop and shoot, then build.
+constexpr int kRound = 120;
+constexpr int kWalkTicks = 60;
+constexpr int kJumpAt[] = {15, 45};
+constexpr int kFireFrom = 70, kFireUntil = 80;
+constexpr int kBuildAt = 100;
+
+// What a bot holds in one tick; it sends records only when this changes.
+struct BotInput {
+    uint16_t keys = 0;
+    uint8_t moreKeys = 0;
+    float heading = 0;
+    uint8_t throttle = 0;
+};
+
+struct Bot {
+    int phase;
+    float heading, turn;
+    BotInput sent;
+    // The rules' state after the last tick, to count what happened.
+    VUKVector position;
+    float verticalVelocity = 0;
+    int16_t shotCooldown = 0;
+
+    BotInput InputAt(int tick) const {
+        int t = tick + phase, step = t % kRound, round = t / kRound;
+        BotInput in;
+        in.heading = heading + turn * float(round);
+        if (step < kWalkTicks) {
+            in.throttle = 255;
+            in.keys |= uint16_t(kKeyMove0);
+        }
+        for (int at : kJumpAt)
+            if (step == at) in.keys |= uint16_t(kKeyJump);
+        if (step >= kFireFrom && step < kFireUntil) in.keys |= uint16_t(kKeyFire);
+        if (step == kBuildAt) {
+            // Build keys only set their flag, so a press is one record with the bit.
+            if (round % 2 == 0)
+                in.keys |= uint16_t(kKeyBuildBuildingBlock);
+            else
+                in.moreKeys |= kMoreKeysStoneBlock;
+        }
+        return in;
+    }
+};
+
+// The records that take a bot from what it sent last to what it holds now; null when nothing
+// changed.
+Packet* BotRecords(Bot& bot, const BotInput& in) {
+    Packet* p = nullptr;
+    auto packet = [&] { return p ? p : (p = new Packet); };
+    if (in.keys != bot.sent.keys) {
+        packet()->AppendByte(kRecordKeys);
+        p->AppendU16(in.keys);
+    }
+    if (in.moreKeys != bot.sent.moreKeys) {
+        packet()->AppendByte(kRecordMoreKeys);
+        p->AppendByte(in.moreKeys);
+    }
+    if (in.heading != bot.sent.heading || in.throttle != bot.sent.throttle) {
+        packet()->AppendByte(kRecordSteering);
+        p->AppendU16(0); // echo
+        p->AppendU16(0);
+        p->AppendFloat(in.heading); // yaw: the bot faces where it walks and shoots
+        p->AppendFloat(in.heading);
+        p->AppendByte(in.throttle);
+    }
+    bot.sent = in;
+    return p;
+}
+
 class Bench {
 public:
     explicit Bench(const Options& o) : m_Options(o) {}
@@ -110,7 +246,8 @@ public:
             cube->m_vSize.Set(40, 40, 40);
             cube->SetLabel("owner");
             m_Server.UpdateZonesEntityIsIn(cube);
-            m_Movers.push_back({cube, VUKVector(rng.Next(-4, 4), 0, rng.Next(-4, 4))});
+            VUKVector velocity(rng.Next(-4, 4), 0, rng.Next(-4, 4));
+            if (!m_Options.bots) m_Movers.push_back({cube, velocity});
         }
     }
 
@@ -153,7 +290,16 @@ public:
         player->m_vPosition.Set(cx + 500.0f * float(member), 200.0f, cz + 300.0f * float(member));
         m_Server.UpdateZonesEntityIsIn(player);
         m_Server.InformClients_EntityUpdated(player);
-        m_Movers.push_back({player, VUKVector(3.0f, 0.0f, 2.0f)});
+        if (!m_Options.bots) {
+            m_Movers.push_back({player, VUKVector(3.0f, 0.0f, 2.0f)});
+            return;
+        }
+        // Enough for a BuildingBlock every round, well below the net worth that stops building.
+        player->m_i64PocketCoins = 20'000'000;
+        Packet* p = new Packet;
+        p->AppendByte(kRecordMenuButton);
+        p->AppendByte(kButtonClientSideMovement);
+        m_Pipes[size_t(i)]->PushToServer(0, p);
     }
 
     // The rules' part: positions and the world's own grid. Then the notices.
@@ -324,6 +470,127 @@ public:
                         double(n[0x25] * 1 + n[0x26] * 4 + n[0x27] * 7 + n[0x28] * 13) / predicted);
     }
 
+    void BotsSteadyPhase() {
+        Lcg rng(0xB07B07B07ull);
+        std::vector<Bot> bots;
+        for (int i = 0; i < m_Options.clients; ++i) {
+            Bot bot{int(rng.Next(0, kRound)), rng.Next(0, 6.2831853f), rng.Next(-1.5f, 1.5f), {}, {}};
+            Server_Player* player = ClientOf(i)->m_pPlayer;
+            bot.position = player->m_vPosition;
+            bot.verticalVelocity = player->m_fVerticalVelocity;
+            bot.shotCooldown = player->m_sShotCooldown;
+            bots.push_back(bot);
+        }
+        RulesProbe probe;
+        probe.gameTickTimer = &m_Server.m_GameTickTimer;
+        g_BenchNow = platform::QueryCounter();
+        platform::SetCounterSource(&BenchCounter);
+        KRV_ORIGINAL_CallAtEveryTick = &ProbeHook;
+
+        std::vector<double> rulesMs, listsMs, beforeMs, tickMs;
+        std::set<Server_Entity*> built;
+        for (uint32_t i = 0; i < m_Server.m_PlayerBuiltPads.Count(); ++i)
+            built.insert(m_Server.m_PlayerBuiltPads.GetEntity(i));
+        uint64_t moved = 0, jumps = 0, shots = 0, buildingBlocks = 0, stones = 0, otherBuilt = 0, builtGone = 0;
+        uint64_t fireBlocksAlive = 0, recordsSent = 0;
+        uint32_t fireBlocksPeak = 0;
+        double walked = 0;
+        const int warmup = 60;
+        for (int t = 0; t < warmup + m_Options.ticks; ++t) {
+            const bool record = t >= warmup;
+            for (size_t b = 0; b < bots.size(); ++b) {
+                if (Packet* p = BotRecords(bots[b], bots[b].InputAt(t))) {
+                    m_Pipes[b]->PushToServer(0, p);
+                    recordsSent += record;
+                }
+            }
+            g_BenchNow += m_Server.m_GameTickTimer.m_iPeriod + 1;
+            probe.Arm();
+            g_pProbe = &probe;
+            auto passStart = Clock::now();
+            Clock::duration passes = Pass();
+            g_pProbe = nullptr;
+            if (!probe.ended) {
+                std::printf("the game tick did not run in its pass (tick %d)\n", t);
+                break;
+            }
+            Drain(false);
+            for (size_t guard = 0; guard < m_Server.m_Clients.Length() * 2; ++guard) {
+                bool waiting = false;
+                for (Server_Client* c : m_Server.m_Clients) waiting = waiting || c->m_bNeedsNormalUpdate;
+                if (!waiting) break;
+                passes += Pass();
+                Drain(false);
+            }
+            if (record) {
+                rulesMs.push_back(Ms(probe.end - probe.start));
+                listsMs.push_back(Ms(probe.end - probe.hook));
+                beforeMs.push_back(Ms(probe.start - passStart));
+                tickMs.push_back(Ms(passes));
+            }
+
+            // What happened this tick; the warm-up keeps the bots' last state but counts nothing.
+            for (size_t b = 0; b < bots.size(); ++b) {
+                Bot& bot = bots[b];
+                Server_Player* player = ClientOf(int(b))->m_pPlayer;
+                VUKVector d = player->m_vPosition - bot.position;
+                if (record) {
+                    if (d.x != 0 || d.y != 0 || d.z != 0) ++moved;
+                    walked += std::sqrt(double(d.x) * d.x + double(d.z) * d.z);
+                    // A jump (or a bounce) turns a fall into a rise; a shot leaves the cooldown at 1.
+                    if (bot.verticalVelocity <= 0 && player->m_fVerticalVelocity > 0) ++jumps;
+                    if (bot.shotCooldown == 0 && player->m_sShotCooldown == 1) ++shots;
+                }
+                bot.position = player->m_vPosition;
+                bot.verticalVelocity = player->m_fVerticalVelocity;
+                bot.shotCooldown = player->m_sShotCooldown;
+            }
+            if (record) {
+                uint32_t alive = m_Server.m_FireBlocks.Count();
+                fireBlocksAlive += alive;
+                fireBlocksPeak = std::max(fireBlocksPeak, alive);
+            }
+            std::set<Server_Entity*> now;
+            for (uint32_t i = 0; i < m_Server.m_PlayerBuiltPads.Count(); ++i) {
+                Server_Entity* e = m_Server.m_PlayerBuiltPads.GetEntity(i);
+                now.insert(e);
+                if (built.count(e) || !record) continue;
+                if (e->m_usTexture == kTextureBuildingBlock)
+                    ++buildingBlocks;
+                else if (e->m_usTexture == kTextureStoneBlock)
+                    ++stones;
+                else
+                    ++otherBuilt;
+            }
+            if (record)
+                for (Server_Entity* e : built) builtGone += now.count(e) == 0;
+            built.swap(now);
+        }
+        KRV_ORIGINAL_CallAtEveryTick = nullptr;
+        g_RealOffset = g_BenchNow - RealNanoseconds();
+        platform::SetCounterSource(&ResumedCounter);
+
+        const int n = int(tickMs.size());
+        std::printf("-- steady state with %d bots: %d game ticks --\n", m_Options.clients, n);
+        std::printf("%-58s %8s %8s %8s\n", "ms per game tick", "median", "99th", "max");
+        auto row = [](const char* what, const std::vector<double>& v) {
+            std::printf("%-58s %8.3f %8.3f %8.3f\n", what, Percentile(v, 0.5), Percentile(v, 0.99), Percentile(v, 1.0));
+        };
+        row("rules alone (Game_Tick)", rulesMs);
+        row("  of which the deferred lists (ProcessUpdatesAndRemoves)", listsMs);
+        row("whole tick: every pass of the tick, with the updates", tickMs);
+        row("  of which the game-tick pass before Game_Tick (records)", beforeMs);
+        std::printf("goal for the rules alone: median <= 1 ms, 99th percentile <= 3 ms\n");
+        double botTicks = double(n) * double(bots.size());
+        std::printf("what the bots did in %d ticks: %.0f%% of bot-ticks moved (%.0f units walked), %llu jumps or "
+                    "bounces, %llu shots (fire blocks alive: mean %.0f, peak %u), built %llu BuildingBlocks, "
+                    "%llu StoneBlocks, %llu other; %llu built blocks gone; %llu record packets sent\n",
+                    n, botTicks > 0 ? 100.0 * double(moved) / botTicks : 0.0, walked, (unsigned long long)jumps,
+                    (unsigned long long)shots, n ? double(fireBlocksAlive) / n : 0.0, fireBlocksPeak,
+                    (unsigned long long)buildingBlocks, (unsigned long long)stones, (unsigned long long)otherBuilt,
+                    (unsigned long long)builtGone, (unsigned long long)recordsSent);
+    }
+
     // One more player joins the busy server, on the real clock again.
     void LateJoinPhase() {
         uint32_t lastTick = m_Server.m_uiTickCount;
@@ -364,9 +631,14 @@ private:
 
 int main(int argc, char** argv) {
     Options o;
-    for (int i = 1; i + 1 < argc; i += 2) {
+    for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
-        int v = std::atoi(argv[i + 1]);
+        if (a == "--bots") {
+            o.bots = true;
+            continue;
+        }
+        if (i + 1 >= argc) break;
+        int v = std::atoi(argv[++i]);
         if (a == "--clients")
             o.clients = v;
         else if (a == "--pads")
@@ -389,8 +661,12 @@ int main(int argc, char** argv) {
     bench->BuildWorld();
     std::printf("world built in %.0f ms\n", Ms(Clock::now() - start));
     bench->LoginPhase();
-    bench->SteadyPhase();
-    bench->LateJoinPhase();
+    if (o.bots) {
+        bench->BotsSteadyPhase();
+    } else {
+        bench->SteadyPhase();
+        bench->LateJoinPhase();
+    }
     bench.reset();
     std::string cleanup = std::string("rm -rf ") + folder;
     return std::system(cleanup.c_str()) == 0 ? 0 : 1;
