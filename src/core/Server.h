@@ -247,6 +247,10 @@ public:
     Timer m_SixtySecondTimer{59.999996f};
     Server_WeirdLink* m_pFreeClientNumbers = nullptr;
     uint32_t m_uiNextClientNumber = 0;
+    // Client records (live and being deleted) at most; each holds a slot number below it.
+    static constexpr uint32_t kMaxClients = 4096;
+    static_assert(kMaxClients <= kMaxClientSlots);
+    uint32_t m_uiMaxClients = kMaxClients;
     // The powerup spawn table: positions and, in parallel, powerup types.
     PointerStringList<VUKVector> m_PowerupTablePositions;
     std::vector<uint32_t> m_PowerupTableTypes;

@@ -157,6 +157,9 @@ void Server::ReturnACRNumber(Server_WeirdLink* link) {
 }
 
 ClientServerPipe* Server::CreateClientServerPipe() {
+    // Any datagram from a new address makes a client record: past the cap the address is refused,
+    // so that no flood of source ports can take a slot number beyond what entities hold.
+    if (m_Clients.Length() + m_ClientsBeingDeleted.Length() >= m_uiMaxClients) return nullptr;
     Server_Client* client = new Server_Client;
     client->m_pSlotRecord = TakeACRNumber();
     if (client->m_pSlotRecord->m_uiNumber >= g_uiAllocatedClientUINs) DoubleAllocatedClientUINs();

@@ -20,7 +20,7 @@ enum SlotField : uint32_t { kSlotView, kSlotPending, kSlotZoneWait, kSlotAttache
 // Block header, one word: the slots the block reaches (low half) and how many of its values
 // are set (high half). Five values per slot keep both below 65,536 up to kMaxSlots.
 constexpr uint32_t kHeaderWords = 1;
-constexpr uint32_t kMaxSlots = 8192;
+constexpr uint32_t kMaxSlots = kMaxClientSlots;
 
 uint32_t SlotsOf(const uint32_t* block) { return block[0] & 0xFFFF; }
 uint32_t LiveOf(const uint32_t* block) { return block[0] >> 16; }

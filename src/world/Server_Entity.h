@@ -16,6 +16,9 @@ class Server_Client_Entity;
 // Client slot numbers the per-client storage of every entity is sized for (32 at start); the
 // server doubles it when a client number reaches it.
 extern uint32_t g_uiAllocatedClientUINs;
+// Client slot numbers an entity can hold views for; a client record takes one from creation
+// until it is deleted.
+inline constexpr uint32_t kMaxClientSlots = 8192;
 class Server_Player;
 class Server_ZorbinCube;
 

@@ -121,6 +121,22 @@ TEST_F(ClientBookkeeping, DroppedClientsLeaveOneAPassAndGiveBackTheirNumbersAndB
     EXPECT_EQ(std::tuple(e.client->Slot(), f.client->Slot(), g.client->Slot()), std::tuple(1u, 0u, 4u));
 }
 
+// Past the cap a new address gets no client record, until a dropped one is wholly gone.
+TEST_F(ClientBookkeeping, NewAddressesAreRefusedWhileTheClientTableIsFull) {
+    Server& server = m_Harness->server();
+    server.m_uiMaxClients = 2;
+    auto a = m_Harness->Connect();
+    m_Harness->Connect();
+    EXPECT_EQ(m_Harness->Connect().client, nullptr);
+    a.Disconnect();
+    for (int i = 0; i < 5 && (server.m_Clients.Length() + server.m_ClientsBeingDeleted.Length()) > 1; ++i)
+        m_Harness->Pass();
+    auto c = m_Harness->Connect();
+    ASSERT_NE(c.client, nullptr);
+    EXPECT_EQ(c.client->Slot(), 0u);
+    EXPECT_EQ(m_Harness->Connect().client, nullptr);
+}
+
 TEST_F(ClientBookkeeping, ClientNumberReachingTheArrayLengthDoublesIt) {
     std::vector<ServerHarness::Peer> peers;
     for (int i = 0; i < 32; ++i) peers.push_back(m_Harness->Connect());
