@@ -1,9 +1,9 @@
 // The admin help pages and the "about" page, shown in the message window.
-#include <cctype>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "base/Text.h"
 #include "clientui/Windows.h"
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
@@ -220,17 +220,10 @@ constexpr HelpTopic kTopics[] = {
     {"yarr", kYarrPage},       {"server", kServerPage},
 };
 
-bool SameWordIgnoringCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
-Lines PageFor(std::string_view topic) {
+Lines PageFor(const std::string& topic) {
+    const std::string upper = UpperCase(topic);
     for (const HelpTopic& t : kTopics)
-        if (SameWordIgnoringCase(topic, t.m_szWord)) return t.m_Lines;
+        if (upper == UpperCase(t.m_szWord)) return t.m_Lines;
     return kHelpMenu;
 }
 

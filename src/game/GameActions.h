@@ -3,18 +3,16 @@
 #include <cstdint>
 #include <string>
 
+#include "game/GameConstants.h"
 #include "world/Server_EntityKinds.h"
 #include "world/ZoneGridHolder.h"
 
 class VUK_Grid;
 
-// Every zone query of the rules reaches this far past the upper corner of its box, so that
-// entities filed by their lower corner are found.
-inline constexpr float kZoneLimit = 2000.0f;
-
-// Message times: how long the status line stays up after a success and after a refusal.
-inline constexpr float kMessageTimeSuccess = 1.0f;
-inline constexpr float kMessageTimeRefusal = 0.25f;
+// Message times: how long the status line stays up, long after a success, short after a
+// refusal or a passing notice.
+inline constexpr float kMessageTimeLong = 1.0f;
+inline constexpr float kMessageTimeShort = 0.25f;
 
 // The zones of the box from low to high, each bound rounded, low y not below the ground, and the
 // upper corner extended by kZoneLimit.

@@ -7,6 +7,10 @@
 #include "world/Server_EntityKinds.h"
 
 // ---- textures that mark a role ----
+// Every zone query of the rules reaches this far past the upper corner of its box, so that
+// entities filed by their lower corner are found.
+inline constexpr float kZoneLimit = 2000.0f;
+
 // The game runs at 30 ticks a second: an hour (the tax period) and a minute in ticks.
 inline constexpr int32_t kGameTicksPerHour = 108'000;
 inline constexpr int32_t kGameTicksPerMinute = 1'800;

@@ -8,6 +8,7 @@
 
 #include "core/Server.h"
 #include "game/Game.h"
+#include "game/GameActions.h"
 #include "game/GameConstants.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "platform/Clock.h"
@@ -16,9 +17,6 @@
 #include "world/ZoneGridHolder.h"
 
 namespace {
-
-// Every zone query of the rules reaches this far past the upper corner of its box.
-constexpr float kZoneQueryReach = 2000.0f;
 
 // Property lives while its deciding sides stay this long; a kill sets one of them below it.
 constexpr float kPropertyMinSide = 25.0f;
@@ -142,7 +140,7 @@ bool Game::Tick_FB_ConflictTest(Server_FireBlock* fb) {
     const VUKVector half = fb->m_vSize * 0.5f;
     VUKVector low = fb->m_vPosition - half;
     low.y = std::max(low.y, 0.0f);
-    const VUKVector high = fb->m_vPosition + half + VUKVector(kZoneQueryReach, kZoneQueryReach, kZoneQueryReach);
+    const VUKVector high = fb->m_vPosition + half + VUKVector(kZoneLimit, kZoneLimit, kZoneLimit);
     const ZoneQuery query = ZoneQuery::Box(m_Grid, low, high);
     ZoneLooper looper(&m_Grid, &query);
 
@@ -373,8 +371,7 @@ void Game::Tick_FB_ConflictPalaceCube(Server_FireBlock* fb, Server_PalaceCube* p
     Server_Player* player = AsPlayer(fb->m_pShotOwner);
     if (!player) return;
     if (pc->m_uiHitPoints == 0) {
-        player->m_strMessageText = "Whoa!  You destroyed a PalaceCube!  Whoa!";
-        player->m_fMessageTime = 1.0f;
+        SetPlayerMessage(player, "Whoa!  You destroyed a PalaceCube!  Whoa!", kMessageTimeLong);
         std::string news = player->m_strName;
         news.append(" has destroyed one of ").append(pc->GetLabel()).append("'s PalaceCubes!");
         m_pServer->SendChatMessageToAll("Info", news);
@@ -385,8 +382,7 @@ void Game::Tick_FB_ConflictPalaceCube(Server_FireBlock* fb, Server_PalaceCube* p
         text.append("% HP left in this PalaceCube owned by ")
             .append(pc->GetLabel())
             .append(".  Don't plan on destroying this PalaceCube anytime soon.");
-        player->m_strMessageText = text;
-        player->m_fMessageTime = 0.25f;
+        SetPlayerMessage(player, text, kMessageTimeShort);
     }
     player->m_i64PocketCoins += kPalaceHitCoins;
     player->KeepCoinsAtLimit();

@@ -119,7 +119,7 @@ bool Game::PassesBuildChecks(Server_Player* player, int kind, uint8_t repeat, ui
         }
     }
     if (!refusal) return true;
-    SetPlayerMessage(player, refusal, kMessageTimeRefusal);
+    SetPlayerMessage(player, refusal, kMessageTimeShort);
     m_pServer->InformClients_EntityUpdated(player);
     return false;
 }
@@ -128,7 +128,7 @@ bool Game::PlaceBuiltEntity(Server_Player* player, Server_Entity* e, int kind, u
     player->m_sShotCooldown = kBuildCooldown;
     if (IsSomethingInTheWay(e)) {
         delete e;
-        SetPlayerMessage(player, kRules[kind].inTheWay, kMessageTimeRefusal);
+        SetPlayerMessage(player, kRules[kind].inTheWay, kMessageTimeShort);
         m_pServer->InformClients_EntityUpdated(player);
         return false;
     }
@@ -166,7 +166,7 @@ void Game::Tick_Player_BuildBlock(Server_Player* player) {
                          "The MEAN TAX WARRIOR can't tax property value!  Shoot your own BuildingBlock for a refund.  "
                          "If an enemy destroys it, you'll lose 600,000 net worth.  Be sure to defend it with "
                          "ZorbinCubes and StoneBlocks.",
-                         kMessageTimeSuccess);
+                         kMessageTimeLong);
         m_pServer->InformClients_EntityUpdated(player);
     }
 }
@@ -180,7 +180,7 @@ void Game::Tick_Player_BuildZorbin(Server_Player* player) {
         SetPlayerMessage(player,
                          "You have just built an ZorbinCube for 25,000 coins.  ZorbinCubes defend your BuildingBlocks "
                          "against opponents.  Shoot your own ZorbinCube to destroy it for a refund.",
-                         kMessageTimeSuccess);
+                         kMessageTimeLong);
         m_pServer->InformClients_EntityUpdated(player);
     }
 }
@@ -195,7 +195,7 @@ void Game::Tick_Player_BuildIRS(Server_Player* player) {
                          "You have just built an IRSCube for 300,000 coins.  IRSCubes defend your BuildingBlocks "
                          "against opponents.  Unlike ZorbinCubes, they will move towards opponents.  Shoot your own "
                          "IRSCube to destroy it for a refund.",
-                         kMessageTimeSuccess);
+                         kMessageTimeLong);
         m_pServer->InformClients_EntityUpdated(player);
     }
 }
@@ -271,7 +271,7 @@ void Game::Tick_Player_BuildPalace(Server_Player* player) {
                       "place where there are no nearby objects and then try to build the Palace again.";
     }
     if (refusal) {
-        SetPlayerMessage(player, refusal, kMessageTimeRefusal);
+        SetPlayerMessage(player, refusal, kMessageTimeShort);
         m_pServer->InformClients_EntityUpdated(player);
         return;
     }
@@ -300,7 +300,7 @@ void Game::Tick_Player_BuildPalace(Server_Player* player) {
     BuildPalaceCube_BouncyPad(player, X - 300, 5, Z - 4800, 64);
 
     player->m_vPosition.y += 3000.0f;
-    SetPlayerMessage(player, "You have successfully built your Palace!  Have fun!", kMessageTimeSuccess);
+    SetPlayerMessage(player, "You have successfully built your Palace!  Have fun!", kMessageTimeLong);
     player->m_i64PocketCoins -= kPalaceCost;
     m_pServer->InformClients_EntityUpdated(player);
     std::string news = player->m_strName;

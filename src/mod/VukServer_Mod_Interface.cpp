@@ -8,6 +8,7 @@
 
 #include "core/Server.h"
 #include "core/ServerMain.h"
+#include "game/GameActions.h"
 #include "world/Server_EntityKinds.h"
 
 extern "C" {
@@ -37,8 +38,7 @@ void VukDLLCall_AddCoinsToPlayer(Server_Player* player, int amount) {
 
 void VukDLLCall_DisplayPlayerMiniPopupWindow(Server_Player* player, const char* text, float time) {
     if (!player || !g_pServer) return;
-    player->m_strMessageText = text ? text : "";
-    player->m_fMessageTime = time;
+    SetPlayerMessage(player, text ? text : "", time);
     g_pServer->InformClients_EntityUpdated(player);
 }
 
