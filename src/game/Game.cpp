@@ -91,8 +91,6 @@ void Game::ConstructNextTextureTable() {
 void Game::DoTagPadRewards() {}
 void Game::DoMeanTaxWarrior() {}
 void Game::RewardPlayersWhoHaveBBlocks() {}
-void Game::Tick_TCs() {}
-void Game::Tick_OCs() {}
 void Game::Tick_Lifts() {}
 
 void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {

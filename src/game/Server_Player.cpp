@@ -37,10 +37,6 @@ void Server_Player::TryBuyPowerup_ShieldOfTalvy() {}
 void Server_Player::TryBuyPowerup_SpiritOfIceCream() {}
 void Server_Player::TryBuySolexis() {}
 
-// Not built yet: the princess cube rules fill them.
-void Server_Player::HandleTalvyCubeDefeat(Server_Entity*) {}
-void Server_Player::HandleMadeTalvyDrunk(Server_Entity*) {}
-
 void Server_Player::KeepCoinsAtLimit() {
     constexpr int64_t kCoinLimit = 2'000'000'000;
     if (m_i64PocketCoins > kCoinLimit) m_i64PocketCoins = kCoinLimit;
