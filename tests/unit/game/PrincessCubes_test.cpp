@@ -1,12 +1,15 @@
 // Talvy, Oriset and Quillhob cubes: their turns, riders, launches, the world's edge, and the
 // rewards of those who defeat them. The fake clock stands at 10^12, so every draw of the counter
 // modulo 64, 4 or 100 is 0 (heading 0: along +z) and modulo 14 is 8.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "game/GameConstants.h"
+#include "platform/Clock.h"
 #include "unit/game/GameFixture.h"
 
 namespace {
@@ -132,6 +135,26 @@ TEST_F(PrincessCubes, RoundRobinsTurnEverySignalledCube) {
     for (Server_TalvyCube* c : talvy) EXPECT_EQ(c->m_ucPassFlags & kPassTickSignal, 0) << c->m_vPosition.x;
     EXPECT_EQ(std::tuple(oriset->m_vPosition, oriset->m_vVelocity, oriset->m_ucPassFlags & kPassTickSignal),
               std::tuple(VUKVector(0, 505, 9'005), VUKVector(0, 5, 3.5f), 0));
+}
+
+// With every read of the clock 1 ms later, the Talvy pass (1/240 s) reads it at 1 and 2 ms for
+// its first cube's budget check and heading, at 3 and 4 ms for the second, and stops at 5 ms: two
+// cubes a pass, the others keeping their signal for the passes after.
+TEST_F(PrincessCubes, TalvyPassStaysInItsBudget) {
+    std::vector<Server_TalvyCube*> cubes;
+    for (int i = 0; i < 10; ++i) cubes.push_back(Talvy({2'000.0f * float(i), 5'000, 0}));
+    server().Tick_Signal_TCs_OCs_Lifts();
+    static int64_t s_Now = 0;
+    platform::SetCounterSource([] { return s_Now += 1'000'000; });
+    std::vector<int> signalled;
+    for (int pass = 0; pass < 5; ++pass) {
+        server().Tick_TCs();
+        signalled.push_back(int(std::count_if(cubes.begin(), cubes.end(), [](const Server_TalvyCube* c) {
+            return (c->m_ucPassFlags & kPassTickSignal) != 0;
+        })));
+    }
+    platform::SetCounterSource([] { return int64_t(1'000'000'000'000); });
+    EXPECT_EQ(signalled, (std::vector<int>{8, 6, 4, 2, 0}));
 }
 
 // A Quillhob cube nobody hit only hops where it stands; one with a hitter 5000 away chases it at 16
