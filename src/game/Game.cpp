@@ -93,7 +93,6 @@ void Game::DoMeanTaxWarrior() {}
 void Game::RewardPlayersWhoHaveBBlocks() {}
 void Game::Tick_TCs() {}
 void Game::Tick_OCs() {}
-void Game::Tick_Lifts() {}
 
 void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {
     for (uint32_t i = 0; i < m_Players.Count(); ++i) {

@@ -186,6 +186,12 @@ public:
     void Tick_FB_ConflictBuildingBlock(Server_FireBlock* fb, Server_Entity* e);
     void Tick_FB_ConflictPalaceCube(Server_FireBlock* fb, Server_PalaceCube* pc);
 
+    // ---- lifts and moving property (game/Game_Moving_NPs.cpp) ----
+    // One turn of a lift whose game-tick signal was due.
+    void Tick_Lift(Server_Entity* lift);
+    // One turn of a moving block: it falls, slides and settles.
+    void Tick_Moving_NP(Server_Entity* block);
+
     // ---- Zorbin cubes (game/Game_MatchZorbinsWithPlayers.cpp) ----
     // Re-derives owners, property values and palace counts after a load.
     void MatchZorbinsWithPlayers();
