@@ -72,8 +72,9 @@ VUKVector StraightTarget(LiftStuff& lift) {
 // The point of a spline lift after this turn's step: the cubic Bezier segment the parameter falls
 // in, its own parameter running from 0 to 1. False without a whole segment.
 bool SplineTarget(LiftStuff& lift, VUKVector* target) {
-    const size_t segments = (lift.m_ControlPoints.Length() - 1) / kPointsPerSegment;
-    if (lift.m_ControlPoints.Length() == 0 || segments == 0) return false;
+    const size_t points = lift.m_ControlPoints.Length();
+    if (points <= kPointsPerSegment) return false;
+    const size_t segments = (points - 1) / kPointsPerSegment;
     Bounce(lift, SaneSpeed(lift.m_fSpeed) * kSplineSpeedUnit);
     const float u = float(segments) * lift.m_fSplineParameter;
     const size_t i = std::min(size_t(u), segments - 1);
@@ -116,11 +117,14 @@ void Game::Tick_Lift(Server_Entity* lift) {
     // Lift positions are whole numbers inside the outer walls. A coordinate that is no number
     // (ends or points from a bad file) leaves the lift where it is on that axis.
     const VUKVector from = lift->m_vPosition;
+    const bool wasDirty = lift->IsDirty();
     auto whole = [](float to, float at) { return std::isfinite(to) ? std::trunc(to) : at; };
     lift->m_vPosition = VUKVector(whole(target.x, from.x), whole(target.y, from.y), whole(target.z, from.z));
     lift->ClipToOuterInvisibleBoundaries();
     target = lift->m_vPosition;
     lift->m_vPosition = from;
+    if (!wasDirty) lift->ClearDirty();
+    // A lift that stays put has nothing to sweep, tell or re-file.
     if (target == from && IsFinite(from)) return;
 
     lift->m_vVelocity = target - from;

@@ -108,6 +108,24 @@ TEST_F(Lifts, UnfinishedSplineAndStoppedLifts) {
     EXPECT_EQ(lift->m_vPosition, VUKVector(0, 60, 5000));
 }
 
+// Every counter reading 5 ms later: the 8.3 ms budget lets one lift through per pass, and the next
+// pass goes on with the next lift.
+TEST_F(Lifts, TheBudgetEndsALapAndTheNextPassGoesOn) {
+    std::vector<Server_Entity*> lifts;
+    for (float z : {0.0f, 3000.0f, 6000.0f})
+        lifts.push_back(Lift({{0, 50, z}, {0, 150, z}, 10, 0, true, {}}, {0, 50, z}));
+    for (Server_Entity* e : lifts) e->m_ucPassFlags |= kPassTickSignal;
+    static int64_t s_Now = 0;
+    platform::SetCounterSource([] { return s_Now += 5'000'000; });
+    std::vector<float> heights;
+    for (int pass = 0; pass < 3; ++pass) {
+        server().Tick_Lifts();
+        for (Server_Entity* e : lifts) heights.push_back(e->m_vPosition.y);
+    }
+    FakeClock restored;
+    EXPECT_EQ(heights, (std::vector<float>{50, 60, 50, 50, 60, 60, 60, 60, 60}));
+}
+
 // A lift running 10 along x grinds a StoneBlock, kicks a BuildingBlock (1.5 x 10 along x, 8 up)
 // and carries the player standing on it; it goes the whole step whatever it met.
 TEST_F(Lifts, CrushPushAndCarry) {
