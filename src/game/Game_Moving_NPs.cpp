@@ -116,17 +116,19 @@ void Game::Tick_Lift(Server_Entity* lift) {
         return;
     // Lift positions are whole numbers inside the outer walls. A coordinate that is no number
     // (ends or points from a bad file) leaves the lift where it is on that axis.
-    const VUKVector from = lift->m_vPosition;
+    const VUKVector was = lift->m_vPosition;
     const bool wasDirty = lift->IsDirty();
     auto whole = [](float to, float at) { return std::isfinite(to) ? std::trunc(to) : at; };
-    lift->m_vPosition = VUKVector(whole(target.x, from.x), whole(target.y, from.y), whole(target.z, from.z));
+    lift->m_vPosition = VUKVector(whole(target.x, was.x), whole(target.y, was.y), whole(target.z, was.z));
     lift->ClipToOuterInvisibleBoundaries();
     target = lift->m_vPosition;
-    lift->m_vPosition = from;
     if (!wasDirty) lift->ClearDirty();
     // A lift that stays put has nothing to sweep, tell or re-file.
-    if (target == from && IsFinite(from)) return;
+    if (target == was) return;
+    // A lift that was nowhere sweeps nothing on its way to the target.
+    const VUKVector from = IsFinite(was) ? was : target;
 
+    lift->m_vPosition = from;
     lift->m_vVelocity = target - from;
     m_pCurrentEntity = lift;
     VC_NP();

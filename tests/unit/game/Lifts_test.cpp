@@ -85,6 +85,10 @@ TEST_F(Lifts, StraightAndSplineSteps) {
         server().QueueEntityForRemoval(lift);
         server().ProcessUpdatesAndRemoves();
     }
+    // A lift that was nowhere (a position that is no number) goes straight to its target.
+    Server_Entity* lost = Lift({at, {10, 50, 0}, 5, 0, true}, {nan, 50, 0});
+    Turn();
+    EXPECT_EQ(std::tuple(lost->m_vPosition, lost->m_vVelocity), std::tuple(VUKVector(5, 50, 0), VUKVector()));
 }
 
 // Every counter reading 5 ms later: the 8.3 ms budget lets one lift through per pass, and the next
