@@ -150,6 +150,7 @@ void Game::Tick_Moving_NPs() {
     for (uint64_t number = group != 0 ? group : groups; number <= count && moved < g_iMaxPropertyMovePerTick;
          number += groups) {
         Server_Entity* block = m_MovingPads.GetEntity(uint32_t(number - 1));
+        // A block on its way out neither moves nor takes a place under the cap.
         if (block->m_ucRuleFlags & kRuleQueuedForRemoval) continue;
         ++moved;
         Tick_Moving_NP(block);
