@@ -91,8 +91,6 @@ void Game::ConstructNextTextureTable() {
 void Game::DoTagPadRewards() {}
 void Game::DoMeanTaxWarrior() {}
 void Game::RewardPlayersWhoHaveBBlocks() {}
-void Game::Tick_Lifts() {}
-
 void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {
     for (uint32_t i = 0; i < m_Players.Count(); ++i) {
         auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));
