@@ -49,12 +49,17 @@ function plot(id, times, series) {
   function x(t) { return left + (w - left - right) * (t - t0) / 3600; }
   function y(v) { return h - bottom - (h - bottom - top) * v / max; }
   g.strokeStyle = '#ccd'; g.fillStyle = '#555'; g.font = '11px sans-serif'; g.lineWidth = 1;
+  var digits = max >= 100 ? 0 : max >= 10 ? 1 : 2;
   for (var i = 0; i <= 4; i++) {
     var v = max * i / 4, yy = y(v);
     g.beginPath(); g.moveTo(left, yy); g.lineTo(w - right, yy); g.stroke();
-    g.fillText(v >= 100 ? Math.round(v).toString() : v.toFixed(2), 4, yy + 4);
+    g.fillText(v.toFixed(digits), 4, yy + 4);
   }
-  for (var m = 0; m <= 60; m += 10) g.fillText('-' + (60 - m) + ' min', x(t0 + m * 60) - 16, h - 4);
+  for (var m = 0; m <= 60; m += 10) {
+    g.textAlign = m === 0 ? 'left' : m === 60 ? 'right' : 'center';
+    g.fillText(m === 60 ? 'now' : '-' + (60 - m) + ' min', x(t0 + m * 60), h - 4);
+  }
+  g.textAlign = 'left';
   series.forEach(function (s) {
     g.strokeStyle = s.color; g.lineWidth = 1.5; g.beginPath();
     for (var i = 0; i < times.length; i++) {

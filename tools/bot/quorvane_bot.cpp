@@ -41,7 +41,10 @@ constexpr uint8_t kRecordKeys = 1, kRecordExistingLogin = 4, kRecordNewLogin = 5
                   kAnswerNameTaken = 4;
 constexpr uint16_t kKeyJump = 1u << 4, kKeyFire = 1u << 7;
 
-void PutU16(Bytes& b, uint16_t v) { b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8)}); }
+void PutU16(Bytes& b, uint16_t v) {
+    b.push_back(uint8_t(v));
+    b.push_back(uint8_t(v >> 8));
+}
 void PutU32(Bytes& b, uint32_t v) {
     for (int shift = 0; shift < 32; shift += 8) b.push_back(uint8_t(v >> shift));
 }
