@@ -14,8 +14,6 @@ OperatorOptions g_OperatorOptions;
 
 namespace {
 
-constexpr auto kHealthySilence = std::chrono::seconds(2);
-
 // Outside a service manager (no NOTIFY_SOCKET) these do nothing.
 void Notify([[maybe_unused]] const char* state) {
 #ifdef QV_HAVE_SYSTEMD

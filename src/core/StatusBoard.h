@@ -17,6 +17,8 @@ class Server;
 // Upper bounds of the tick-duration histogram, in seconds; the last bucket (+Inf) is implicit.
 inline constexpr std::array<double, 11> kTickBucketBounds = {0.0005, 0.001, 0.002, 0.005, 0.01, 0.02,
                                                              0.033,  0.05,  0.1,   0.25,  1.0};
+// The health check fails once the main loop has been silent this long.
+inline constexpr auto kHealthySilence = std::chrono::seconds(2);
 // One hour at one point a second.
 inline constexpr size_t kStatusHistoryLength = 3600;
 

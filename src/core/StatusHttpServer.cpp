@@ -15,7 +15,6 @@ namespace {
 constexpr size_t kMaxConnectionThreads = 64;
 constexpr time_t kIoTimeoutSeconds = 2;
 constexpr size_t kMaxRequestBody = 1024;
-constexpr auto kHealthySilence = std::chrono::seconds(2);
 // How long stopping waits for connections still running.
 constexpr auto kStopGrace = std::chrono::seconds(3);
 
