@@ -9,6 +9,7 @@
 
 #include "base/LogChat.h"
 #include "base/Settings.h"
+#include "core/OperatorServices.h"
 #include "core/ServerMain.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "platform/Console.h"
@@ -52,7 +53,8 @@ void RunServerUntilClean(bool logReturn) {
 }
 
 void PrintUsage() {
-    platform::ErrorWrite("usage: quorvane [--port N] [--auto] [--dir PATH] [--peer-timeout SECONDS]\n");
+    platform::ErrorWrite("usage: quorvane [--port N] [--auto] [--dir PATH] [--peer-timeout SECONDS]\n"
+                         "                [--status-port N] [--status-bind ADDRESS] [--agones]\n");
 }
 
 bool ParsePort(const char* text, uint32_t* port) {
@@ -140,6 +142,17 @@ int RunQuorvane(int argc, char** argv) {
                 return 2;
             }
             options.portGiven = true;
+        } else if (arg == "--status-port" && i + 1 < argc) {
+            uint32_t port = 0;
+            if (!ParsePort(argv[++i], &port)) {
+                PrintUsage();
+                return 2;
+            }
+            g_OperatorOptions.m_uiStatusPort = uint16_t(port);
+        } else if (arg == "--status-bind" && i + 1 < argc) {
+            g_OperatorOptions.m_strStatusBind = argv[++i];
+        } else if (arg == "--agones") {
+            g_OperatorOptions.m_bAgones = true;
         } else if (arg == "--dir" && i + 1 < argc) {
             folder = argv[++i];
         } else if (arg == "--peer-timeout" && i + 1 < argc) {

@@ -1,5 +1,7 @@
 #include "core/Server.h"
 
+#include <chrono>
+
 #include "base/LogChat.h"
 #include "platform/Console.h"
 #include "replication/Server_Client.h"
@@ -30,6 +32,11 @@ Server::~Server() {
 }
 
 void Server::SaveAll() {
+    auto start = std::chrono::steady_clock::now();
     SaveRoutine_Players();
     SaveRoutine_WorldWithoutPlayers();
+    m_dLastSaveSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    m_iLastSaveUnixMs =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+            .count();
 }

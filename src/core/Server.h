@@ -255,4 +255,7 @@ public:
     PointerStringList<VUKVector> m_PowerupTablePositions;
     std::vector<uint32_t> m_PowerupTableTypes;
     int32_t m_iTaxCountdown = kGameTicksPerHour;
+    // The last save, for the operator's metrics (0: none since start).
+    int64_t m_iLastSaveUnixMs = 0;
+    double m_dLastSaveSeconds = 0.0;
 };

@@ -1,6 +1,7 @@
 #include "core/ServerMain.h"
 
 #include <cctype>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -10,6 +11,7 @@
 #include "base/LogChat.h"
 #include "base/Settings.h"
 #include "base/Timer.h"
+#include "core/OperatorServices.h"
 #include "core/Server.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "net/UDPServerInterface.h"
@@ -108,12 +110,14 @@ void HandToUDPThread(UDPServerInterface& udp) {
 }
 
 void RunMainLoop(Server& server, std::unique_ptr<UDPServerInterface>& udp, bool bSaveEnabled, Timer& autosave,
-                 Timer& switchCheck) {
+                 Timer& switchCheck, OperatorServices& services) {
     bool running = true;
     while (running) {
         {
             ServerLockGuard lock(server.m_ServerLock);
+            auto start = std::chrono::steady_clock::now();
             server.Tick();
+            services.AfterTick(server, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
         }
         HandToUDPThread(*udp);
 
@@ -238,9 +242,14 @@ int ServerMain(bool bLoad, bool bSaveEnabled) {
                   "NOT OCCUR!!\n\n");
 
     std::unique_ptr<UDPServerInterface> udp = MakeUDPInterface(*server);
+    OperatorServices services(g_OperatorOptions);
+    {
+        ServerLockGuard lock(server->m_ServerLock);
+        services.Started(*server);
+    }
 
     try {
-        RunMainLoop(*server, udp, bSaveEnabled, autosave, switchCheck);
+        RunMainLoop(*server, udp, bSaveEnabled, autosave, switchCheck, services);
     } catch (...) {
         LogChat("CRASH ALERT", "CRASH!!!");
         g_bException = true;
@@ -268,12 +277,14 @@ int ServerMain(bool bLoad, bool bSaveEnabled) {
         return 0;
     }
 
+    services.Stopping();
     if (bSaveEnabled) {
         ConsolePrintf("FINAL SAVE TO KRV1_DATA.KRV AND VUK_PLAYERS.KRV...\n");
         SaveLocked(*server);
         ConsolePrintf("FINAL SAVE COMPLETE!\n");
         LogChat("LOG", "Final save complete.  Server stopped.");
     }
+    services.Stopped();
     udp.reset();
     delete server;
     g_pServer = nullptr;

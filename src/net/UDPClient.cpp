@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/Settings.h"
+#include "net/TransportCounters.h"
 #include "net/UDPServerInterface.h"
 
 namespace {
@@ -21,7 +22,8 @@ int64_t ResendPeriod(float rate) {
 }
 
 void SendDirect(int socket, const sockaddr_in& to, const uint8_t* data, uint32_t length) {
-    sendto(socket, data, length, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    if (sendto(socket, data, length, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&to), sizeof to) >= 0)
+        g_TransportCounters.CountOut(length);
 }
 
 } // namespace
@@ -86,6 +88,7 @@ void Socket2::Flush() {
     unsigned start = 0;
     while (start < m_uiQueued) {
         int sent = sendmmsg(m_Socket, messages + start, m_uiQueued - start, MSG_DONTWAIT);
+        for (int i = 0; i < sent; ++i) g_TransportCounters.CountOut(messages[start + unsigned(i)].msg_len);
         start += sent > 0 ? unsigned(sent) : 1;
     }
     m_uiQueued = 0;

@@ -12,6 +12,7 @@
 
 #include "base/Settings.h"
 #include "base/Timer.h"
+#include "net/TransportCounters.h"
 #include "net/UDPClient.h"
 #include "platform/Console.h"
 #include "platform/Process.h"
@@ -146,6 +147,7 @@ bool UDPServerInterface::ReceiveAll() {
         int count = recvmmsg(m_Receive.m_Socket, messages, kReceiveBatch, MSG_DONTWAIT, nullptr);
         if (count <= 0) return true;
         for (int i = 0; i < count; ++i) {
+            g_TransportCounters.CountIn(messages[i].msg_len);
             // An empty datagram carries nothing, not even a sign of life.
             if (messages[i].msg_len == 0 || messages[i].msg_hdr.msg_namelen != sizeof(sockaddr_in) ||
                 sources[i].sin_family != AF_INET)

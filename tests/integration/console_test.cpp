@@ -156,7 +156,8 @@ TEST(ConsoleOptions, BadOptionPrintsUsageAndExitsTwo) {
     o.arguments = {"--bogus"};
     ServerProcess server(o);
     EXPECT_EQ(server.WaitForExit(10s), 2);
-    EXPECT_EQ(server.ErrorOutput(), "usage: quorvane [--port N] [--auto] [--dir PATH] [--peer-timeout SECONDS]\n");
+    EXPECT_EQ(server.ErrorOutput(), "usage: quorvane [--port N] [--auto] [--dir PATH] [--peer-timeout SECONDS]\n"
+                                    "                [--status-port N] [--status-bind ADDRESS] [--agones]\n");
 }
 
 TEST(ConsoleSwitch, EmptySwitchFileIsKeptAndANamedProgramTakesOver) {

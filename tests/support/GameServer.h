@@ -37,6 +37,7 @@ public:
     }
 
     bool Ready() const { return m_bReady; }
+    int Port() const { return m_Port; }
     ServerProcess& Process() { return *m_pProcess; }
     const TempDir& Folder() const { return m_Dir; }
 

@@ -5,8 +5,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-int FreeUdpPort() {
-    int s = socket(AF_INET, SOCK_DGRAM, 0);
+namespace {
+
+int FreePort(int type) {
+    int s = socket(AF_INET, type, 0);
     sockaddr_in a{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
     bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a);
     socklen_t length = sizeof a;
@@ -14,3 +16,8 @@ int FreeUdpPort() {
     close(s);
     return ntohs(a.sin_port);
 }
+
+} // namespace
+
+int FreeUdpPort() { return FreePort(SOCK_DGRAM); }
+int FreeTcpPort() { return FreePort(SOCK_STREAM); }

@@ -40,3 +40,5 @@ private:
 
 // A UDP port on the loopback interface that nothing is bound to right now.
 int FreeUdpPort();
+// The same for TCP.
+int FreeTcpPort();

@@ -1,0 +1,49 @@
+// quorvane-bot against the real server: a short clean run, and a server that vanishes under it.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "support/Command.h"
+#include "support/GameServer.h"
+
+namespace {
+
+std::string Bot(int port, const std::string& arguments) {
+    return std::string(QV_BOT_BINARY) + " --port " + std::to_string(port) + " " + arguments;
+}
+
+TEST(Bot, PlaysAgainstTheRealServerWithoutLoss) {
+    GameServer server;
+    ASSERT_TRUE(server.Ready());
+    CommandResult run = RunCommand(Bot(server.Port(), "--clients 4 --duration 3"));
+    EXPECT_EQ(run.code, 0) << run.output;
+    EXPECT_NE(run.output.find("logged in 4/4"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("bots 4, "), std::string::npos);
+    EXPECT_NE(run.output.find("steering echo round trip: median "), std::string::npos);
+    EXPECT_EQ(run.output.find("(0 echoes)"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find(", losses 0\n"), std::string::npos) << run.output;
+    // The bots played by the rules: their chat lines are in the day's chat log.
+    std::string log;
+    for (const auto& file : std::filesystem::directory_iterator(server.Folder().Path() + "/chat_logs")) {
+        std::ifstream in(file.path());
+        log.append(std::istreambuf_iterator<char>(in), {});
+    }
+    EXPECT_NE(log.find("load test line from bot 3"), std::string::npos) << log;
+}
+
+TEST(Bot, SaysSoWhenTheServerVanishes) {
+    GameServer server;
+    ASSERT_TRUE(server.Ready());
+    BackgroundCommand bot(Bot(server.Port(), "--clients 2 --duration 60"));
+    EXPECT_TRUE(bot.WaitForOutput("logged in 2/2", std::chrono::seconds(20))) << bot.Output();
+    server.Process().Signal(SIGKILL);
+    EXPECT_EQ(bot.WaitForExit(std::chrono::seconds(20)), 1) << bot.Output();
+    EXPECT_NE(bot.Output().find("FAILED: the server stopped answering\n"), std::string::npos) << bot.Output();
+}
+
+} // namespace
