@@ -39,6 +39,7 @@ public:
     bool Ready() const { return m_bReady; }
     ServerProcess& Process() { return *m_pProcess; }
     const TempDir& Folder() const { return m_Dir; }
+    int Port() const { return m_Port; }
 
     std::unique_ptr<headless::HeadlessClient> NewClient() {
         auto client = std::make_unique<headless::HeadlessClient>();
