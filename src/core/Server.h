@@ -254,6 +254,10 @@ public:
     // flood can reach a slot entities cannot hold. The room above kMaxPeers takes the records of
     // evicted peers until the next pass drops them.
     uint32_t m_uiMaxClients = kMaxClientSlots;
+    // After this many clients are gone the freed memory goes back to the system (a flood's
+    // peers timing out), not at every ordinary logout.
+    static constexpr uint32_t kClientsDeletedBeforeTrim = 256;
+    uint32_t m_uiClientsDeletedSinceTrim = 0;
     static_assert(kMaxPeers < kMaxClientSlots);
     // The powerup spawn table: positions and, in parallel, powerup types.
     PointerStringList<VUKVector> m_PowerupTablePositions;

@@ -6,6 +6,7 @@
 #include "core/Server.h"
 #include "game/GameConstants.h"
 #include "platform/Clock.h"
+#include "platform/Process.h"
 #include "replication/Server_Client.h"
 #include "world/VUKHeap.h"
 
@@ -91,6 +92,11 @@ void Server::Tick() {
         ReturnACRNumber(client->m_pSlotRecord);
         client->m_pSlotRecord = nullptr;
         delete m_ClientsBeingDeleted.RemoveFront();
+        ++m_uiClientsDeletedSinceTrim;
+    }
+    if (m_ClientsBeingDeleted.Empty() && m_uiClientsDeletedSinceTrim >= kClientsDeletedBeforeTrim) {
+        m_uiClientsDeletedSinceTrim = 0;
+        platform::ReturnFreeMemoryToSystem();
     }
 
     for (Server_Client* client : m_Clients)
