@@ -3,7 +3,10 @@ RELEASE_DIR := build/release
 DEBUG_DIR   := build/debug
 JOBS        ?= $(shell nproc)
 
-.PHONY: all release debug run test bench clean
+FUZZ_DIR    := build/fuzz
+FUZZ_SECONDS ?= 60
+
+.PHONY: all release debug run test bench fuzz fuzz-smoke clean
 
 all: release
 
@@ -24,6 +27,16 @@ run: release
 test: debug
 	@cd $(DEBUG_DIR) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --output-on-failure -j $(JOBS) --timeout 300
+
+# The fuzz targets, built with clang and libFuzzer.
+fuzz:
+	@cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
+	  -DCMAKE_CXX_COMPILER=clang++ -DQV_FUZZ=ON -DQV_TESTS=OFF -DQV_BENCH=OFF > /dev/null
+	@cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzz_peer fuzz_pic fuzz_chat fuzz_load
+
+# Each fuzz target for FUZZ_SECONDS from its seed corpus; a long run: make fuzz-smoke FUZZ_SECONDS=3600
+fuzz-smoke: fuzz
+	@tools/fuzz_smoke.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
 
 bench: release
 	@ls $(RELEASE_DIR)/bench_* 2>/dev/null || true

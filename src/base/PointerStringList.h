@@ -55,6 +55,12 @@ public:
         return false;
     }
     void DeleteAt(size_t i) { delete RemoveAt(i); }
+    // For compacting in place: overwrite a place, then forget the elements from n on (neither
+    // deletes anything).
+    void Set(size_t i, T* item) { (*m_pItems)[i] = item; }
+    void Truncate(size_t n) {
+        if (n < Length()) m_pItems->resize(n);
+    }
     // Forgets every element without deleting any.
     void ReleaseAll() { m_pItems.reset(); }
     void DeleteAll() {

@@ -247,10 +247,18 @@ public:
     Timer m_SixtySecondTimer{59.999996f};
     Server_WeirdLink* m_pFreeClientNumbers = nullptr;
     uint32_t m_uiNextClientNumber = 0;
-    // Client records (live and being deleted) at most; each holds a slot number below it.
-    static constexpr uint32_t kMaxClients = 4096;
-    static_assert(kMaxClients <= kMaxClientSlots);
-    uint32_t m_uiMaxClients = kMaxClients;
+    // Addresses the transport serves at once; past it a new address takes the place of the
+    // longest-silent peer without a logged-in player.
+    static constexpr uint32_t kMaxPeers = 4096;
+    // Client records (live and being deleted) at most; each holds a slot number below it, so no
+    // flood can reach a slot entities cannot hold. The room above kMaxPeers takes the records of
+    // evicted peers until the next pass drops them.
+    uint32_t m_uiMaxClients = kMaxClientSlots;
+    // After this many clients are gone the freed memory goes back to the system (a flood's
+    // peers timing out), not at every ordinary logout.
+    static constexpr uint32_t kClientsDeletedBeforeTrim = 256;
+    uint32_t m_uiClientsDeletedSinceTrim = 0;
+    static_assert(kMaxPeers < kMaxClientSlots);
     // The powerup spawn table: positions and, in parallel, powerup types.
     PointerStringList<VUKVector> m_PowerupTablePositions;
     std::vector<uint32_t> m_PowerupTableTypes;

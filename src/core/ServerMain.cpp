@@ -44,10 +44,12 @@ const char kActiveLines[] = "Server active...\nType Q to save, stop the server, 
                             "Type V to view time until next save.\n";
 
 std::unique_ptr<UDPServerInterface> MakeUDPInterface(Server& server) {
-    return std::make_unique<UDPServerInterface>([&server]() {
-        ServerLockGuard lock(server.m_ServerLock);
-        return server.CreateClientServerPipe();
-    });
+    return std::make_unique<UDPServerInterface>(
+        [&server]() {
+            ServerLockGuard lock(server.m_ServerLock);
+            return server.CreateClientServerPipe();
+        },
+        Server::kMaxPeers);
 }
 
 void ReadAdminName() {

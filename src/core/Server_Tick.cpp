@@ -6,6 +6,7 @@
 #include "core/Server.h"
 #include "game/GameConstants.h"
 #include "platform/Clock.h"
+#include "platform/Process.h"
 #include "replication/Server_Client.h"
 #include "world/VUKHeap.h"
 
@@ -76,15 +77,26 @@ void Server::Tick() {
 
     DeleteInactiveClients();
 
-    if (!m_ClientsBeingDeleted.Empty()) {
+    // The dismantling steps go to the oldest record; records with nothing attached (peers that
+    // never logged in) go at no cost, so a flood's dropped peers do not hold their places for
+    // minutes.
+    int steps = 0;
+    while (!m_ClientsBeingDeleted.Empty()) {
         Server_Client* client = m_ClientsBeingDeleted.Front();
-        bool finished = false;
-        for (int i = 0; i < kDismantleStepsPerPass && !finished; ++i) finished = client->GradualDeleteThingy();
-        if (finished) {
-            ReturnACRNumber(client->m_pSlotRecord);
-            client->m_pSlotRecord = nullptr;
-            delete m_ClientsBeingDeleted.RemoveFront();
+        bool finished = client->m_AttachedEntities.Count() == 0;
+        while (!finished && steps < kDismantleStepsPerPass) {
+            finished = client->GradualDeleteThingy();
+            ++steps;
         }
+        if (!finished) break;
+        ReturnACRNumber(client->m_pSlotRecord);
+        client->m_pSlotRecord = nullptr;
+        delete m_ClientsBeingDeleted.RemoveFront();
+        ++m_uiClientsDeletedSinceTrim;
+    }
+    if (m_ClientsBeingDeleted.Empty() && m_uiClientsDeletedSinceTrim >= kClientsDeletedBeforeTrim) {
+        m_uiClientsDeletedSinceTrim = 0;
+        platform::ReturnFreeMemoryToSystem();
     }
 
     for (Server_Client* client : m_Clients)
@@ -123,14 +135,27 @@ void Server::UpdateClients_Extra() {
 }
 
 void Server::DeleteInactiveClients() {
+    // A dropped client leaves the list and the one behind it moves into its place, to be
+    // examined on the next pass. Done as one sweep that keeps the order of the rest, so that
+    // thousands of flood peers timing out together do not cost a shift of the list each.
+    size_t kept = 0;
+    bool anyDropped = false;
+    bool previousDropped = false;
     for (size_t i = 0; i < m_Clients.Length(); ++i) {
         Server_Client* client = m_Clients[i];
-        if (client->m_Pipe.IsConnected()) continue;
+        if (previousDropped || client->m_Pipe.IsConnected()) {
+            m_Clients.Set(kept++, client);
+            previousDropped = false;
+            continue;
+        }
+        previousDropped = true;
         if (client->m_pPlayer) DetachPlayerOfDroppedClient(client);
-        m_ClientsBeingDeleted.Append(m_Clients.RemoveAt(i));
-        PutRateLimitOnClients();
-        // The client that moved into this place is examined on the next pass.
+        m_ClientsBeingDeleted.Append(client);
+        anyDropped = true;
     }
+    if (!anyDropped) return;
+    m_Clients.Truncate(kept);
+    PutRateLimitOnClients();
 }
 
 void Server::PutRateLimitOnClients() {

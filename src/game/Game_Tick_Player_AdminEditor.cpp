@@ -124,7 +124,9 @@ void Game::Tick_Player_Admin(Server_Player* player) {
     if (player->HasKey(kKeyEnter)) player->m_ucEditMode = kEditAdmin;
 
     Server_Entity* selection = player->m_pAdminSelection;
-    bool stepKey = TakeKey(player, kKeyBuildBuildingBlock) | TakeKey(player, kKeyAdminStep);
+    // Both keys are taken, whichever was down.
+    const bool buildKey = TakeKey(player, kKeyBuildBuildingBlock);
+    const bool stepKey = TakeKey(player, kKeyAdminStep) || buildKey;
     bool addPad = TakeKey(player, kKeyAdminAddPad);
     bool deletePad = TakeKey(player, kKeyAdminDeleteSelection);
     bool modeKey = TakeKey(player, kKeyBuildStoneBlock);

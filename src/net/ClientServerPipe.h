@@ -77,6 +77,10 @@ public:
     void SetDisconnected();
     bool IsStopSending();
     void SetStopSending();
+    // Server thread: a player logged in through this pipe. The transport never evicts such a
+    // peer to make room for a new address.
+    void MarkPlayerLoggedIn() { m_bPlayerLoggedIn.store(true, std::memory_order_release); }
+    bool HasPlayerLoggedIn() const { return m_bPlayerLoggedIn.load(std::memory_order_acquire); }
 
     // Messages of a channel not yet acknowledged plus those still queued; channel 0 throttles
     // the updates, channel 3 the texture stream.
@@ -91,4 +95,5 @@ public:
     std::mutex m_ToClientLocks[kChannelCount];
     std::mutex m_PipeLock;
     std::atomic<uint32_t> m_uiInboundWaiting{0};
+    std::atomic<bool> m_bPlayerLoggedIn{false};
 };

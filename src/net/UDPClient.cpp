@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <atomic>
 #include <cstring>
 
 #include "base/Settings.h"
@@ -11,6 +12,9 @@
 namespace {
 
 const uint8_t kKeepAliveDatagram[1] = {kUdpKindKeepAlive};
+
+// Only the UDP thread changes it; readers elsewhere (statistics) may look at any time.
+std::atomic<uint64_t> g_uiHeldBytesAllPeers{0};
 
 // A resend rate of zero or less (or not a number) would make the period infinite; such a message
 // is resent once an hour instead.
@@ -27,6 +31,8 @@ void SendDirect(int socket, const sockaddr_in& to, const uint8_t* data, uint32_t
 }
 
 } // namespace
+
+uint64_t UdpHeldBytesAllPeers() { return g_uiHeldBytesAllPeers.load(std::memory_order_relaxed); }
 
 bool UdpSeqInWindow(uint32_t expected, uint32_t s) {
     uint32_t upper = expected + 128;
@@ -114,7 +120,10 @@ UDPClient::UDPClient(const sockaddr_in* address, ClientServerPipe* pipe)
     for (unsigned c = 0; c < kChannelCount; ++c) m_Channels[c].m_ucDataKind = UdpDataKind(c);
 }
 
-UDPClient::~UDPClient() { m_pPipe->SetDisconnected(); }
+UDPClient::~UDPClient() {
+    g_uiHeldBytesAllPeers.fetch_sub(m_uiHeldBytes, std::memory_order_relaxed);
+    m_pPipe->SetDisconnected();
+}
 
 void UDPClient::ProcessIncomingData(UDPC_PID_Struct* data) {
     m_IdleTimer.Restart();
@@ -157,13 +166,19 @@ void UDPClient::ProcessIncomingStandardData(UDPC_PID_Struct* data, unsigned int 
         for (UDPIncomingPacket* held : state.m_Held.m_Items)
             if (held->m_uiSeq == s) return;
     }
+    const uint64_t length = uint64_t(data->m_iReceivedLength) - 2;
+    if (s != state.m_uiExpectedSeq &&
+        (m_uiHeldBytes + length > kMaxHeldBytesPerPeer || UdpHeldBytesAllPeers() + length > kMaxHeldBytesAllPeers))
+        return;
     Packet* packet = new Packet;
-    packet->AppendBytes(bytes + 2, size_t(data->m_iReceivedLength) - 2);
+    packet->AppendBytes(bytes + 2, size_t(length));
     if (s == state.m_uiExpectedSeq) {
         m_pPipe->PushToServer(channel, packet);
         state.m_uiExpectedSeq = (state.m_uiExpectedSeq + 1) & 255;
     } else {
         state.m_Held.Append(new UDPIncomingPacket(s, packet));
+        m_uiHeldBytes += length;
+        g_uiHeldBytesAllPeers.fetch_add(length, std::memory_order_relaxed);
     }
 }
 
@@ -251,6 +266,9 @@ void UDPClient::Tick_PostReceive() {
                     continue;
                 }
                 UDPIncomingPacket* held = state.m_Held.RemoveAt(i);
+                const uint64_t length = held->m_pPacket->Length();
+                m_uiHeldBytes -= length;
+                g_uiHeldBytesAllPeers.fetch_sub(length, std::memory_order_relaxed);
                 if (!found) {
                     m_pPipe->PushToServer(c, held->m_pPacket);
                     held->m_pPacket = nullptr;

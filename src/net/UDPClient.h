@@ -140,6 +140,14 @@ public:
     UDPIncomingPacketList m_Held;
 };
 
+// Bytes of held (out-of-order) messages one peer may keep, and all peers together. Past either
+// limit an early message is acknowledged and dropped, as one beyond the window is: a peer that
+// sends far ahead of a gap cannot hold the server's memory.
+inline constexpr uint64_t kMaxHeldBytesPerPeer = 256 * 1024;
+inline constexpr uint64_t kMaxHeldBytesAllPeers = 32 * 1024 * 1024;
+// Held bytes of all peers now.
+uint64_t UdpHeldBytesAllPeers();
+
 class UDPClient {
 public:
     UDPClient(const sockaddr_in* address, ClientServerPipe* pipe);
@@ -169,5 +177,6 @@ public:
     bool m_bLeaving = false;
     sockaddr_in m_Address;
     ClientServerPipe* m_pPipe;
+    uint64_t m_uiHeldBytes = 0;
     UDPChannelState m_Channels[kChannelCount];
 };

@@ -55,7 +55,8 @@ void WaitTwoSecondsUnlessShutdown() {
 
 } // namespace
 
-UDPServerInterface::UDPServerInterface(CreatePipe createPipe) : m_CreatePipe(std::move(createPipe)) {
+UDPServerInterface::UDPServerInterface(CreatePipe createPipe, uint32_t maxPeers)
+    : m_CreatePipe(std::move(createPipe)), m_uiMaxPeers(maxPeers) {
     m_Receive.m_Socket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (m_Receive.m_Socket < 0) {
         platform::ConsolePrintf("socket() failed: %s\n", strerror(errno));
@@ -180,6 +181,7 @@ UDPClient* UDPServerInterface::FindOrCreatePeer(const sockaddr_in& from) {
     if (found != m_PeerIndex.end()) {
         peer = found->second;
     } else {
+        if (m_Peers.Length() >= m_uiMaxPeers && !EvictLongestIdleGuest()) return nullptr;
         ClientServerPipe* pipe = m_CreatePipe();
         if (!pipe) return nullptr;
         peer = new UDPClient(&from, pipe);
@@ -189,6 +191,30 @@ UDPClient* UDPServerInterface::FindOrCreatePeer(const sockaddr_in& from) {
     m_pLastPeer = peer;
     m_uiLastKey = key;
     return peer;
+}
+
+bool UDPServerInterface::EvictLongestIdleGuest() {
+    UDPClient* oldest = nullptr;
+    for (UDPClient* peer : m_Peers)
+        if (!peer->m_pPipe->HasPlayerLoggedIn() &&
+            (!oldest || peer->m_IdleTimer.m_iStart < oldest->m_IdleTimer.m_iStart))
+            oldest = peer;
+    if (!oldest) return false;
+    RemovePeer(oldest);
+    m_uiPeersEvicted.fetch_add(1, std::memory_order_relaxed);
+    return true;
+}
+
+void UDPServerInterface::RemovePeer(UDPClient* peer) {
+    for (size_t i = 0; i < m_Peers.Length(); ++i)
+        if (m_Peers[i] == peer) {
+            m_Peers.RemoveAt(i);
+            break;
+        }
+    m_PeerIndex.erase(PeerKey(peer->m_Address));
+    if (m_pLastPeer == peer) m_pLastPeer = nullptr;
+    // Its pipe is marked disconnected: the server drops the client record on its next pass.
+    delete peer;
 }
 
 void UDPServerInterface::ServeAll() {

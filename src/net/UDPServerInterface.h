@@ -40,8 +40,9 @@ public:
     // peer). Called on the UDP thread; it takes the server lock itself.
     using CreatePipe = std::function<ClientServerPipe*()>;
 
-    // Opens the socket, binds g_uiCurrentPort (retrying every 2 s), starts the thread.
-    explicit UDPServerInterface(CreatePipe createPipe);
+    // Opens the socket, binds g_uiCurrentPort (retrying every 2 s), starts the thread. At most
+    // maxPeers addresses are served at once.
+    UDPServerInterface(CreatePipe createPipe, uint32_t maxPeers);
     // Stops the thread and closes the socket; the pipes of the peers still alive are marked
     // disconnected so that the server drops their clients.
     virtual ~UDPServerInterface();
@@ -54,6 +55,8 @@ public:
 
     // Datagrams of length >= 1 handled since start (read by benchmarks and tests).
     uint64_t DatagramsReceived() const { return m_uiDatagramsReceived.load(std::memory_order_relaxed); }
+    // Peers dropped to make room for new addresses since start.
+    uint64_t PeersEvicted() const { return m_uiPeersEvicted.load(std::memory_order_relaxed); }
 
     UDPC_PID_Struct m_Receive;
     CreatePipe m_CreatePipe;
@@ -68,8 +71,13 @@ private:
     bool ReceiveAll();
     void HandleDatagram(const sockaddr_in& from, uint8_t* data, int32_t length);
     UDPClient* FindOrCreatePeer(const sockaddr_in& from);
+    // Drops the peer that has been silent longest among those without a logged-in player, so
+    // that a flood of source ports cannot lock real players out. False when every peer has one.
+    bool EvictLongestIdleGuest();
+    void RemovePeer(UDPClient* peer);
     void ServeAll();
 
+    uint32_t m_uiMaxPeers;
     std::unique_ptr<Socket2> m_pSender;
     // Peers by address and port; m_Peers keeps the creation order the serve pass walks.
     std::unordered_map<uint64_t, UDPClient*> m_PeerIndex;
@@ -78,4 +86,5 @@ private:
     std::vector<uint8_t> m_Finished; // per peer of the serve pass, reused
     bool m_bReceiveBudgetHit = false;
     std::atomic<uint64_t> m_uiDatagramsReceived{0};
+    std::atomic<uint64_t> m_uiPeersEvicted{0};
 };

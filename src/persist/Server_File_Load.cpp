@@ -1,9 +1,11 @@
 // Reading the save files back: one record interpreter for both files, which creates entities
 // and applies every further record to the entity created last.
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
+#include "base/LogChat.h"
 #include "base/MessageBox.h"
 #include "base/Settings.h"
 #include "core/Server.h"
@@ -568,6 +570,12 @@ LoadError Server::LoadRoutine() {
     }
     MatchZorbinsWithPlayers();
     DeterminePlayerRankings();
+    if (m_Grid.m_uiClampedFilings) {
+        char line[160];
+        std::snprintf(line, sizeof line, "Entities too large to file whole: %u; each is filed around its centre only",
+                      m_Grid.m_uiClampedFilings);
+        LogChat("LOG", line);
+    }
     return LoadError::None;
 }
 

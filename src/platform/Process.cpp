@@ -1,5 +1,7 @@
 #include "platform/Process.h"
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <spawn.h>
 #include <unistd.h>
@@ -45,5 +47,7 @@ void TerminateProcess(int code) {
     ConsoleRestore();
     _exit(code);
 }
+
+void ReturnFreeMemoryToSystem() { malloc_trim(0); }
 
 } // namespace platform

@@ -18,11 +18,15 @@ void* Server_Client::operator new(size_t) { return g_VukHeap_ServerClient.Alloca
 
 void Server_Client::operator delete(void* p) { g_VukHeap_ServerClient.FreeOne(p); }
 
-Server_Client::Server_Client() {
-    IndexLink* links = new IndexLink[kSlotCount];
+Server_Client::Server_Client() = default;
+
+void Server_Client::MakeIndexLinks() {
+    // Made at the first binding, not with the record, so a peer that never logs in does not pay
+    // for them.
+    m_pLinkBlock = new IndexLink[kSlotCount];
     for (int i = 0; i < kSlotCount; ++i) {
-        links[i].m_ucSlot = uint8_t(i);
-        CR_ILH_AddNewUsedEntry(&links[i]);
+        m_pLinkBlock[i].m_ucSlot = uint8_t(i);
+        CR_ILH_AddNewUsedEntry(&m_pLinkBlock[i]);
     }
 }
 
@@ -37,11 +41,7 @@ Server_Client::~Server_Client() {
         m_RemovedFireBlockViews.Remove(m_RemovedFireBlockViews.GetCell(0));
         ReleaseView(view);
     }
-    // The links were made as one block; slot 0's link is its start.
-    IndexLink* block = nullptr;
-    for (IndexLink* link = m_pOldestLink; link; link = link->m_pNewer)
-        if (link->m_ucSlot == 0) block = link;
-    delete[] block;
+    delete[] m_pLinkBlock;
     for (std::string*& label : m_LabelCache) {
         delete label;
         label = nullptr;
@@ -113,6 +113,7 @@ void Server_Client::SendIDChange_Core() {
         m_pPacket->AppendByte(kSelectSlot);
         m_pPacket->AppendByte(link->m_ucSlot);
     } else {
+        if (!m_pLinkBlock) MakeIndexLinks();
         link = CR_ILH_RemoveOldestUsedEntry();
         CR_ILH_AddNewUsedEntry(link);
         if (link->m_pOwner) link->m_pOwner->m_pIndexLink = nullptr;

@@ -51,6 +51,7 @@ enum : unsigned {
 
 class Server_Client {
 public:
+    static constexpr uint32_t kInitialListCapacity = 16;
     // ---- the record, its storage and sending (replication/Server_Client.cpp) ----
     Server_Client();
     virtual ~Server_Client();
@@ -234,12 +235,14 @@ public:
     ClientMovement m_Movement;
     bool m_bNeedsNormalUpdate = true;
     uint8_t m_ucChatChannel = 1;
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingEntities{65536};
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingPlayers{1024};
-    VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedViews{1024};
-    VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedFireBlockViews{128};
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_ZoneWaitEntities{65536};
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_AttachedEntities{65536};
+    // The lists start small and double as they fill: a peer that never logs in must cost a few
+    // KB, not a megabyte of address space with a touched page per array.
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingEntities{kInitialListCapacity};
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingPlayers{kInitialListCapacity};
+    VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedViews{kInitialListCapacity};
+    VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedFireBlockViews{kInitialListCapacity};
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_ZoneWaitEntities{kInitialListCapacity};
+    VUKFastArray_WithLinkBacks<Server_Entity*> m_AttachedEntities{kInitialListCapacity};
     ClientTextures m_Textures;
     std::string* m_LabelCache[256] = {};
     Packet* m_pPacket = nullptr;
@@ -250,10 +253,12 @@ public:
     Server_Client_Entity* m_pSelectedView = nullptr;
     IndexLink* m_pNewestLink = nullptr;
     IndexLink* m_pOldestLink = nullptr;
+    IndexLink* m_pLinkBlock = nullptr; // the 256 links, made at the first binding
     // Entities marked visited by the running zone pass; kept to reuse its storage.
     std::vector<Server_Entity*> m_ZonePassVisited;
 
 private:
+    void MakeIndexLinks();
     // A window message of its own: resend rate 0.5, on the windows channel.
     void SendWindowMessage(Packet* packet);
     void AppendScrollText(Packet& packet, uint8_t style);

@@ -95,6 +95,7 @@ void Server::PIC_ExistingLogin(Server_Client* client, Packet* packet) {
 
     client->m_strName = name;
     client->m_pPlayer = player;
+    client->m_Pipe.MarkPlayerLoggedIn();
     player->m_ucChatChannel = 1;
     AddAlmostAllEntitiesToNewClient(client);
     if (player->m_strName == g_strAdminName) player->m_usAdminLevel = kMasterAdminLevel;
@@ -132,6 +133,7 @@ void Server::PIC_NewLogin(Server_Client* client, Packet* packet) {
     player->m_ucChatChannel = 1;
     player->SetFlag(kPlayerClientSimulatesFire, client->m_bCSE1);
     client->m_pPlayer = player;
+    client->m_Pipe.MarkPlayerLoggedIn();
 
     UpdateGroupsAndZonesEntityIsIn(player);
     InformClients_EntityUpdated(player);

@@ -190,8 +190,45 @@ void VUK_Grid::AddEntity_NonRotated(Server_Entity* e, PFAE_InfoList* links, bool
 
 // Each loop runs one zone size past the high edge, so the zone holding the high edge is always
 // visited; parts outside the grid are not filed.
-void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly, const VUKVector& low,
-                         const VUKVector& high) {
+// How many steps of the filing walk along one axis land inside the grid: positions from the
+// first in the grid, up to one zone past the high edge and below the grid's end.
+static double WalkSteps(float low, float high, float min, float max, float size) {
+    const double first = SkipToGrid(low, min, size);
+    const double toHigh = std::floor((double(high) + size - first) / size) + 1.0;
+    const double toEnd = std::ceil((double(max) - first) / size);
+    const double steps = std::min(toHigh, toEnd);
+    return steps > 0.0 ? steps : 0.0;
+}
+
+void VUK_Grid::ClampToZoneLimit(VUKVector& low, VUKVector& high) {
+    double steps[3] = {WalkSteps(low.x, high.x, m_fMinX, m_fMaxX, m_fZoneSizeX),
+                       WalkSteps(low.y, high.y, m_fMinY, m_fMaxY, m_fZoneSizeY),
+                       WalkSteps(low.z, high.z, m_fMinZ, m_fMaxZ, m_fZoneSizeZ)};
+    if (steps[0] * steps[1] * steps[2] <= double(kMaxZonesPerEntity)) return;
+    ++m_uiClampedFilings;
+    // First cut the box down to the grid (outside it nothing is filed anyway), then halve its
+    // longest side around the centre until it fits.
+    float* lows[3] = {&low.x, &low.y, &low.z};
+    float* highs[3] = {&high.x, &high.y, &high.z};
+    const float mins[3] = {m_fMinX, m_fMinY, m_fMinZ}, maxs[3] = {m_fMaxX, m_fMaxY, m_fMaxZ};
+    const float sizes[3] = {m_fZoneSizeX, m_fZoneSizeY, m_fZoneSizeZ};
+    for (int a = 0; a < 3; ++a) {
+        *lows[a] = std::clamp(*lows[a], mins[a], maxs[a]);
+        *highs[a] = std::clamp(*highs[a], mins[a], maxs[a]);
+        steps[a] = WalkSteps(*lows[a], *highs[a], mins[a], maxs[a], sizes[a]);
+    }
+    while (steps[0] * steps[1] * steps[2] > double(kMaxZonesPerEntity)) {
+        int a = steps[0] >= steps[1] && steps[0] >= steps[2] ? 0 : (steps[2] >= steps[1] ? 2 : 1);
+        const float centre = *lows[a] * 0.5f + *highs[a] * 0.5f;
+        const float quarter = (*highs[a] - *lows[a]) * 0.25f;
+        *lows[a] = centre - quarter;
+        *highs[a] = centre + quarter;
+        steps[a] = WalkSteps(*lows[a], *highs[a], mins[a], maxs[a], sizes[a]);
+    }
+}
+
+void VUK_Grid::FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly, VUKVector low, VUKVector high) {
+    ClampToZoneLimit(low, high);
     if (!m_pMapStack) m_pMapStack = new VUK_MapStack(this);
     ZoneBatch batch(e, links, masterListOnly);
     for (float y = SkipToGrid(low.y, m_fMinY, m_fZoneSizeY); y <= high.y + m_fZoneSizeY && y < m_fMaxY;

@@ -55,10 +55,17 @@ public:
     uint32_t m_uiRowCount;   // along z
     uint32_t m_uiZoneCount;  // along x
 
+    // An entity is filed in at most this many zones: two whole layers of the world's grid, so a
+    // floor as wide as the world still works, while a save file's absurd sizes cannot make one
+    // entity cost megabytes. A larger box is filed around its centre only.
+    static constexpr uint32_t kMaxZonesPerEntity = 2 * 150 * 150;
+    // Filings cut down to that limit since the grid was made.
+    uint32_t m_uiClampedFilings = 0;
+
 private:
     static int AxisIndex(float c, float min, float size, uint32_t count);
-    void FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly, const VUKVector& low,
-                   const VUKVector& high);
+    void ClampToZoneLimit(VUKVector& low, VUKVector& high);
+    void FileInBox(Server_Entity* e, PFAE_InfoList* links, bool masterListOnly, VUKVector low, VUKVector high);
 };
 
 // Removes e from every zone entry recorded in links (freeing zones that empty) and empties links.

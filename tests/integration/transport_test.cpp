@@ -182,4 +182,41 @@ TEST(TransportFuzz, RandomDatagramsFromManyPortsLeaveTheServerAnswering) {
     EXPECT_TRUE(server.Process().Running());
 }
 
+// A flood of more source ports than the peer table holds, each sending one keep-alive: a real
+// player still logs in, and the one already playing keeps being served.
+TEST(TransportFlood, ALoginIsWelcomedAfterMorePortsThanThePeerTableHolds) {
+    GameServer server;
+    ASSERT_TRUE(server.Ready());
+    auto resident = server.NewClient();
+    ASSERT_FALSE(GameServer::Login(*resident, records::NewLogin("resident", "pw")).empty());
+
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(uint16_t(server.Port()));
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::vector<int> open;
+    for (int i = 0; i < 10'000; ++i) {
+        const int s = socket(AF_INET, SOCK_DGRAM, 0);
+        ASSERT_GE(s, 0);
+        sendto(s, "\x03", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        open.push_back(s);
+        // Kept open in batches so that most senders get a port of their own.
+        if (open.size() == 500) {
+            for (int fd : open) close(fd);
+            open.clear();
+        }
+    }
+    for (int fd : open) close(fd);
+
+    // The server may still be working through the flood's backlog: a generous bound.
+    auto late = server.NewClient();
+    late->Send(0, records::Concat(records::Version(84), records::NewLogin("late", "pw")));
+    headless::Message welcome;
+    ASSERT_TRUE(late->NextMessage(&welcome, 60s));
+    EXPECT_EQ(welcome.body.at(0), 100);
+    resident->Send(0, headless::MovementSequenceRecord(0));
+    EXPECT_TRUE(resident->WaitUntil([&] { return resident->AllAcknowledged(); }, 10s));
+    EXPECT_TRUE(server.Process().Running());
+}
+
 } // namespace

@@ -90,6 +90,25 @@ TEST(PeerReceive, EveryDatagramIsAckedAndEachNumberDeliveredOnceInOrder) {
     }
 }
 
+// A peer may hold 256 KiB of messages that overtook a lost one; beyond that an early message is
+// acknowledged and dropped, and the bytes are given back as the held ones are delivered.
+TEST(PeerReceive, HeldMessagesAreCappedPerPeer) {
+    PeerHarness h;
+    Bytes body(60'000, 'x');
+    for (uint8_t seq = 2; seq <= 6; ++seq) {
+        Bytes d{5, seq};
+        d.insert(d.end(), body.begin(), body.end());
+        h.Receive(d);
+    }
+    EXPECT_EQ(h.Sent(), (Datagrams{{6, 2}, {6, 3}, {6, 4}, {6, 5}, {6, 6}}));
+    EXPECT_EQ(h.m_pPeer->m_Channels[0].m_Held.Length(), 4u);
+    EXPECT_EQ(UdpHeldBytesAllPeers(), 240'000u);
+    h.Receive({5, 1});
+    h.Serve();
+    EXPECT_EQ(h.Delivered(0).size(), 5u);
+    EXPECT_EQ(UdpHeldBytesAllPeers(), 0u);
+}
+
 TEST(PeerReceive, JunkOnlyPutsOffTheEndThatThirtySecondsOfSilenceBring) {
     PeerHarness h;
     for (const Bytes& d : Datagrams{{5}, {6}, {8}, {23}, {0, 1, 2}, {1}, {2, 1}, {4, 1}, {38, 1}, {255, 1}, {3}, {}}) {

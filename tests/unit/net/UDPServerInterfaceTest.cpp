@@ -15,12 +15,14 @@ using namespace std::chrono_literals;
 // The pipes are owned here in place of the server's clients.
 class InterfaceHarness {
 public:
-    InterfaceHarness() {
+    explicit InterfaceHarness(uint32_t maxPeers = 4096) {
         g_bUDPThreadMode = false;
         g_uiCurrentPort = uint32_t(FreeUdpPort());
-        m_pUdp = std::make_unique<UDPServerInterface>([this]() -> ClientServerPipe* {
-            return m_bRefuse ? nullptr : m_Pipes.emplace_back(std::make_unique<ClientServerPipe>()).get();
-        });
+        m_pUdp = std::make_unique<UDPServerInterface>(
+            [this]() -> ClientServerPipe* {
+                return m_bRefuse ? nullptr : m_Pipes.emplace_back(std::make_unique<ClientServerPipe>()).get();
+            },
+            maxPeers);
     }
     ~InterfaceHarness() {
         m_pUdp.reset();
@@ -107,6 +109,38 @@ TEST(UDPServerInterface, APeerEndsOnLeaveSilenceOrShutdownAndItsPortMayComeBackA
     EXPECT_TRUE(h.m_Pipes[2]->IsConnected());
     h.m_pUdp.reset();
     EXPECT_FALSE(h.m_Pipes[2]->IsConnected());
+}
+
+// A full table makes room for a new address by dropping the longest-silent peer without a
+// logged-in player; peers with players are never dropped, and with only such peers the new
+// address is refused.
+TEST(UDPServerInterface, AFullTableEvictsTheLongestSilentGuestNeverAPlayer) {
+    FakeClock clock;
+    InterfaceHarness h(3);
+    auto *player = h.Open(), *older = h.Open(), *newer = h.Open(), *late = h.Open(), *later = h.Open();
+    player->SendKeepAlive();
+    older->SendKeepAlive();
+    h.Pass();
+    clock.AdvanceSeconds(1);
+    newer->SendKeepAlive();
+    h.Pass();
+    h.m_Pipes[0]->MarkPlayerLoggedIn();
+    clock.AdvanceSeconds(1);
+    late->SendRaw(Bytes{5, 1, 'x'});
+    h.Pass();
+    ASSERT_EQ(h.m_Pipes.size(), 4u);
+    EXPECT_EQ((std::vector<bool>{h.m_Pipes[0]->IsConnected(), h.m_Pipes[1]->IsConnected(), h.m_Pipes[2]->IsConnected(),
+                                 h.m_Pipes[3]->IsConnected()}),
+              (std::vector<bool>{true, false, true, true}));
+    EXPECT_EQ(TakeBodies(*h.m_Pipes[3], 0), (Datagrams{{'x'}}));
+    EXPECT_EQ(h.m_pUdp->PeersEvicted(), 1u);
+
+    h.m_Pipes[2]->MarkPlayerLoggedIn();
+    h.m_Pipes[3]->MarkPlayerLoggedIn();
+    later->SendKeepAlive();
+    h.Pass();
+    EXPECT_EQ(h.m_Pipes.size(), 4u);
+    EXPECT_EQ(h.m_pUdp->m_Peers.Length(), 3u);
 }
 
 TEST(UDPServerInterface, ThreadModeTakenUpAtRunTimeAnswersWithoutPasses) {

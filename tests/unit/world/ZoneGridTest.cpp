@@ -57,7 +57,11 @@ TEST_F(GridTest, AnEntityIsFiledOnceInEveryZoneItsBoxReaches) {
         {{149'900, 0, 0}, {400, 10, 10}, 4, {149, 2, 74}, {149, 3, 75}},
         {{0, 0, 0}, {20'000, 10, 10}, 48, {70, 2, 74}, {81, 3, 75}}, // -10000 is the low edge of zone 70
         {{0, -9000, 0}, {100, 100, 100}, 0, {}, {}}, {{std::nanf(""), 0, 0}, {10, 10, 10}, 0, {}, {}},
-        {{1e30f, 0, -1e30f}, {10, 10, 10}, 0, {}, {}}};
+        {{1e30f, 0, -1e30f}, {10, 10, 10}, 0, {}, {}},
+        {{0, 0, 0}, {300'000, 10, 300'000}, 45'000, {0, 2, 0}, {149, 3, 149}}, // a floor as wide as the world
+        // Too large to file whole: cut to the grid, then its longest side halved around the centre
+        // (x, z, x, z) until at most 45,000 zones are left.
+        {{0, 0, 0}, {1e9f, 1e9f, 1e9f}, 39 * 18 * 39, {56, 0, 56}, {94, 17, 94}}};
     // clang-format on
     for (const auto& [position, size, count, lowest, highest] : cases) {
         Server_Entity* e = Filed(position, size);
@@ -68,6 +72,7 @@ TEST_F(GridTest, AnEntityIsFiledOnceInEveryZoneItsBoxReaches) {
         TearDown();
     }
     EXPECT_TRUE(m_Grid.IsEmpty()); // rows made for an entity with no zone along x went again
+    EXPECT_EQ(m_Grid.m_uiClampedFilings, 1u);
 }
 
 // Every entity goes into the master list; then into its kind's list, and property at rest also
