@@ -40,7 +40,6 @@ public:
     int Port() const { return m_Port; }
     ServerProcess& Process() { return *m_pProcess; }
     const TempDir& Folder() const { return m_Dir; }
-    int Port() const { return m_Port; }
 
     std::unique_ptr<headless::HeadlessClient> NewClient() {
         auto client = std::make_unique<headless::HeadlessClient>();
