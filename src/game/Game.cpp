@@ -86,11 +86,8 @@ void Game::ConstructNextTextureTable() {
     m_usNextTexture[kNextTextureCount - 1] = 1;
 }
 
-// Not yet built: the economy, princess cube and lift rules. The server tick already calls these
-// at their fixed places so that the schedule does not change when the rules arrive.
-void Game::DoTagPadRewards() {}
-void Game::DoMeanTaxWarrior() {}
-void Game::RewardPlayersWhoHaveBBlocks() {}
+// Not yet built: the princess cube and lift rules. The server tick already calls these at their
+// fixed places so that the schedule does not change when the rules arrive.
 void Game::Tick_TCs() {}
 void Game::Tick_OCs() {}
 void Game::Tick_Lifts() {}
