@@ -215,33 +215,6 @@ TEST_F(Economy, GoalPadWarp) {
     EXPECT_EQ(std::tuple(q->GetPowerupTime(kPowerupSolexis), q->m_i64PocketCoins), std::tuple(3.0f, 2'000'000'000));
 }
 
-TEST_F(Economy, BuyingSolexis) {
-    struct Case {
-        int64_t coins;
-        int held; // 0: none, 1: holds 2 units, 2: a full list without Solexis
-        int64_t after;
-        float units;
-        const char* text;
-    };
-    const Case cases[] = {
-        {9'999, 0, 9'999, 0.0f, "You need 10,000 pocket coins to buy 10 units of  Solexis."},
-        {10'000, 0, 0, 10.0f, "For 10,000 of your pocket coins, you have bought 10 units of Solexis."},
-        {25'000, 1, 15'000, 12.0f, "You have bought 10 more units of Solexis with 10,000 of your pocket coins."},
-        {25'000, 2, 25'000, 0.0f,
-         "There's no room in your powerup list for Solexis. Your powerup list can only hold 10 powerups.  Sorry."},
-    };
-    for (const Case& c : cases) {
-        Server_Player p;
-        p.m_i64PocketCoins = c.coins;
-        if (c.held == 1) p.TryAddPowerup(kPowerupSolexis, "Solexis", 2.0f);
-        for (int i = 0; c.held == 2 && i < 10; ++i) p.TryAddPowerup(kPowerupJumpHigh, "Jump High Effect", 1.0f);
-        p.TryBuySolexis();
-        EXPECT_EQ(std::tuple(p.m_i64PocketCoins, p.GetPowerupTime(kPowerupSolexis), p.m_strMessageText),
-                  std::tuple(c.after, c.units, std::string(c.text)));
-        EXPECT_FLOAT_EQ(p.m_fMessageTime, 0.25f);
-    }
-}
-
 // One BuildingBlock at rank 2 earns 40 a minute: 59 minutes give 2,360 on top of 1,000; the sixtieth
 // is the tax instead (3,360 x 0.09f = 302.4, so 302), and the dividend returns at the sixty-first.
 TEST_F(Economy, FirstTaxAtTheSixtiethMinute) {

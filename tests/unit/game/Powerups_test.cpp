@@ -47,57 +47,67 @@ TEST_F(Powerups, TriFireSwapsGiantFireBlocksThenRefreshesSilently) {
     EXPECT_EQ(std::tuple(p->GetFlag(kPlayerTriFire), p->GetFlag(kPlayerGiantFireBlocks)), std::tuple(true, false));
 }
 
-// Ten active slots: a cube gives nothing and says nothing; a Shield or Ice Cream purchase charges
-// nothing (only the Ice Cream says why).
-TEST_F(Powerups, FullListRefuses) {
-    Server_Player* p = Player("P", 0, 8, 0, 500'000);
+// Ten active slots: a cube gives nothing and says nothing.
+TEST_F(Powerups, FullListTakesNoCube) {
+    Server_Player* p = Player("P", 0, 8, 0);
     Fill(p);
     p->HandleGoalPadLand(Cube(3));
-    p->TryBuyPowerup_ShieldOfTalvy();
-    EXPECT_EQ(std::tuple(p->AlreadyHavePowerup(3), p->AlreadyHavePowerup(17), p->m_i64PocketCoins, p->m_strMessageText),
-              std::tuple(false, false, 500'000, std::string()));
-    p->TryBuyPowerup_SpiritOfIceCream();
-    EXPECT_EQ(std::tuple(p->m_i64PocketCoins, p->m_strMessageText),
-              std::tuple(500'000, std::string("There's no room in your powerup list for Spirit of Ice Cream.  Your "
-                                              "powerup list can only hold 10 powerups.  Sorry.")));
+    EXPECT_EQ(std::tuple(p->AlreadyHavePowerup(3), p->m_strMessageText), std::tuple(false, std::string()));
 }
 
+// The menu's purchases: too poor, new, more, and a full list, which is charged nothing (the Shield
+// is refused without a word).
 TEST_F(Powerups, Purchases) {
+    enum Held { kNothing, kSome, kFull };
     struct Case {
         void (Server_Player::*buy)();
+        unsigned id;
         int64_t coins;
-        bool held;
+        Held held;
         int64_t after;
         float time;
         const char* text;
     };
     auto shield = &Server_Player::TryBuyPowerup_ShieldOfTalvy;
     auto iceCream = &Server_Player::TryBuyPowerup_SpiritOfIceCream;
+    auto solexis = &Server_Player::TryBuySolexis;
     const Case cases[] = {
-        {shield, 99'999, false, 99'999, 0.0f,
+        {shield, 17, 99'999, kNothing, 99'999, 0.0f,
          "Shield of Talvy costs 100,000 pocket coins, which you don't have.  Sorry."},
-        {shield, 100'000, false, 0, 30.0f,
+        {shield, 17, 100'000, kNothing, 0, 30.0f,
          "For 100,000 of your pocket coins, you have bought 30 time units of Shield of Talvy.  If you get hit by a "
          "FireBlock, you will take only half the damage."},
-        {shield, 150'000, true, 50'000, 35.0f,
+        {shield, 17, 150'000, kSome, 50'000, 35.0f,
          "You have bought more Shield of Talvy with 100,000 of your pocket coins."},
-        {iceCream, 249'999, false, 249'999, 0.0f,
+        {shield, 17, 500'000, kFull, 500'000, 0.0f, ""},
+        {iceCream, 16, 249'999, kNothing, 249'999, 0.0f,
          "Spirit of Ice Cream costs 250,000 pocket coins, which you don't have.  Sorry."},
-        {iceCream, 250'000, false, 0, 30.0f,
+        {iceCream, 16, 250'000, kNothing, 0, 30.0f,
          "For 250,000 of your pocket coins, you have bought 30 time units of Spirit of Ice Cream.  This powerup "
          "gives you 90 HP per second up to a maximum of 20,000 HP!"},
-        {iceCream, 2'000'000'000, true, 1'999'750'000, 35.0f,
+        {iceCream, 16, 2'000'000'000, kSome, 1'999'750'000, 35.0f,
          "You have bought more Spirit of Ice Cream with 250,000 of your pocket coins."},
+        {iceCream, 16, 500'000, kFull, 500'000, 0.0f,
+         "There's no room in your powerup list for Spirit of Ice Cream.  Your powerup list can only hold 10 "
+         "powerups.  Sorry."},
+        {solexis, 64, 9'999, kNothing, 9'999, 0.0f, "You need 10,000 pocket coins to buy 10 units of  Solexis."},
+        {solexis, 64, 10'000, kNothing, 0, 10.0f,
+         "For 10,000 of your pocket coins, you have bought 10 units of Solexis."},
+        {solexis, 64, 25'000, kSome, 15'000, 15.0f,
+         "You have bought 10 more units of Solexis with 10,000 of your pocket coins."},
+        {solexis, 64, 25'000, kFull, 25'000, 0.0f,
+         "There's no room in your powerup list for Solexis. Your powerup list can only hold 10 powerups.  Sorry."},
     };
     for (const Case& c : cases) {
         Server_Player p;
         p.m_i64PocketCoins = c.coins;
-        const unsigned id = c.buy == shield ? 17 : 16;
-        if (c.held) p.TryAddPowerup(id, "held", 5.0f);
+        if (c.held == kSome) p.TryAddPowerup(c.id, "held", 5.0f);
+        if (c.held == kFull) Fill(&p);
         (p.*c.buy)();
-        EXPECT_EQ(std::tuple(p.m_i64PocketCoins, p.GetPowerupTime(id), p.m_strMessageText),
-                  std::tuple(c.after, c.time, std::string(c.text)));
-        EXPECT_FLOAT_EQ(p.m_fMessageTime, 0.25f);
+        EXPECT_EQ(std::tuple(p.m_i64PocketCoins, p.GetPowerupTime(c.id), p.m_strMessageText),
+                  std::tuple(c.after, c.time, std::string(c.text)))
+            << c.id << " " << c.coins;
+        EXPECT_FLOAT_EQ(p.m_fMessageTime, c.text[0] ? 0.25f : 0.0f);
     }
     // The Ice Cream and the Cookie push each other out.
     Server_Player p;
