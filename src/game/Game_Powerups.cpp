@@ -154,7 +154,6 @@ constexpr PowerupSale kShieldSale{
 
 bool IsActive(float time) { return time > 0.0f || time == kEffectPermanent; }
 
-// A freed slot keeps no id: a slot at time 0 still runs its effect once more as it decays.
 void FreeSlot(Server_Player* player, int slot) {
     player->m_fEffectTimes[slot] = 0.0f;
     player->m_uiEffectIds[slot] = 0;
@@ -275,8 +274,9 @@ void Server_Player::ApplyTempEffects() {
     if (m_fMessageTime > 0.0f) m_fMessageTime -= kTimePerTick;
 
     for (int i = 0; i < kPlayerEffectSlots; ++i) {
+        // Only active slots run: a free slot (time 0 included) neither decays nor acts.
         float& time = m_fEffectTimes[i];
-        if (time >= 0.0f)
+        if (time > 0.0f)
             time -= kTimePerTick;
         else if (time != kEffectPermanent)
             continue;
