@@ -86,10 +86,8 @@ void Game::ConstructNextTextureTable() {
     m_usNextTexture[kNextTextureCount - 1] = 1;
 }
 
-// Not yet built: the princess cube and lift rules. The server tick already calls these at their
-// fixed places so that the schedule does not change when the rules arrive.
-void Game::Tick_TCs() {}
-void Game::Tick_OCs() {}
+// Not yet built: the lift rules. The server tick already calls this at its fixed place so that
+// the schedule does not change when the rules arrive.
 void Game::Tick_Lifts() {}
 
 void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {

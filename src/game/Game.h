@@ -56,9 +56,14 @@ public:
     // ---- admin editor (game/Game_Tick_Player_Admin.cpp) ----
     void Admin_GoToCertainTexture(Server_Entity* e, int texture);
 
-    // ---- princess cubes (game/Game_TC.cpp) ----
+    // ---- princess cubes (game/Game_TC.cpp, Game_OC.cpp, Game_Quillhob.cpp) ----
     // "/kill_all_pp": every princess cube killed and reset.
     void KillAndResetAllPrincesses();
+    // Round robins of the server pass, each within its time budget: every cube does its
+    // once-per-game-tick turn when its signal is set.
+    void Tick_TCs();
+    void Tick_OCs();
+    void Tick_One_TC(Server_TalvyCube* cube);
 
     // ---- rankings (game/Game_PlayerRankings.cpp) ----
     void DeterminePlayerRankings();
@@ -69,8 +74,6 @@ public:
     void RewardPlayersWhoHaveBBlocks();
 
     // ---- duties the server tick calls at their fixed places, not built yet (game/Game.cpp) ----
-    void Tick_TCs();
-    void Tick_OCs();
     void Tick_Lifts();
 
     // ---- deferred updates and removals (game/Game.cpp) ----

@@ -1,5 +1,6 @@
 // Helpers shared by the player action rules (shooting, building, locating, the admin editor).
 #pragma once
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -24,6 +25,15 @@ void EndClientSideMovement(Server_Player* player, uint8_t holdOff);
 inline void SetPlayerMessage(Server_Player* player, const std::string& text, float time) {
     player->m_strMessageText = text;
     player->m_fMessageTime = time;
+}
+
+// Energy a reward may raise a player to: the Spirit of Cookie holds it at 9,999, the Spirit of Ice
+// Cream lets it reach 20,000, and anyone else stops at 5,000.
+inline void AddEnergyCapped(Server_Player* p, uint32_t amount) {
+    const uint32_t cap = p->GetFlag(kPlayerSpiritOfCookie)     ? 9'999
+                         : p->GetFlag(kPlayerSpiritOfIceCream) ? 20'000
+                                                               : 5'000;
+    p->m_uiEnergy = std::min(p->m_uiEnergy + amount, cap);
 }
 
 // A message that halts the player where it stands until ENTER.

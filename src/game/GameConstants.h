@@ -46,6 +46,13 @@ inline constexpr float kOrisetCubeSize = 1000.0f;
 // The Quillhob rule holds its cubes at this size.
 inline constexpr float kQuillhobCubeSize = 100.0f;
 
+// ---- princess cubes after a defeat ----
+// A defeated Talvy cube drops in from this height above its home and is safe from the Spirit of
+// Zorbin for this many ticks; a defeated Oriset cube hovers at this height again.
+inline constexpr float kTalvyDefeatHeight = 8'000.0f;
+inline constexpr int16_t kTalvyProtectionAfterDefeat = 150;
+inline constexpr float kOrisetHoverAfterDefeat = 1'100.0f;
+
 // ---- powerup ids (the player's effect slots and the powerup table) ----
 enum PowerupId : uint32_t {
     kPowerupJumpHigh = 1,

@@ -111,7 +111,7 @@ void Game::DoMeanTaxWarrior() {
     for (uint32_t i = 0; i < m_Players.Count(); ++i) {
         auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));
         const bool online = player->IsLoggedIn();
-        player->SetFlag(kPlayerPyramidReward, true);
+        player->SetFlag(kPlayerPyramidRewardUsed, false);
         if (!online) {
             uint32_t& ticks = player->m_uiTicksSinceLastLogin;
             ticks = ticks > UINT32_MAX - uint32_t(kGameTicksPerHour) ? UINT32_MAX : ticks + kGameTicksPerHour;

@@ -30,15 +30,8 @@ constexpr float kShrinkDrop = 0.4f;
 constexpr float kTalvyShrinkPerHit = 5.0f;
 constexpr float kTalvyShrinkWithSpirit = 640.0f; // the Spirit of Zorbin: one hit defeats
 constexpr float kTalvyDefeatSize = 50.0f;        // any side below it defeats the cube
-constexpr float kTalvyHomeHeight = 8000.0f;
-constexpr float kTalvyRestoredSize = 500.0f;
-constexpr int16_t kTalvyProtectionAfterDefeat = 150;
 constexpr int64_t kTalvyHitCoins = 20;
 constexpr uint32_t kTalvyHitEnergy = 50;
-
-constexpr uint32_t kEnergyCapCookie = 9'999;
-constexpr uint32_t kEnergyCapPlain = 5'000;
-constexpr uint32_t kEnergyCapIceCream = 20'000;
 
 constexpr float kKnockUp = 20.0f;   // vertical speed every knock-back gives
 constexpr float kKnockPush = 20.0f; // times the block's velocity
@@ -73,13 +66,6 @@ bool IsSpentAfterHit(const Server_FireBlock* fb) {
     if (HasFlag(fb, kFireOfflineShot)) return false;
     const Server_Player* owner = AsPlayer(fb->m_pShotOwner);
     return !(owner && owner->GetFlag(kPlayerPenetratingFire));
-}
-
-void AddEnergyCapped(Server_Player* p, uint32_t amount) {
-    const uint32_t cap = p->GetFlag(kPlayerSpiritOfCookie)      ? kEnergyCapCookie
-                         : !p->GetFlag(kPlayerSpiritOfIceCream) ? kEnergyCapPlain
-                                                                : kEnergyCapIceCream;
-    p->m_uiEnergy = std::min(p->m_uiEnergy + amount, cap);
 }
 
 // How each kind of property answers a hit once it has shrunk.
@@ -261,8 +247,8 @@ void Game::Tick_FB_Conflict_TalvyCube(Server_FireBlock* fb, Server_TalvyCube* c)
     }
 
     c->m_vPosition = c->m_vHomePoint;
-    c->m_vPosition.y = kTalvyHomeHeight;
-    c->m_vSize.Set(kTalvyRestoredSize, kTalvyRestoredSize, kTalvyRestoredSize);
+    c->m_vPosition.y = kTalvyDefeatHeight;
+    c->m_vSize.Set(kTalvyCubeSize, kTalvyCubeSize, kTalvyCubeSize);
     c->m_ucTalvyFlags &= uint8_t(~kTalvyDrunk);
     c->m_sCounter = kTalvyProtectionAfterDefeat;
     QueueEntityForUpdate(c);

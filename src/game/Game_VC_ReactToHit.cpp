@@ -11,9 +11,6 @@
 namespace {
 
 constexpr float kPyramidLift = 50'000.0f;
-constexpr float kTalvyHomeSize = 500.0f;
-constexpr float kOrisetHomeSize = 1000.0f;
-constexpr float kOrisetHomeHover = 1100.0f;
 constexpr float kOrisetShrink = 100.0f;
 constexpr float kOrisetDefeatHeight = 200.0f;
 constexpr uint32_t kPyramidDefaultReward = 10'000;
@@ -162,7 +159,7 @@ void Game::Tick_TC_HandleConflict_NormalPad() {
     auto* cube = static_cast<Server_TalvyCube*>(m_pCurrentEntity);
     const Server_Entity* pyramid = m_VC.m_pHit;
     cube->m_vPosition = cube->m_vHomePoint + VUKVector(0.0f, kPyramidLift, 0.0f);
-    cube->m_vSize.Set(kTalvyHomeSize, kTalvyHomeSize, kTalvyHomeSize);
+    cube->m_vSize.Set(kTalvyCubeSize, kTalvyCubeSize, kTalvyCubeSize);
     cube->SetDirty();
     if (Server_Player* pusher = cube->m_pLastPusher) {
         m_pServer->InformClients_EntityUpdated(pusher);
@@ -182,8 +179,8 @@ void Game::Tick_TC_HandleConflict_OC() {
     hover = hover <= kOrisetShrink ? half : std::max(hover - kOrisetShrink, half);
     if (oriset->m_vSize.y <= kOrisetDefeatHeight) {
         oriset->m_vPosition = oriset->m_vHomePoint;
-        oriset->m_vSize.Set(kOrisetHomeSize, kOrisetHomeSize, kOrisetHomeSize);
-        hover = kOrisetHomeHover;
+        oriset->m_vSize.Set(kOrisetCubeSize, kOrisetCubeSize, kOrisetCubeSize);
+        hover = kOrisetHoverAfterDefeat;
         if (Server_Player* pusher = cube->m_pLastPusher) {
             m_pServer->InformClients_EntityUpdated(pusher);
             pusher->HandleOrisetCubeDefeat(oriset);

@@ -31,10 +31,6 @@ bool Server_Player::IsOnSameTeam(const Server_Player* other) const {
     return !m_strTeamName.empty() && !other->m_strTeamName.empty() && m_strTeamName == other->m_strTeamName;
 }
 
-// Not built yet: the princess cube rules fill them.
-void Server_Player::HandleTalvyCubeDefeat(Server_Entity*) {}
-void Server_Player::HandleMadeTalvyDrunk(Server_Entity*) {}
-
 void Server_Player::KeepCoinsAtLimit() {
     constexpr int64_t kCoinLimit = 2'000'000'000;
     if (m_i64PocketCoins > kCoinLimit) m_i64PocketCoins = kCoinLimit;

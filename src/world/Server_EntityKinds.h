@@ -81,11 +81,15 @@ public:
     static void* operator new(std::size_t size);
     static void operator delete(void* p);
 
-    uint16_t m_usShort = 1;
-    uint32_t m_uiTurnSlot = 1;
-    uint32_t m_uiWords[3] = {};
+    uint16_t m_usShort = 1;                   // firing countdown, in ticks
+    uint32_t m_uiTurnSlot = 1;                // scan counter: the cube looks for enemies when it comes round to 0
+    VUKVector m_vAim;                         // from the cube to its target
     LinkedList<Server_Player*> m_NearPlayers; // the other side of each player's m_NearZorbins
     uint8_t m_ucZorbinFlags = 0;
+
+    // ---- Zorbin cube rules (game/Server_ZorbinCube.cpp) ----
+    // Targets the last enemy on the near-player list within 600 (kZorbinTarget, m_vAim).
+    void DecideIfEnemyIsAround();
 };
 
 // ---- palace cubes (kind 11) ----------------------------------------------------------------------
@@ -174,9 +178,10 @@ inline constexpr PlayerFlag kPlayerPenetratingFire{2, 0x10}; // byte 3 bit 4: it
 inline constexpr PlayerFlag kPlayerShieldOfTalvy{2, 0x20};   // byte 3 bit 5: half damage, smaller coin loss
 inline constexpr PlayerFlag kPlayerSpiritOfZorbin{2, 0x80};  // byte 3 bit 7: one hit defeats a Talvy cube
 inline constexpr PlayerFlag kPlayerNoFriction{5, 0x80};      // byte 6 bit 7: skip friction once
-inline constexpr PlayerFlag kPlayerPyramidReward{2, 0x01};   // byte 3 bit 0: one pyramid reward left this tax hour
 inline constexpr PlayerFlag kPlayerGlovesOfVextor{2, 0x40};  // byte 3 bit 6: a Talvy cube defeat pays more
 inline constexpr PlayerFlag kPlayerNoReposition{8, 0x10};    // byte 9 bit 4: ENTER only lifts the halt (dying)
+// Byte 3 bit 0: the player has had its pyramid reward since the last tax; the tax clears it.
+inline constexpr PlayerFlag kPlayerPyramidRewardUsed{2, 0x01};
 
 // Key flags (m_uiKeyFlags). Bits 0 to 14 are the bits of the key message's mask.
 inline constexpr uint32_t kKeyMove0 = 1u << 0; // the four ground movement keys
@@ -320,7 +325,7 @@ public:
     void KeepCoinsAtLimit();
     // Sets the enemy-around flag on this offline player and on the first enemy player near it.
     void DecideIfEnemyIsAround(VUK_Grid* grid);
-    // The player shot a Talvy cube down, or made it drunk; not built yet (the princess rules).
+    // The player shot a Talvy cube down, or made it drunk (game/Game_TC.cpp).
     void HandleTalvyCubeDefeat(Server_Entity* cube);
     void HandleMadeTalvyDrunk(Server_Entity* cube);
 
@@ -379,4 +384,8 @@ public:
     bool HandleTagPadLand(Server_Entity* pad);        // game/Game_Economy.cpp; true when something changed
     void HandleTalvyCubeOnPyramid(unsigned reward);   // game/Game_OC.cpp
     void HandleOrisetCubeDefeat(Server_Entity* cube); // game/Game_OC.cpp
+
+    // ---- princess cubes (game/Game_TC.cpp) ----
+    // A driver steers the Talvy cube it stands on by its heading and throttle, and jumps it.
+    void DetermineDrivenTalvyVelocity(Server_Entity* cube);
 };

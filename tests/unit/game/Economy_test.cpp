@@ -48,7 +48,7 @@ TEST_F(Economy, DenseRanksAndTheirTax) {
     Server_Player* a = Offline("A", 0, 8, 0);
     Server_Player* b = Offline("B", 100, 8, 0);
     Server_Player* c = Offline("C", 200, 8, 0);
-    Ranked(a, 0, 900);
+    Ranked(a, 0, 900)->SetFlag(kPlayerPyramidRewardUsed, true);
     Ranked(b, 0, 500);
     Ranked(c, 0, 400, 500);
     server().DeterminePlayerRankings();
@@ -57,7 +57,7 @@ TEST_F(Economy, DenseRanksAndTheirTax) {
     EXPECT_EQ(std::vector<int64_t>({a->m_i64PocketCoins, b->m_i64PocketCoins, c->m_i64PocketCoins}),
               std::vector<int64_t>({810, 455, 360}));
     EXPECT_EQ(a->m_uiTicksSinceLastLogin, 108'000u);
-    EXPECT_TRUE(a->GetFlag(kPlayerPyramidReward));
+    EXPECT_FALSE(a->GetFlag(kPlayerPyramidRewardUsed));
 }
 
 // The single-precision rates lie just below 3 % and 1 %: whole products lose a coin.
