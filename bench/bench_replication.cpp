@@ -34,11 +34,17 @@
 // median and 99th percentile, and counts what the bots did. Login and settling are as above; there
 // is no late join.
 //
+// --lifts N adds N lifts among the pads (straight ones up to 500 long and, every fourth, a spline of
+// two curve segments) and --princesses N as many Talvy, Oriset and Quillhob cubes in turn; in the
+// bots' steady state the rest of the game tick's pass (the slower timers, the lift and princess
+// round robins, and the pass's few client steps) is reported beside Game_Tick and added to it as
+// the rules' time per game tick.
+//
 // In the steady state every counter reading moves time on by one count, so the rules' draws (the
 // counter modulo n) differ within a tick and repeat from run to run.
 //
-//   bench_replication [--bots] [--clients N] [--pads N] [--zorbins N] [--ticks N]
-//                     [--update-size BYTES] [--settle SECONDS]
+//   bench_replication [--bots] [--clients N] [--pads N] [--zorbins N] [--lifts N] [--princesses N]
+//                     [--ticks N] [--update-size BYTES] [--settle SECONDS]
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -49,6 +55,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -71,6 +78,8 @@ struct Options {
     int clients = 64;
     int pads = 100000;
     int zorbins = 1000;
+    int lifts = 0;
+    int princesses = 0;
     int ticks = 300;
     uint32_t updateSize = 1400;
     int settleSeconds = 5;
@@ -249,6 +258,39 @@ public:
             VUKVector velocity(rng.Next(-4, 4), 0, rng.Next(-4, 4));
             if (!m_Options.bots) m_Movers.push_back({cube, velocity});
         }
+        for (int i = 0; i < m_Options.lifts; ++i) AddLift(rng, i % 4 == 3);
+        const uint8_t princessKinds[] = {kKindTalvyCube, kKindOrisetCube, kKindQuillhobCube};
+        for (int i = 0; i < m_Options.princesses; ++i) {
+            const uint8_t kind = princessKinds[i % 3];
+            const float size = kind == kKindTalvyCube    ? kTalvyCubeSize
+                               : kind == kKindOrisetCube ? kOrisetCubeSize
+                                                         : kQuillhobCubeSize;
+            Server_Entity* cube = m_Server.ProperAddByType(kind);
+            cube->m_vPosition.Set(rng.Next(-100000, 100000), rng.Next(size, 3000), rng.Next(-100000, 100000));
+            cube->m_vSize.Set(size, size, size);
+            if (kind == kKindTalvyCube) static_cast<Server_TalvyCube*>(cube)->m_vHomePoint = cube->m_vPosition;
+            if (kind == kKindOrisetCube) static_cast<Server_OrisetCube*>(cube)->m_vHomePoint = cube->m_vPosition;
+            m_Server.UpdateGroupsAndZonesEntityIsIn(cube);
+        }
+    }
+
+    void AddLift(Lcg& rng, bool spline) {
+        Server_Entity* e = m_Server.ProperAddByType(kKindNormalPad);
+        const VUKVector start(rng.Next(-100000, 100000), rng.Next(0, 3000), rng.Next(-100000, 100000));
+        e->m_vPosition = start;
+        e->m_vSize.Set(rng.Next(50, 200), 20, rng.Next(50, 200));
+        LiftStuff* lift = e->GetOrCreateLift();
+        lift->m_vStart = start;
+        lift->m_vEnd = start + VUKVector(rng.Next(-500, 500), rng.Next(0, 500), rng.Next(-500, 500));
+        lift->m_fSpeed = rng.Next(1, 20);
+        lift->m_bRunning = true;
+        if (spline) {
+            lift->m_bSpline = lift->m_bFinalized = true;
+            for (int p = 0; p < 7; ++p)
+                lift->m_ControlPoints.Append(
+                    new VUKVector(start + VUKVector(rng.Next(-300, 300), rng.Next(0, 300), rng.Next(-300, 300))));
+        }
+        m_Server.UpdateGroupsAndZonesEntityIsIn(e);
     }
 
     // The records a game client sends to log in and get going.
@@ -344,8 +386,9 @@ public:
     }
 
     void LoginPhase() {
-        std::printf("-- login: %d clients, %d pads, %d Zorbin cubes, update size %u --\n", m_Options.clients,
-                    m_Options.pads, m_Options.zorbins, m_Options.updateSize);
+        std::printf("-- login: %d clients, %d pads, %d Zorbin cubes, %d lifts, %d princess cubes, update size %u --\n",
+                    m_Options.clients, m_Options.pads, m_Options.zorbins, m_Options.lifts, m_Options.princesses,
+                    m_Options.updateSize);
         std::vector<double> attachMs, readyMs;
         std::vector<Clock::time_point> loginAt(size_t(m_Options.clients));
         std::vector<bool> ready(size_t(m_Options.clients), false);
@@ -385,7 +428,8 @@ public:
             }
         }
         std::printf("login pass (attach %d entities): median %.1f ms, max %.1f ms\n",
-                    m_Options.pads + m_Options.zorbins, Percentile(attachMs, 0.5), Percentile(attachMs, 1.0));
+                    m_Options.pads + m_Options.zorbins + m_Options.lifts + m_Options.princesses,
+                    Percentile(attachMs, 0.5), Percentile(attachMs, 1.0));
         std::printf("login until the please-wait window closed: median %.0f ms, max %.0f ms (%d of %d clients)\n",
                     Percentile(readyMs, 0.5), Percentile(readyMs, 1.0), readyCount, m_Options.clients);
         std::printf("longest other pass meanwhile: %.1f ms (zone filing slices are 16.7 ms by design)\n", Ms(longest));
@@ -487,7 +531,7 @@ public:
         platform::SetCounterSource(&BenchCounter);
         KRV_ORIGINAL_CallAtEveryTick = &ProbeHook;
 
-        std::vector<double> rulesMs, listsMs, beforeMs, tickMs;
+        std::vector<double> rulesMs, listsMs, beforeMs, afterMs, allRulesMs, tickMs;
         std::set<Server_Entity*> built;
         for (uint32_t i = 0; i < m_Server.m_PlayerBuiltPads.Count(); ++i)
             built.insert(m_Server.m_PlayerBuiltPads.GetEntity(i));
@@ -509,6 +553,7 @@ public:
             g_pProbe = &probe;
             auto passStart = Clock::now();
             Clock::duration passes = Pass();
+            const Clock::time_point passEnd = passStart + passes;
             g_pProbe = nullptr;
             if (!probe.ended) {
                 std::printf("the game tick did not run in its pass (tick %d)\n", t);
@@ -526,6 +571,8 @@ public:
                 rulesMs.push_back(Ms(probe.end - probe.start));
                 listsMs.push_back(Ms(probe.end - probe.hook));
                 beforeMs.push_back(Ms(probe.start - passStart));
+                afterMs.push_back(Ms(passEnd - probe.end));
+                allRulesMs.push_back(Ms(probe.end - probe.start) + Ms(passEnd - probe.end));
                 tickMs.push_back(Ms(passes));
             }
 
@@ -577,6 +624,8 @@ public:
             std::printf("%-58s %8.3f %8.3f %8.3f\n", what, Percentile(v, 0.5), Percentile(v, 0.99), Percentile(v, 1.0));
         };
         row("rules alone (Game_Tick)", rulesMs);
+        row("rest of its pass (timers, lift and princess round robins)", afterMs);
+        row("rules per game tick (Game_Tick and the rest of its pass)", allRulesMs);
         row("  of which the deferred lists (ProcessUpdatesAndRemoves)", listsMs);
         row("whole tick: every pass of the tick, with the updates", tickMs);
         row("  of which the game-tick pass before Game_Tick (records)", beforeMs);
@@ -589,6 +638,42 @@ public:
                     (unsigned long long)shots, n ? double(fireBlocksAlive) / n : 0.0, fireBlocksPeak,
                     (unsigned long long)buildingBlocks, (unsigned long long)stones, (unsigned long long)otherBuilt,
                     (unsigned long long)builtGone, (unsigned long long)recordsSent);
+    }
+
+    // The lifts' own turn, called as the server pass calls it, after the signals of a game tick: the
+    // lap with its sweeps and change notices, then the re-filing of the lifts it queued. Wall time
+    // and this thread's CPU time, since a busy machine stretches the one but not the other.
+    void LiftsPhase() {
+        g_BenchNow = platform::QueryCounter();
+        platform::SetCounterSource(&BenchCounter);
+        std::vector<double> lapMs, lapCpuMs, refileMs;
+        auto cpuMs = [] {
+            timespec ts{};
+            clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+            return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
+        };
+        for (int t = 0; t < m_Options.ticks; ++t) {
+            ServerLockGuard lock(m_Server.m_ServerLock);
+            m_Server.Tick_Signal_TCs_OCs_Lifts();
+            const double cpu = cpuMs();
+            const auto start = Clock::now();
+            m_Server.Tick_Lifts();
+            const auto lapped = Clock::now();
+            lapCpuMs.push_back(cpuMs() - cpu);
+            m_Server.ProcessUpdatesAndRemoves();
+            lapMs.push_back(Ms(lapped - start));
+            refileMs.push_back(Ms(Clock::now() - lapped));
+        }
+        g_RealOffset = g_BenchNow - RealNanoseconds();
+        platform::SetCounterSource(&ResumedCounter);
+        std::printf("-- the lifts' own turn, %u lifts, %d game ticks --\n", m_Server.m_Lifts.Count(), m_Options.ticks);
+        std::printf("%-58s %8s %8s %8s\n", "ms per game tick", "median", "99th", "max");
+        auto row = [](const char* what, const std::vector<double>& v) {
+            std::printf("%-58s %8.3f %8.3f %8.3f\n", what, Percentile(v, 0.5), Percentile(v, 0.99), Percentile(v, 1.0));
+        };
+        row("Tick_Lifts (sweeps and notices), wall time", lapMs);
+        row("Tick_Lifts, CPU time of the thread", lapCpuMs);
+        row("re-filing the lifts (ProcessUpdatesAndRemoves)", refileMs);
     }
 
     // One more player joins the busy server, on the real clock again.
@@ -645,6 +730,10 @@ int main(int argc, char** argv) {
             o.pads = v;
         else if (a == "--zorbins")
             o.zorbins = v;
+        else if (a == "--lifts")
+            o.lifts = v;
+        else if (a == "--princesses")
+            o.princesses = v;
         else if (a == "--ticks")
             o.ticks = v;
         else if (a == "--update-size")
@@ -663,6 +752,7 @@ int main(int argc, char** argv) {
     bench->LoginPhase();
     if (o.bots) {
         bench->BotsSteadyPhase();
+        if (o.lifts > 0) bench->LiftsPhase();
     } else {
         bench->SteadyPhase();
         bench->LateJoinPhase();

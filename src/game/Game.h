@@ -73,9 +73,6 @@ public:
     void DoMeanTaxWarrior();
     void RewardPlayersWhoHaveBBlocks();
 
-    // ---- duties the server tick calls at their fixed places, not built yet (game/Game.cpp) ----
-    void Tick_Lifts();
-
     // ---- deferred updates and removals (game/Game.cpp) ----
     // Sets the game-tick signal on the princess cubes and lifts whose rules run this tick.
     void Tick_Signal_TCs_OCs_Lifts();
@@ -88,7 +85,8 @@ public:
     void ProcessUpdatesAndRemoves();
     void ConstructNextTextureTable();
 
-    // Rules of families still to come that the tick calls (each file says it is not built yet).
+    // Rules of the cube and moving-property families that the tick calls.
+    void Tick_Lifts();                                     // game/Game_Moving_NPs.cpp
     void Tick_QuillhobCubes();                             // game/Game_Quillhob.cpp
     void Tick_Moving_NPs();                                // game/Game_Moving_NPs.cpp
     void SetAboveNearbyEntitiesAsMoving(Server_Entity* e); // game/Game_Moving_NPs.cpp
@@ -190,6 +188,12 @@ public:
     void Tick_FB_ConflictStoneBlock(Server_FireBlock* fb, Server_Entity* e);
     void Tick_FB_ConflictBuildingBlock(Server_FireBlock* fb, Server_Entity* e);
     void Tick_FB_ConflictPalaceCube(Server_FireBlock* fb, Server_PalaceCube* pc);
+
+    // ---- lifts and moving property (game/Game_Moving_NPs.cpp) ----
+    // One turn of a lift whose game-tick signal was due.
+    void Tick_Lift(Server_Entity* lift);
+    // One turn of a moving block: it falls, slides and settles.
+    void Tick_Moving_NP(Server_Entity* block);
 
     // ---- Zorbin cubes (game/Game_MatchZorbinsWithPlayers.cpp) ----
     // Re-derives owners, property values and palace counts after a load.

@@ -1,0 +1,87 @@
+// A lift loaded from the world file runs on the real binary: another headless client sees it
+// travel and sees the player standing on it carried along.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <functional>
+
+#include "headless/ClientWorld.h"
+#include "support/GameServer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace records;
+using Clock = std::chrono::steady_clock;
+
+// A 400 x 50 x 400 pad under the spawn spot (400, 200, -200), a lift running along x between
+// x = 300 and 500 at 2 a tick: whatever its place, the spawn spot stays above it.
+Bytes WorldWithALift() {
+    Bytes b{11, 1, 4};
+    for (float f : {300.0f, 25.0f, -200.0f, 400.0f, 50.0f, 400.0f, 0.0f, 128.0f, 128.0f, 128.0f}) PutFloat(b, f);
+    PutU32(b, 42);
+    PutU32(b, 1);
+    b.insert(b.end(), 8, 0);
+    Bytes lift{1}; // running: towards the end
+    for (float f : {300.0f, 25.0f, -200.0f, 500.0f, 25.0f, -200.0f, 2.0f}) PutFloat(lift, f);
+    const std::string name = "KRV_ENTITY_LIFTINFO";
+    b.push_back(24);
+    PutU32(b, uint32_t(name.size()));
+    b.insert(b.end(), name.begin(), name.end());
+    PutU32(b, uint32_t(lift.size()));
+    return Concat(b, lift);
+}
+
+struct Player {
+    Player(GameServer& server, const std::string& name) : m_pClient(server.NewClient()) {
+        Bytes welcome = GameServer::Login(*m_pClient, NewLogin(name, "pw"));
+        loggedIn = !welcome.empty() && welcome[0] == 100;
+        m_pClient->Send(0, {6});
+    }
+    bool WaitFor(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+        for (auto deadline = Clock::now() + timeout;; m_pClient->PollFor(5ms)) {
+            m_pClient->Poll();
+            for (; !m_pClient->m_Inbox.empty(); m_pClient->m_Inbox.pop_front())
+                if (m_pClient->m_Inbox.front().channel == 0) world.Apply(m_pClient->m_Inbox.front().body);
+            if (done()) return true;
+            if (Clock::now() >= deadline) return false;
+        }
+    }
+    bool loggedIn = false;
+    headless::ClientWorld world;
+    std::unique_ptr<headless::HeadlessClient> m_pClient;
+};
+
+TEST(LiftsOverUdp, ALiftCarriesItsRider) {
+    GameServer server([](const TempDir& dir) {
+        const Bytes world = WorldWithALift();
+        dir.Write("KRV1_Data.krv", std::string(world.begin(), world.end()));
+    });
+    ASSERT_TRUE(server.Ready()) << server.Process().Output();
+    // The server, not the client, moves the master administrator's player.
+    Player ann(server, "ADMIN");
+    ASSERT_TRUE(ann.loggedIn);
+    ann.m_pClient->Send(0, Record(8, {"/csm"}));
+    Player bob(server, "bob");
+    ASSERT_TRUE(bob.loggedIn);
+
+    auto liftX = [&] {
+        for (auto& [handle, o] : bob.world.objects)
+            if (o.kind == 4 && std::fabs(o.pos[2] + 200.0f) < 1.0f && std::fabs(o.pos[1] - 25.0f) < 1.0f)
+                return o.pos[0];
+        return -1.0f;
+    };
+    const float first = (bob.WaitFor([&] { return liftX() >= 300.0f; }, 20s), liftX());
+    ASSERT_GE(first, 300.0f);
+    EXPECT_TRUE(bob.WaitFor([&] { return std::fabs(liftX() - first) >= 20.0f; }, 20s)) << liftX();
+
+    // Nothing but the lift moves ann off x = 400 once it stands on the lift's top (y = 50 + 8).
+    auto riding = [&] {
+        headless::Object* seen = bob.world.Named("ADMIN");
+        return seen && std::fabs(seen->pos[1] - 58.0f) < 1.0f && std::fabs(seen->pos[0] - 400.0f) >= 20.0f;
+    };
+    EXPECT_TRUE(bob.WaitFor(riding, 30s));
+}
+
+} // namespace
