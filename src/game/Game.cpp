@@ -86,11 +86,6 @@ void Game::ConstructNextTextureTable() {
     m_usNextTexture[kNextTextureCount - 1] = 1;
 }
 
-// Not yet built: the economy, princess cube and lift rules. The server tick already calls these
-// at their fixed places so that the schedule does not change when the rules arrive.
-void Game::DoTagPadRewards() {}
-void Game::DoMeanTaxWarrior() {}
-void Game::RewardPlayersWhoHaveBBlocks() {}
 void Game::DeselectEntityFromAllAdmins(const Server_Entity* e) {
     for (uint32_t i = 0; i < m_Players.Count(); ++i) {
         auto* player = static_cast<Server_Player*>(m_Players.GetEntity(i));

@@ -68,7 +68,7 @@ public:
     // ---- rankings (game/Game_PlayerRankings.cpp) ----
     void DeterminePlayerRankings();
 
-    // ---- duties the server tick calls at their fixed places, not built yet (game/Game.cpp) ----
+    // ---- economy: the server tick's periodic incomes and the hourly tax (game/Game_Economy.cpp) ----
     void DoTagPadRewards();
     void DoMeanTaxWarrior();
     void RewardPlayersWhoHaveBBlocks();

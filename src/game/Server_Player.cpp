@@ -31,14 +31,13 @@ bool Server_Player::IsOnSameTeam(const Server_Player* other) const {
     return !m_strTeamName.empty() && !other->m_strTeamName.empty() && m_strTeamName == other->m_strTeamName;
 }
 
-// Not built yet: the powerup and economy rules fill these.
-void Server_Player::RemoveCola() {}
-void Server_Player::TryBuyPowerup_ShieldOfTalvy() {}
-void Server_Player::TryBuyPowerup_SpiritOfIceCream() {}
-void Server_Player::TryBuySolexis() {}
-
 void Server_Player::KeepCoinsAtLimit() {
     constexpr int64_t kCoinLimit = 2'000'000'000;
     if (m_i64PocketCoins > kCoinLimit) m_i64PocketCoins = kCoinLimit;
-    if (m_i64PocketCoins + m_i64PropertyValue > kCoinLimit) m_i64PocketCoins = kCoinLimit - m_i64PropertyValue;
+    const int64_t worth = NetWorth();
+    if (worth <= kCoinLimit) return;
+    // The excess is taken as a 32-bit amount, and never more than the pocket holds.
+    const int64_t excess = int64_t(uint32_t(uint64_t(worth) - uint64_t(kCoinLimit)));
+    const int64_t held = m_i64PocketCoins > 0 ? m_i64PocketCoins : 0;
+    m_i64PocketCoins -= excess < held ? excess : held;
 }

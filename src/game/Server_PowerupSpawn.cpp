@@ -1,4 +1,6 @@
 // Powerup cubes are not saved: they are spawned again from the server's powerup table.
+#include <cstdint>
+
 #include "core/Server.h"
 #include "game/GameConstants.h"
 #include "world/Server_EntityKinds.h"
@@ -70,7 +72,8 @@ void Server::SpawnPowerup(const VUKVector& position, uint32_t type) {
     pad->m_vSize.Set(kPowerupCubeSize, kPowerupCubeSize, kPowerupCubeSize);
     pad->m_usTexture = kTexturePowerupPad;
     pad->SetTextureMode(1);
-    pad->GetOrCreateGoalPad()->m_sType = int16_t(type);
+    // A type beyond the goal data's range stays beyond every known type instead of wrapping onto one.
+    pad->GetOrCreateGoalPad()->m_sType = int16_t(type > uint32_t(INT16_MAX) ? INT16_MAX : type);
     if (IsSpotTaken(m_Grid, pad)) {
         delete pad;
         return;

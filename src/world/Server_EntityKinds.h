@@ -178,6 +178,8 @@ inline constexpr PlayerFlag kPlayerPenetratingFire{2, 0x10}; // byte 3 bit 4: it
 inline constexpr PlayerFlag kPlayerShieldOfTalvy{2, 0x20};   // byte 3 bit 5: half damage, smaller coin loss
 inline constexpr PlayerFlag kPlayerSpiritOfZorbin{2, 0x80};  // byte 3 bit 7: one hit defeats a Talvy cube
 inline constexpr PlayerFlag kPlayerNoFriction{5, 0x80};      // byte 6 bit 7: skip friction once
+inline constexpr PlayerFlag kPlayerGlovesOfVextor{2, 0x40};  // byte 3 bit 6: a Talvy cube defeat pays more
+inline constexpr PlayerFlag kPlayerNoReposition{8, 0x10};    // byte 9 bit 4: ENTER only lifts the halt (dying)
 // Byte 3 bit 0: the player has had its pyramid reward since the last tax; the tax clears it.
 inline constexpr PlayerFlag kPlayerPyramidRewardUsed{2, 0x01};
 
@@ -323,18 +325,48 @@ public:
     void KeepCoinsAtLimit();
     // Sets the enemy-around flag on this offline player and on the first enemy player near it.
     void DecideIfEnemyIsAround(VUK_Grid* grid);
-    // Not built yet: the powerup rules fill these.
-    void ApplyTempEffects();
-    void HandleEnterKey();
-    void ResetPosition();
-    // Ends the Cola of Smiley; not built yet (the powerups come with the economy).
-    void RemoveCola();
     // The player shot a Talvy cube down, or made it drunk (game/Game_TC.cpp).
     void HandleTalvyCubeDefeat(Server_Entity* cube);
     void HandleMadeTalvyDrunk(Server_Entity* cube);
-    // Purchases from the special menu; not built yet either.
+
+    // ---- powerups and player effects (game/Game_Powerups.cpp) ----
+    // Slots of the powerup list: a slot is active while its time is positive or permanent.
+    bool TryAddPowerup(unsigned id, const char* name, float time); // first free slot; false when none
+    float GetPowerupTime(unsigned id) const;                       // first active slot's time, else 0
+    void AppendMoreTimeToPowerup(unsigned id, float time);
+    void DeletePowerup(unsigned id); // frees every active slot of the id
+    void RemoveAllTempEffects();
+    // Every tick before anything else: the list decays and becomes this tick's effect flags.
+    void ApplyTempEffects();
+    // What the powerup cubes give.
+    void TryAddPowerup_TestJumpHigh();
+    void TryAddPowerup_SpiritOfZorbin();
+    void TryAddPowerup_RockOfSmileyMoon();
+    void TryAddPowerup_TriFire();
+    void TryAddPowerup_GlovesOfVextor();
+    void TryAddPowerup_DriveTheTalvy();
+    void TryAddPowerup_SpiritOfCookie();
+    void TryAddPowerup_RemovePowerups();
+    void TryAddPowerup_GiantFireBlocks();
+    void TryAddPowerup_StoneBlockDestroyer();
+    void TryAddPowerup_BeerOfSmiley();
+    // Purchases from the special menu.
     void TryBuyPowerup_ShieldOfTalvy();
     void TryBuyPowerup_SpiritOfIceCream();
+    // Ends the Cola of Smiley.
+    void RemoveCola();
+    // ENTER closes the message window and carries out a pending warp; it always lifts the halt.
+    void HandleEnterKey();
+    // The reset key: back to the start point, flying allowed again.
+    void ResetPosition();
+
+    // ---- economy (game/Game_Economy.cpp) ----
+    // Pocket coins plus property value, held at the 64-bit limits rather than wrapping.
+    int64_t NetWorth() const {
+        int64_t sum;
+        if (!__builtin_add_overflow(m_i64PocketCoins, m_i64PropertyValue, &sum)) return sum;
+        return m_i64PropertyValue > 0 ? INT64_MAX : INT64_MIN;
+    }
     void TryBuySolexis();
 
     // ---- movement (game/Server_Player_Velocity.cpp) ----

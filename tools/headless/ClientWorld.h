@@ -19,6 +19,7 @@ struct Object {
     bool scoreEntry = false;
     int adds = 0;
     std::string name;
+    uint32_t coins = 0; // pocket coins of a player's score entry
     float pos[3] = {}, step[3] = {};
 };
 
@@ -146,6 +147,10 @@ private:
             break;
         case 0x5C:
             o->name.assign(reinterpret_cast<const char*>(p + 1), p[0]), o->scoreEntry = true;
+            o->coins = Read<uint32_t>(p + 1 + p[0] + 1);
+            break;
+        case 0x16:
+            o->coins = Read<uint32_t>(p);
             break;
         case 0x25:
             Step(o, c);

@@ -32,8 +32,10 @@ TEST_F(PlayerTick, AfkRegenerationAndAdminToggle) {
                                                                  {false, true, 19'998, 20'000},
                                                                  {false, false, 100, 100}};
     for (auto [cookie, iceCream, before, after] : energy) {
-        ann->SetFlag(kPlayerSpiritOfCookie, cookie);
-        ann->SetFlag(kPlayerSpiritOfIceCream, iceCream);
+        // The list sets the flags afresh each tick.
+        ann->RemoveAllTempEffects();
+        if (cookie) ann->TryAddPowerup(kPowerupSpiritOfCookie, "Spirit of Cookie", -100.0f);
+        if (iceCream) ann->TryAddPowerup(kPowerupSpiritOfIceCream, "Spirit of Ice Cream", 30.0f);
         ann->m_uiEnergy = before;
         server().Tick_Players();
         EXPECT_EQ(ann->m_uiEnergy, after) << before;

@@ -27,7 +27,7 @@ TEST_F(Shooting, SingleGiantAndLoadedShots) {
 
 TEST_F(Shooting, TriFireShootsThreeWaysAndKeepsTheHeading) {
     Server_Player* ann = Player("ann", 5000, 8, 0);
-    ann->SetFlag(kPlayerTriFire, true);
+    ann->TryAddPowerup(kPowerupTriFire, "Tri-Fire", -100.0f);
     ann->SetKey(kKeyFire, true);
     server().Tick_Players();
     ASSERT_EQ(server().m_FireBlocks.Count(), 3u);

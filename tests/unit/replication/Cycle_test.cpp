@@ -43,11 +43,13 @@ TEST_F(UpdateCycle, FirstUpdateThenATickMarkOncePerGameTickAlsoWithoutAPlayer) {
     EXPECT_FALSE(Pending(ann, ann.client->m_pPlayer));
     // The next game tick (its normal update runs in the pass after) files the empty zones, so
     // the window closes, and marks the first pass and the tick. Meanwhile ann has begun to fall
-    // (1.2 in the first tick): y 198.8 against the 200 + 200 the first step predicted.
+    // (1.8 in the first tick, with the hyper play every player has): y 198.2 against the 200 + 200
+    // the first step predicted; the hyper play also sends its speed factor 1.5.
     m_Harness.GameTick();
     m_Harness.Pass();
-    const Bytes fall = Bytes{0x27} + U16(uint16_t(-4000)) + U16(uint16_t(-2012)) + U16(2000);
-    EXPECT_EQ(NonEmpty(ann.Take(0)), (std::vector<Bytes>{{0x66, 0x22}, fall + Bytes{0x3C, 0x3B}}));
+    const Bytes fall = Bytes{0x27} + U16(uint16_t(-4000)) + U16(uint16_t(-2018)) + U16(2000);
+    const Bytes hyper = Bytes{0x6E} + F32(0x3FC00000);
+    EXPECT_EQ(NonEmpty(ann.Take(0)), (std::vector<Bytes>{{0x66, 0x22}, fall + hyper + Bytes{0x3C, 0x3B}}));
     // A second normal update within the same game tick carries no mark.
     ann.client->m_bNeedsNormalUpdate = true;
     m_Harness.Pass();
