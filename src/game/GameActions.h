@@ -28,11 +28,15 @@ inline void SetPlayerMessage(Server_Player* player, const std::string& text, flo
 }
 
 // Energy a reward may raise a player to: the Spirit of Cookie holds it at 9,999, the Spirit of Ice
-// Cream lets it reach 20,000, and anyone else stops at 5,000.
+// Cream lets it reach 20,000, and anyone else stops at 5,000. The two spirits also refill up to
+// their caps each tick.
+inline constexpr uint32_t kCookieEnergyCap = 9'999;
+inline constexpr uint32_t kIceCreamEnergyCap = 20'000;
+inline constexpr uint32_t kPlainEnergyCap = 5'000;
 inline void AddEnergyCapped(Server_Player* p, uint32_t amount) {
-    const uint32_t cap = p->GetFlag(kPlayerSpiritOfCookie)     ? 9'999
-                         : p->GetFlag(kPlayerSpiritOfIceCream) ? 20'000
-                                                               : 5'000;
+    const uint32_t cap = p->GetFlag(kPlayerSpiritOfCookie)     ? kCookieEnergyCap
+                         : p->GetFlag(kPlayerSpiritOfIceCream) ? kIceCreamEnergyCap
+                                                               : kPlainEnergyCap;
     p->m_uiEnergy = std::min(p->m_uiEnergy + amount, cap);
 }
 

@@ -23,8 +23,6 @@ constexpr int16_t kGiantShotLife = 25;
 constexpr int16_t kOfflineShotLife = 20;
 constexpr int16_t kShotPower = 20;
 constexpr int16_t kStillTicksBeforeRest = 4;
-constexpr uint32_t kCookieEnergyCap = 9'999;
-constexpr uint32_t kIceCreamEnergyCap = 20'000;
 
 // One build kind driven by its key, its menu request and its repeat counter.
 struct BuildDriver {
