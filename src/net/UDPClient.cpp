@@ -175,6 +175,17 @@ void UDPClient::ProcessIncomingStandardData(UDPC_PID_Struct* data, unsigned int 
     if (s == state.m_uiExpectedSeq) {
         m_pPipe->PushToServer(channel, packet);
         state.m_uiExpectedSeq = (state.m_uiExpectedSeq + 1) & 255;
+        // An early copy of this number may be held still (it came ahead of a gap that closed
+        // within this pass): it is delivered now, and kept it would come out again as the
+        // message 256 numbers on.
+        for (size_t i = 0; i < state.m_Held.Length(); ++i)
+            if (state.m_Held[i]->m_uiSeq == s) {
+                const uint64_t heldLength = state.m_Held[i]->m_pPacket->Length();
+                m_uiHeldBytes -= heldLength;
+                g_uiHeldBytesAllPeers.fetch_sub(heldLength, std::memory_order_relaxed);
+                state.m_Held.DeleteAt(i);
+                break;
+            }
     } else {
         state.m_Held.Append(new UDPIncomingPacket(s, packet));
         m_uiHeldBytes += length;

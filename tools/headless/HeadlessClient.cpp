@@ -247,7 +247,11 @@ void HeadlessClient::PumpAndResend() {
     const int64_t now = Now();
     for (unsigned ch = 0; ch < kChannels; ++ch) {
         Channel& c = m_Channels[ch];
-        while (!c.waiting.empty() && c.unacked.size() <= m_uiSendBufferLimit) {
+        // The window runs from the oldest unacknowledged number, not over the count in flight:
+        // a message whose acknowledgements keep getting lost must not fall 256 numbers behind,
+        // where its next resend would pass for a new message.
+        while (!c.waiting.empty() &&
+               (c.unacked.empty() || uint8_t(c.nextSeq - c.unacked.front().seq) <= m_uiSendBufferLimit)) {
             Queued& w = c.waiting.front();
             Outgoing out;
             out.seq = c.nextSeq++;

@@ -90,7 +90,7 @@ public:
     bool m_bAutoResend = true;        // resend unacknowledged messages at their rate
     bool m_bAutoKeepAlive = true;     // send a keep-alive after 1 s of sending nothing
     bool m_bRecordDatagrams = false;  // keep every received datagram in m_Received
-    uint32_t m_uiSendBufferLimit = 6; // at most this + 1 messages unacknowledged per channel
+    uint32_t m_uiSendBufferLimit = 6; // numbers from the oldest unacknowledged one: at most this + 1
 
     std::deque<Message> m_Inbox;
     std::vector<Datagram> m_Received;

@@ -70,6 +70,9 @@ TEST(PeerReceive, EveryDatagramIsAckedAndEachNumberDeliveredOnceInOrder) {
         {0, 1, {{5, 3, 'c'}, {5, 3, 'C'}, {5, 2, 'b'}, {5, 1, 'a'}}, {{6, 3}, {6, 3}, {6, 2}, {6, 1}}, {{'a'}}, {{'b'}, {'c'}}, {3, 2}},
         {2, 255, {{9, 255, 'y'}, {9, 0, 'z'}}, {{24, 255}, {24, 0}}, {{'y'}, {'z'}}, {}, {}},
         {2, 254, {{9, 0, 'z'}, {9, 255, 'y'}, {9, 254, 'x'}}, {{24, 0}, {24, 255}, {24, 254}}, {{'x'}}, {{'y'}, {'z'}}, {0, 255}},
+        // A second copy of a held number that comes once its gap has closed is delivered, and the
+        // held copy goes with it (kept, it would come out as the message 256 numbers on).
+        {0, 1, {{5, 2, 'b'}, {5, 1, 'a'}, {5, 2, 'B'}}, {{6, 2}, {6, 1}, {6, 2}}, {{'a'}, {'B'}}, {}, {}},
         // At the wrap: 72 and 0 lie ahead of 200 and are held, 73 lies behind and is dropped.
         {0, 200, {{5, 73, 'o'}, {5, 72, 'i'}, {5, 0, 'j'}}, {{6, 73}, {6, 72}, {6, 0}}, {}, {}, {72, 0}},
     };
