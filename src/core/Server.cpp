@@ -25,10 +25,6 @@ Server::~Server() {
         LogChat("CRASH", "Crash in Server::~Server()");
         platform::ConsolePrintf("Crash in Server::~Server()\n");
     }
-    while (Server_WeirdLink* link = m_pFreeClientNumbers) {
-        m_pFreeClientNumbers = link->m_pNext;
-        delete link;
-    }
 }
 
 void Server::SaveAll() {

@@ -1,6 +1,7 @@
 // The one server object: the world, the rules and the network server at once.
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -246,6 +247,7 @@ public:
     Timer m_FiveSecondTimer{5.0f};
     Timer m_SixtySecondTimer{59.999996f};
     Server_WeirdLink* m_pFreeClientNumbers = nullptr;
+    std::unique_ptr<Server_WeirdLink[]> m_pClientNumberLinks; // kMaxClientSlots of them, made at first use
     uint32_t m_uiNextClientNumber = 0;
     // Addresses the transport serves at once; past it a new address takes the place of the
     // longest-silent peer without a logged-in player.

@@ -170,7 +170,10 @@ Server_WeirdLink* Server::TakeACRNumber() {
         link->m_pNext = nullptr;
         return link;
     }
-    Server_WeirdLink* link = new Server_WeirdLink;
+    // All numbers' links in one block: links made one by one would stay scattered over the heap
+    // for the server's life and keep every page a flood's peers used from going back.
+    if (!m_pClientNumberLinks) m_pClientNumberLinks = std::make_unique<Server_WeirdLink[]>(kMaxClientSlots);
+    Server_WeirdLink* link = &m_pClientNumberLinks[m_uiNextClientNumber];
     link->m_uiNumber = m_uiNextClientNumber++;
     return link;
 }
@@ -185,6 +188,7 @@ ClientServerPipe* Server::CreateClientServerPipe() {
     // Any datagram from a new address makes a client record: past the cap the address is refused,
     // so that no flood of source ports can take a slot number beyond what entities hold.
     if (m_Clients.Length() + m_ClientsBeingDeleted.Length() >= m_uiMaxClients) return nullptr;
+    if (!m_pFreeClientNumbers && m_uiNextClientNumber >= kMaxClientSlots) return nullptr;
     Server_Client* client = new Server_Client;
     client->m_pSlotRecord = TakeACRNumber();
     if (client->m_pSlotRecord->m_uiNumber >= g_uiAllocatedClientUINs) DoubleAllocatedClientUINs();
