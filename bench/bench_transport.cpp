@@ -33,6 +33,7 @@
 #include <thread>
 #include <vector>
 
+#include "BenchProcess.h"
 #include "base/Settings.h"
 #include "headless/HeadlessSwarm.h"
 #include "headless/Records.h"
@@ -45,27 +46,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
+using namespace bench;
 
-int FreePort() {
-    int s = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a);
-    socklen_t n = sizeof a;
-    getsockname(s, reinterpret_cast<sockaddr*>(&a), &n);
-    close(s);
-    return ntohs(a.sin_port);
-}
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-// utime + stime of a /proc stat line, in seconds.
 double CpuSecondsFromStat(const std::string& stat) {
     size_t close = stat.rfind(')');
     if (close == std::string::npos) return 0;
@@ -94,14 +76,6 @@ int FindThread(int pid, const std::string& name) {
 
 double ThreadCpuSeconds(int pid, int tid) {
     return CpuSecondsFromStat(ReadFile("/proc/" + std::to_string(pid) + "/task/" + std::to_string(tid) + "/stat"));
-}
-
-long ResidentKiB(int pid) {
-    std::istringstream status(ReadFile("/proc/" + std::to_string(pid) + "/status"));
-    std::string line;
-    while (std::getline(status, line))
-        if (line.rfind("VmRSS:", 0) == 0) return std::atol(line.c_str() + 6);
-    return 0;
 }
 
 // ---- 1. the floor ----------------------------------------------------------------------------
@@ -227,68 +201,6 @@ void Saturate(double seconds, size_t clientCount, double floorRate) {
 
 // ---- 3. the real server ----------------------------------------------------------------------
 
-struct ServerRun {
-    int pid = -1;
-    int input = -1;
-    std::string folder;
-};
-
-ServerRun StartServer(const std::string& binary, int port) {
-    ServerRun run;
-    char folder[] = "/tmp/qv-bench-XXXXXX";
-    if (!mkdtemp(folder)) return run;
-    run.folder = folder;
-    int in[2];
-    if (pipe(in) != 0) return run;
-    int out = open("/dev/null", O_WRONLY);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in[0], 0);
-    posix_spawn_file_actions_adddup2(&actions, out, 1);
-    posix_spawn_file_actions_adddup2(&actions, out, 2);
-    posix_spawn_file_actions_addchdir_np(&actions, folder);
-    std::vector<std::string> args = {binary, "--auto", "--port", std::to_string(port), "--dir", folder};
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    pid_t pid;
-    if (posix_spawn(&pid, binary.c_str(), &actions, nullptr, argv.data(), environ) == 0) run.pid = pid;
-    posix_spawn_file_actions_destroy(&actions);
-    close(in[0]);
-    close(out);
-    run.input = in[1];
-    return run;
-}
-
-void StopServer(ServerRun& run) {
-    if (run.pid > 0) {
-        kill(run.pid, SIGTERM);
-        for (int i = 0; i < 500; ++i) {
-            if (waitpid(run.pid, nullptr, WNOHANG) == run.pid) {
-                run.pid = -1;
-                break;
-            }
-            std::this_thread::sleep_for(10ms);
-        }
-        if (run.pid > 0) {
-            kill(run.pid, SIGKILL);
-            waitpid(run.pid, nullptr, 0);
-        }
-    }
-    if (run.input >= 0) close(run.input);
-    if (!run.folder.empty()) std::system(("rm -rf '" + run.folder + "'").c_str());
-}
-
-// A datagram acknowledged means the port is bound and the UDP thread runs.
-bool WaitUntilServing(int port) {
-    headless::HeadlessClient probe;
-    if (!probe.Connect("127.0.0.1", uint16_t(port))) return false;
-    probe.Send(0, headless::MovementSequenceRecord(0));
-    bool ok = probe.WaitUntil([&] { return probe.AllAcknowledged(); }, 30s);
-    probe.SendLeave();
-    return ok;
-}
-
 void SteadyLoad(const std::string& binary, size_t clientCount, double seconds) {
     const int port = FreePort();
     ServerRun run = StartServer(binary, port);
@@ -335,16 +247,6 @@ void SteadyLoad(const std::string& binary, size_t clientCount, double seconds) {
                 (long long)messages - (long long)acked);
     for (size_t i = 0; i < swarm.Size(); ++i) swarm[i].SendLeave();
     StopServer(run);
-}
-
-std::string DefaultServerBinary() {
-    char self[4096];
-    ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n <= 0) return "";
-    self[n] = 0;
-    std::string path(self);
-    path = path.substr(0, path.rfind('/') + 1) + "quorvane";
-    return access(path.c_str(), X_OK) == 0 ? path : "";
 }
 
 } // namespace
