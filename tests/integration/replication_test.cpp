@@ -10,8 +10,8 @@
 #include <map>
 #include <tuple>
 
+#include "base/LogChat.h"
 #include "headless/ClientWorld.h"
-#include "platform/Files.h"
 #include "support/GameServer.h"
 
 namespace {
@@ -187,12 +187,7 @@ TEST(ReplicationOverUdp, WorldTickMarksMovementAnotherPlayerAndAReturn) {
     // Ann leaves: bob keeps getting its tick marks, and ann comes back at once to a fresh record.
     ann.m_pClient->SendLeave();
     ASSERT_TRUE(bob.WaitFor(
-        [&] {
-            std::string log;
-            for (const std::string& name : platform::ListDirectorySorted(server.Folder().File("chat_logs"), ".log"))
-                log += server.Folder().Read("chat_logs/" + name);
-            return log.find("ann has disconnected.") != std::string::npos;
-        },
+        [&] { return server.Folder().Read(ChatLogFileName()).find("ann has disconnected.") != std::string::npos; },
         10s));
     const size_t before = bob.marks.size();
     ASSERT_TRUE(bob.WaitForMarks(20));
