@@ -3,11 +3,9 @@
 
 #include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "base/LogChat.h"
 #include "support/Command.h"
 #include "support/GameServer.h"
 
@@ -22,17 +20,11 @@ TEST(Bot, PlaysAgainstTheRealServerWithoutLoss) {
     ASSERT_TRUE(server.Ready());
     CommandResult run = RunCommand(Bot(server.Port(), "--clients 4 --duration 3"));
     EXPECT_EQ(run.code, 0) << run.output;
-    EXPECT_NE(run.output.find("logged in 4/4"), std::string::npos) << run.output;
-    EXPECT_NE(run.output.find("bots 4, "), std::string::npos);
-    EXPECT_NE(run.output.find("steering echo round trip: median "), std::string::npos);
+    for (const char* part : {"logged in 4/4", "bots 4, ", "steering echo round trip: median ", ", losses 0\n"})
+        EXPECT_NE(run.output.find(part), std::string::npos) << part << "\n" << run.output;
     EXPECT_EQ(run.output.find("(0 echoes)"), std::string::npos) << run.output;
-    EXPECT_NE(run.output.find(", losses 0\n"), std::string::npos) << run.output;
     // The bots played by the rules: their chat lines are in the day's chat log.
-    std::string log;
-    for (const auto& file : std::filesystem::directory_iterator(server.Folder().Path() + "/chat_logs")) {
-        std::ifstream in(file.path());
-        log.append(std::istreambuf_iterator<char>(in), {});
-    }
+    const std::string log = server.Folder().Read(ChatLogFileName());
     EXPECT_NE(log.find("load test line from bot 3"), std::string::npos) << log;
 }
 

@@ -2,55 +2,19 @@
 // paid every second, which another headless client sees in the administrator's score entry.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cmath>
-#include <functional>
-#include <string>
-
-#include "headless/ClientWorld.h"
-#include "support/GameServer.h"
+#include "support/WorldClient.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using namespace records;
-using Clock = std::chrono::steady_clock;
-
-struct Player {
-    Player(GameServer& server, const std::string& name) : m_pClient(server.NewClient()) {
-        Bytes welcome = GameServer::Login(*m_pClient, NewLogin(name, "pw"));
-        loggedIn = !welcome.empty() && welcome[0] == 100;
-        m_pClient->Send(0, {6});
-    }
-    void Say(const std::string& line) { m_pClient->Send(0, Record(8, {line})); }
-    // Everything channel 0 brought is applied to the world and kept as text, for chat replies.
-    bool WaitFor(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-        for (auto deadline = Clock::now() + timeout;; m_pClient->PollFor(5ms)) {
-            m_pClient->Poll();
-            for (; !m_pClient->m_Inbox.empty(); m_pClient->m_Inbox.pop_front()) {
-                const Bytes& body = m_pClient->m_Inbox.front().body;
-                if (m_pClient->m_Inbox.front().channel != 0) continue;
-                world.Apply(body);
-                heard.append(body.begin(), body.end());
-            }
-            if (done()) return true;
-            if (Clock::now() >= deadline) return false;
-        }
-    }
-    bool Heard(const std::string& text) const { return heard.find(text) != std::string::npos; }
-
-    bool loggedIn = false;
-    std::string heard;
-    headless::ClientWorld world;
-    std::unique_ptr<headless::HeadlessClient> m_pClient;
-};
 
 TEST(EconomyOverUdp, ATagPadPaysItsOwnerEverySecond) {
     GameServer server;
     ASSERT_TRUE(server.Ready()) << server.Process().Output();
-    Player ann(server, "ADMIN");
+    WorldClient ann(server, "ADMIN");
     ASSERT_TRUE(ann.loggedIn);
-    Player bob(server, "bob");
+    WorldClient bob(server, "bob");
     ASSERT_TRUE(bob.loggedIn);
     // bob richer, so that the administrator is not the first, whom tag pads do not pay.
     // bob out of the way, since it shares the spawn spot.
@@ -59,10 +23,7 @@ TEST(EconomyOverUdp, ATagPadPaysItsOwnerEverySecond) {
 
     // Once it rests on the ground, in admin mode: a pad where the administrator stands, selected by
     // the fire key, made a tag pad paying 7 a second.
-    auto annAt = [&](float y) {
-        headless::Object* seen = bob.world.Named("ADMIN");
-        return seen && std::fabs(seen->pos[0] - 400.0f) < 1.0f && std::fabs(seen->pos[1] - y) < 0.5f;
-    };
+    auto annAt = [&](float y) { return bob.Sees("ADMIN", 400.0f, y); };
     ASSERT_TRUE(bob.WaitFor([&] { return annAt(8.0f); }, 20s));
     const int adminSwitches = ann.world.counts[0x43];
     ann.m_pClient->Send(0, Keys(0x0040));

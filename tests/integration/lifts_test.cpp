@@ -2,18 +2,14 @@
 // travel and sees the player standing on it carried along.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
-#include <functional>
 
-#include "headless/ClientWorld.h"
-#include "support/GameServer.h"
+#include "support/WorldClient.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using namespace records;
-using Clock = std::chrono::steady_clock;
 
 // A 400 x 50 x 400 pad under the spawn spot (400, 200, -200), a lift running along x between
 // x = 300 and 500 at 2 a tick: whatever its place, the spawn spot stays above it.
@@ -33,26 +29,6 @@ Bytes WorldWithALift() {
     return Concat(b, lift);
 }
 
-struct Player {
-    Player(GameServer& server, const std::string& name) : m_pClient(server.NewClient()) {
-        Bytes welcome = GameServer::Login(*m_pClient, NewLogin(name, "pw"));
-        loggedIn = !welcome.empty() && welcome[0] == 100;
-        m_pClient->Send(0, {6});
-    }
-    bool WaitFor(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-        for (auto deadline = Clock::now() + timeout;; m_pClient->PollFor(5ms)) {
-            m_pClient->Poll();
-            for (; !m_pClient->m_Inbox.empty(); m_pClient->m_Inbox.pop_front())
-                if (m_pClient->m_Inbox.front().channel == 0) world.Apply(m_pClient->m_Inbox.front().body);
-            if (done()) return true;
-            if (Clock::now() >= deadline) return false;
-        }
-    }
-    bool loggedIn = false;
-    headless::ClientWorld world;
-    std::unique_ptr<headless::HeadlessClient> m_pClient;
-};
-
 TEST(LiftsOverUdp, ALiftCarriesItsRider) {
     GameServer server([](const TempDir& dir) {
         const Bytes world = WorldWithALift();
@@ -60,10 +36,10 @@ TEST(LiftsOverUdp, ALiftCarriesItsRider) {
     });
     ASSERT_TRUE(server.Ready()) << server.Process().Output();
     // The server, not the client, moves the master administrator's player.
-    Player ann(server, "ADMIN");
+    WorldClient ann(server, "ADMIN");
     ASSERT_TRUE(ann.loggedIn);
-    ann.m_pClient->Send(0, Record(8, {"/csm"}));
-    Player bob(server, "bob");
+    ann.Say("/csm");
+    WorldClient bob(server, "bob");
     ASSERT_TRUE(bob.loggedIn);
 
     auto liftX = [&] {

@@ -18,15 +18,6 @@ void InstallMod(const TempDir& dir, const std::string& name) {
                                dir.File("VukServer_Mod.dll"));
 }
 
-// The next chat record within 5 s; empty when none came.
-Bytes NextChat(headless::HeadlessClient& client) {
-    const auto until = std::chrono::steady_clock::now() + 5s;
-    headless::Message m;
-    while (std::chrono::steady_clock::now() < until)
-        if (client.NextMessage(&m, 100ms) && !m.body.empty() && m.body[0] == 49) return m.body;
-    return {};
-}
-
 constexpr char kLoaded[] = "Successfully loaded VukServer_Mod.dll...\n";
 
 TEST(ModLibrary, ExampleModPaysTheNamedPlayerEveryIntervalEvenOffline) {
@@ -47,7 +38,7 @@ TEST(ModLibrary, ExampleModPaysTheNamedPlayerEveryIntervalEvenOffline) {
     for (auto until = std::chrono::steady_clock::now() + 20s;
          coins == 1000 && std::chrono::steady_clock::now() < until;) {
         admin->Send(0, Record(8, {"/dpc ann"}));
-        const Bytes reply = NextChat(*admin);
+        const Bytes reply = GameServer::NextChat(*admin);
         const size_t header = Chat("VuK Server", "").size();
         if (reply.size() > header)
             std::sscanf(std::string(reply.begin() + ptrdiff_t(header), reply.end()).c_str(), "ann has %d coins.",

@@ -32,32 +32,6 @@ TEST(SessionOverUdp, LongestLoginIsWelcomedAndAMalformedRecordWarnsWithoutStoppi
         std::string::npos);
 }
 
-// The next chat record the client gets within 5 s, past the world updates; empty when none came.
-Bytes NextChat(headless::HeadlessClient& client) {
-    const auto until = std::chrono::steady_clock::now() + 5s;
-    headless::Message m;
-    while (std::chrono::steady_clock::now() < until)
-        if (client.NextMessage(&m, 100ms) && !m.body.empty() && m.body[0] == 49) return m.body;
-    return {};
-}
-
-TEST(ChatOverUdp, WhispersAndWhatIsNoCommand) {
-    GameServer server;
-    ASSERT_TRUE(server.Ready()) << server.Process().Output();
-    auto ann = server.NewClient(), bob = server.NewClient();
-    ASSERT_FALSE(GameServer::Login(*ann, NewLogin("ann", "pw")).empty());
-    ASSERT_FALSE(GameServer::Login(*bob, NewLogin("bob", "pw")).empty());
-    bob->Send(0, Record(8, {"/m ANN hi there"}));
-    EXPECT_EQ(NextChat(*ann), Chat("bob (whispers to you)", "hi there"));
-    EXPECT_EQ(NextChat(*bob), Chat("bob (whispers to ANN)", "hi there"));
-    // A capital letter, an ordinary player's admin command and an overlong line are chat.
-    const std::string overlong = "/m ann " + std::string(1018, 'x');
-    for (const std::string& line : {std::string("/M ann hi"), std::string("/save"), overlong}) {
-        bob->Send(0, Record(8, {line}));
-        EXPECT_EQ(NextChat(*ann), Chat("BOB", line)) << line.substr(0, 10);
-    }
-}
-
 bool StartsWith(const Bytes& b, const Bytes& prefix) {
     return b.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), b.begin());
 }
@@ -83,14 +57,15 @@ public:
         m_Clients[size_t(speaker)]->Send(0, Concat(Record(8, {line}), Record(8, {"/dil"})));
         const Bytes done = Record(49, {"Your Ignore List"});
         headless::HeadlessClient& client = *m_Clients[size_t(speaker)];
-        for (Bytes chat = NextChat(client); !StartsWith(chat, done); chat = NextChat(client)) {
+        for (Bytes chat = GameServer::NextChat(client); !StartsWith(chat, done); chat = GameServer::NextChat(client)) {
             if (chat.empty()) return {{Chat("no answer", line)}};
             heard[size_t(speaker)].push_back(chat);
         }
         const std::string mark = "mark " + std::to_string(++m_iMarks);
         m_Clients[kAdminClient]->Send(0, Record(8, {mark}));
         for (size_t i = 0; i < 3; ++i) {
-            for (Bytes chat = NextChat(*m_Clients[i]); chat != Chat("ADMIN", mark); chat = NextChat(*m_Clients[i])) {
+            for (Bytes chat = GameServer::NextChat(*m_Clients[i]); chat != Chat("ADMIN", mark);
+                 chat = GameServer::NextChat(*m_Clients[i])) {
                 if (chat.empty()) {
                     heard[i].push_back(Chat("no mark", line));
                     break;
@@ -111,13 +86,19 @@ private:
 enum { kAnn, kBob, kAdmin };
 using Heard = std::vector<std::vector<Bytes>>;
 
-TEST(ChatOverUdp, ChannelsFilterIgnoreTheAdministratorsOverrideAndWhispersToTheAbsent) {
+TEST(ChatOverUdp, WhispersChannelsFilterIgnoreTheAdministratorsOverrideAndTheAbsent) {
     GameServer server([](const TempDir& dir) { dir.Write("krv_admin.ini", "Admin\n"); });
     ASSERT_TRUE(server.Ready()) << server.Process().Output();
     ChatRoom room(server);
     ASSERT_TRUE(room.LoggedIn());
     auto stranger = server.NewClient();
     stranger->Send(0, Record(8, {"not logged in"}));
+
+    EXPECT_EQ(room.Say(kBob, "/m ANN hi there"),
+              (Heard{{Chat("bob (whispers to you)", "hi there")}, {Chat("bob (whispers to ANN)", "hi there")}, {}}));
+    // A capital letter, an ordinary player's admin command and an overlong line are chat.
+    for (const std::string& line : {std::string("/M ann hi"), std::string("/save"), "/m ann " + std::string(1018, 'x')})
+        EXPECT_EQ(room.Say(kBob, line), (Heard(3, {Chat("BOB", line)}))) << line.substr(0, 10);
 
     const Bytes filtered = Chat("ANN", "what the **** is this");
     EXPECT_EQ(room.Say(kAnn, "what the fuck is this"), (Heard{{filtered}, {filtered}, {filtered}}));
@@ -127,7 +108,7 @@ TEST(ChatOverUdp, ChannelsFilterIgnoreTheAdministratorsOverrideAndWhispersToTheA
           {"anyone on seven?", Chat("BOB", "anyone on seven?")},
           {"/chatroom 1", Chat("VuK Server", "You are now in chat channel 1.")}}) {
         room[kBob].Send(0, Record(8, {line}));
-        EXPECT_EQ(NextChat(room[kBob]), answer);
+        EXPECT_EQ(GameServer::NextChat(room[kBob]), answer);
     }
     const Bytes ok = Chat("ANN", "ok");
     EXPECT_EQ(room.Say(kAnn, "ok"), (Heard{{ok}, {ok}, {ok}}));

@@ -68,11 +68,10 @@ TEST(StatusPort, FiguresFollowLoginAndSave) {
     StatusServer server;
     ASSERT_TRUE(server.Game().Ready());
 
-    auto [health, healthBody] = server.Get("/healthz");
-    EXPECT_EQ(health, 200);
-    EXPECT_EQ(healthBody, "ok\n");
-    EXPECT_EQ(server.Metric("quorvane_players_online"), 0.0);
-    EXPECT_EQ(server.Metric("quorvane_last_save_timestamp_seconds"), 0.0);
+    EXPECT_EQ(server.Get("/healthz"), std::pair(200, std::string("ok\n")));
+    EXPECT_EQ(
+        std::pair(server.Metric("quorvane_players_online"), server.Metric("quorvane_last_save_timestamp_seconds")),
+        std::pair(0.0, 0.0));
 
     auto ann = server.Game().NewClient();
     ASSERT_FALSE(GameServer::Login(*ann, NewLogin("ann", "pw")).empty());

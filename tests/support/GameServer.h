@@ -51,6 +51,19 @@ public:
         headless::Message m;
         return client.NextMessage(&m, std::chrono::seconds(5)) ? m.body : records::Bytes{};
     }
+    // The next message within 5 s that `match` accepts, past the others; empty when none came.
+    static records::Bytes NextWhere(headless::HeadlessClient& client,
+                                    const std::function<bool(const records::Bytes&)>& match) {
+        headless::Message m;
+        for (auto until = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+             std::chrono::steady_clock::now() < until;)
+            if (client.NextMessage(&m, std::chrono::milliseconds(100)) && match(m.body)) return m.body;
+        return {};
+    }
+    // The next chat record (type 49), past the world updates.
+    static records::Bytes NextChat(headless::HeadlessClient& client) {
+        return NextWhere(client, [](const records::Bytes& b) { return !b.empty() && b[0] == 49; });
+    }
     // Sends version 84 and the login record; returns the one-message answer (empty on time-out).
     static records::Bytes Login(headless::HeadlessClient& client, const records::Bytes& loginRecord) {
         client.Send(0, records::Concat(records::Version(84), loginRecord));

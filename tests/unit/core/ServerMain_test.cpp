@@ -1,6 +1,8 @@
 // A server run inside the test process, keys fed through the console seam.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "base/LogChat.h"
 #include "base/Settings.h"
 #include "core/MenuMain.h"
@@ -13,12 +15,12 @@
 namespace {
 
 TEST(AdminName, FirstLineUpToNulOrLineBreakInUpperCase) {
-    EXPECT_EQ(ParseAdminName("bob\r\nother\n"), "BOB");
-    EXPECT_EQ(ParseAdminName("Mixed Case\nsecond"), "MIXED CASE");
-    EXPECT_EQ(ParseAdminName(std::string("ann\0ignored", 11)), "ANN");
-    EXPECT_EQ(ParseAdminName(""), "");
-    EXPECT_EQ(ParseAdminName("\nname"), "");
-    EXPECT_EQ(ParseAdminName("\rname"), "");
+    // clang-format off
+    const std::pair<std::string, const char*> cases[] = {
+        {"bob\r\nother\n", "BOB"}, {"Mixed Case\nsecond", "MIXED CASE"}, {std::string("ann\0ignored", 11), "ANN"},
+        {"", ""}, {"\nname", ""}, {"\rname", ""}};
+    // clang-format on
+    for (const auto& [file, name] : cases) EXPECT_EQ(ParseAdminName(file), name) << file;
 }
 
 TEST(ServerLockDeathTest, EnteringTwiceOnOneThreadAborts) {
@@ -68,9 +70,7 @@ TEST_F(ServerRun, WithoutSavingACrashReturnsWithTheExceptionFlagSet) {
     testing::internal::CaptureStdout();
     int result = ServerMain(false, false);
     std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(result, 0);
-    EXPECT_TRUE(g_bException);
-    EXPECT_EQ(g_pServer, nullptr);
+    EXPECT_EQ(std::tuple(result, g_bException, g_pServer), std::tuple(0, true, nullptr));
     // No save instructions, no loading, the save and view keys do nothing beyond their echo.
     EXPECT_EQ(out.find("LOADING"), std::string::npos);
     EXPECT_EQ(out.find("Type S to save"), std::string::npos);
@@ -87,10 +87,9 @@ TEST_F(ServerRun, WithoutSavingQuitStoresNothing) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(ServerMain(false, false), 0);
     std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_FALSE(g_bException);
-    EXPECT_EQ(out.find("FINAL SAVE"), std::string::npos);
-    EXPECT_FALSE(m_Dir.Exists("KRV1_Data.krv"));
-    EXPECT_FALSE(m_Dir.Exists("VUK_Players.krv"));
+    EXPECT_EQ(std::tuple(g_bException, out.find("FINAL SAVE"), m_Dir.Exists("KRV1_Data.krv"),
+                         m_Dir.Exists("VUK_Players.krv")),
+              std::tuple(false, std::string::npos, false, false));
 }
 
 TEST(AddressBanner, LoopbackIsSkippedAndPrivateAddressesGetTheRouterAdvice) {

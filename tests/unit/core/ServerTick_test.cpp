@@ -167,20 +167,6 @@ TEST_F(ClientBookkeeping, NormalUpdateWaitsForTheNextGameTickAndForTheBacklog) {
     EXPECT_FALSE(a.client->m_bNeedsNormalUpdate);
 }
 
-TEST_F(ClientBookkeeping, TaxFallsOnTheSixtiethMinute) {
-    Server& server = m_Harness->server();
-    std::vector<int32_t> countdown;
-    for (int minute = 1; minute <= 61; ++minute) {
-        m_Harness->clock().AdvanceSeconds(60.0);
-        m_Harness->Pass();
-        countdown.push_back(server.m_iTaxCountdown);
-    }
-    EXPECT_EQ(countdown[0], 106200);
-    EXPECT_EQ(countdown[58], 1800);
-    EXPECT_EQ(countdown[59], 108000);
-    EXPECT_EQ(countdown[60], 106200);
-}
-
 TEST_F(ClientBookkeeping, ServerIsIdleOnlyWithoutPlayersOrClientsBeingDismantled) {
     Server& server = m_Harness->server();
     EXPECT_TRUE(server.IsIdle());

@@ -1,6 +1,5 @@
-// Zorbin cubes: the choice of target, the shot, moving cubes in their groups, the spawn area, and
-// owners found again after loading. The fake clock stands at 10^12: modulo 4 it is 0, modulo 3 it
-// is 1.
+// Zorbin cubes: the choice of target, the shot, moving cubes in their groups and the spawn area.
+// The fake clock stands at 10^12: modulo 4 it is 0, modulo 3 it is 1.
 #include <string>
 #include <tuple>
 #include <vector>
@@ -146,22 +145,6 @@ TEST_F(ZorbinCubes, SpawnAreaLift) {
         server().ProperDestroy(cube);
     }
     g_iPropertyMovingGroups = 8;
-}
-
-// After a load, owners come from the labels: three BuildingBlocks make 1,800,000 property value
-// whatever was saved, a StoneBlock adds nothing.
-TEST_F(ZorbinCubes, OwnersMatchedAfterLoading) {
-    Server_Player* ann = Player("ann", 0, 8, 0);
-    ann->m_i64PropertyValue = 123;
-    ann->m_uiPalaceCubeCount = 7;
-    float x = 0;
-    for (uint16_t texture : {42, 42, 39, 42}) Block(nullptr, x += 1'000.0f, 50, 0, texture)->SetLabel("ann");
-    Server_ZorbinCube* cube = Cube({0, 25, 500});
-    cube->SetLabel("ann");
-    Cube({0, 25, 900})->SetLabel("nobody");
-    server().MatchZorbinsWithPlayers();
-    EXPECT_EQ(std::tuple(ann->m_i64PropertyValue, ann->m_uiPalaceCubeCount, cube->m_pOwner),
-              std::tuple(int64_t(1'800'000), 0u, ann));
 }
 
 } // namespace

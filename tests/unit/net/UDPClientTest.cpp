@@ -2,6 +2,8 @@
 // PeerHarness.h).
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "PeerHarness.h"
 #include "base/Settings.h"
 
@@ -104,12 +106,10 @@ TEST(PeerReceive, HeldMessagesAreCappedPerPeer) {
         h.Receive(d);
     }
     EXPECT_EQ(h.Sent(), (Datagrams{{6, 2}, {6, 3}, {6, 4}, {6, 5}, {6, 6}}));
-    EXPECT_EQ(h.m_pPeer->m_Channels[0].m_Held.Length(), 4u);
-    EXPECT_EQ(UdpHeldBytesAllPeers(), 240'000u);
+    EXPECT_EQ(std::tuple(h.m_pPeer->m_Channels[0].m_Held.Length(), UdpHeldBytesAllPeers()), std::tuple(4u, 240'000u));
     h.Receive({5, 1});
     h.Serve();
-    EXPECT_EQ(h.Delivered(0).size(), 5u);
-    EXPECT_EQ(UdpHeldBytesAllPeers(), 0u);
+    EXPECT_EQ(std::tuple(h.Delivered(0).size(), UdpHeldBytesAllPeers()), std::tuple(5u, 0u));
 }
 
 TEST(PeerReceive, JunkOnlyPutsOffTheEndThatThirtySecondsOfSilenceBring) {
@@ -138,8 +138,7 @@ TEST(PeerSend, EachChannelNumbersItsMessagesFromOneAndEmptyOnesAreDropped) {
     h.Queue(1, {49, 'h', 'i'});
     h.Serve();
     EXPECT_EQ(h.Sent(), (Datagrams{{5, 1, 'a'}, {5, 2, 'c'}, {8, 1, 49, 'h', 'i'}, {11, 1, 'b'}}));
-    EXPECT_EQ(h.m_Pipe.Backlog(), 2u);
-    EXPECT_EQ(h.m_Pipe.UnackedCount(1), 1u);
+    EXPECT_EQ(std::tuple(h.m_Pipe.Backlog(), h.m_Pipe.UnackedCount(1)), std::tuple(2u, 1u));
     h.Receive({23, 1});
     EXPECT_EQ(h.m_Pipe.UnackedCount(1), 0u);
 }
@@ -209,9 +208,8 @@ TEST(PeerResend, EachMessageIsResentAtItsOwnRateUntilSendingStops) {
     h.Queue(0, {'x'});
     h.m_Clock.AdvanceSeconds(5);
     h.Serve();
-    EXPECT_TRUE(h.Sent().empty());
-    EXPECT_EQ(h.Delivered(0), (Datagrams{{'k'}}));
-    EXPECT_EQ(h.m_Pipe.UnackedCount(0), 2u);
+    EXPECT_EQ(std::tuple(h.Sent(), h.Delivered(0), h.m_Pipe.UnackedCount(0)),
+              std::tuple(Datagrams{}, Datagrams{{'k'}}, 2u));
 }
 
 // A keep-alive goes after more than a second in which nothing was sent: not a keep-alive, not

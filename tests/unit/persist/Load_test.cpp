@@ -5,6 +5,7 @@
 #include "PersistTestSupport.h"
 
 #include <cstdio>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -52,15 +53,12 @@ TEST_F(Loading, PlayersAndTheirPropertyComeBackWhole) {
     ASSERT_EQ(server().m_Players.Count(), 1u);
     // Only what is derived or filed on loading; the save below shows the rest.
     Server_Player* bob = Player(0);
-    EXPECT_TRUE(bob->IsPlayerMoving());
-    EXPECT_TRUE(bob->m_bDisplayName);
-    EXPECT_TRUE(server().m_OtherPlayers.Contains(bob));
-    EXPECT_EQ(bob->m_uiPalaceCubeCount, 1u);
-    EXPECT_EQ(bob->m_uiRank, 1u);
-    EXPECT_EQ(server().m_MovingZorbinCubes.Count(), 1u);
-    EXPECT_EQ(server().m_ZorbinCubes.GetEntity(0)->m_pOwner, bob);
-    EXPECT_EQ(server().m_PalaceCubes.GetEntity(0)->m_pOwner, bob);
-    EXPECT_EQ(server().m_MovingPads.Count(), 0u);
+    EXPECT_EQ(std::tuple(bob->IsPlayerMoving(), bob->m_bDisplayName, server().m_OtherPlayers.Contains(bob),
+                         bob->m_uiPalaceCubeCount, bob->m_uiRank),
+              std::tuple(true, true, true, 1u, 1u));
+    EXPECT_EQ(std::tuple(server().m_MovingZorbinCubes.Count(), server().m_MovingPads.Count(),
+                         server().m_ZorbinCubes.GetEntity(0)->m_pOwner, server().m_PalaceCubes.GetEntity(0)->m_pOwner),
+              std::tuple(1u, 0u, bob, bob));
     EXPECT_EQ(SavePlayers(), file);
 }
 
@@ -168,9 +166,9 @@ TEST_F(Loading, RecordsAreFramedAndSkippedAsTheFileSays) {
         NewServer();
         EXPECT_EQ(Load(Hex("0b") + c.file), LoadError::None);
         ASSERT_EQ(server().m_AllEntities.Count(), c.entities);
-        EXPECT_EQ(Entity(0)->m_pLabel ? Entity(0)->GetLabel() : "(none)", c.label ? c.label : "(none)");
-        EXPECT_EQ(Entity(0)->GetEEA(kEEABounce), c.bounce);
-        EXPECT_EQ(Entity(0)->m_usTexture, c.texture);
+        EXPECT_EQ(std::tuple(Entity(0)->m_pLabel ? Entity(0)->GetLabel() : "(none)", Entity(0)->GetEEA(kEEABounce),
+                             Entity(0)->m_usTexture),
+                  std::tuple(c.label ? c.label : "(none)", c.bounce, c.texture));
     }
 }
 
@@ -201,10 +199,8 @@ TEST_F(Loading, VersionsAndMissingFiles) {
         if (c.world) Write(kWorldFileName, *c.world ? Hex(c.world) + PadRecord() : "");
         if (c.playersFile) Write(kPlayersFileName, Hex(c.playersFile) + PlayerRecord("Ann"));
         EXPECT_EQ(Load(""), LoadError::None);
-        EXPECT_EQ(server().m_NormalPads.Count(), c.pads);
-        EXPECT_EQ(server().m_Players.Count(), c.players);
-        EXPECT_EQ(m_strErrors, c.errors);
-        EXPECT_EQ(m_strConsole, "");
+        EXPECT_EQ(std::tuple(server().m_NormalPads.Count(), server().m_Players.Count(), m_strErrors, m_strConsole),
+                  std::tuple(c.pads, c.players, c.errors, ""));
     }
     EXPECT_NE(ChatLog().find("] VUK Server LoadRoutine: Incorrect load file\r\n"), std::string::npos);
 }
@@ -220,18 +216,13 @@ TEST_F(Loading, PlayerValuesAreCappedOnLoadAndPlayersRankedByWorth) {
                         Hex("0f 05000100"));
     ASSERT_EQ(server().m_Players.Count(), 4u);
     Server_Player* rich = Player(0);
-    EXPECT_EQ(rich->m_uiEnergy, 20'000u);
-    EXPECT_EQ(rich->m_i64PocketCoins, 2'000'000'000);
-    // The modal text is dropped while the window flag is clear.
-    EXPECT_EQ(rich->m_strModalText, "");
-    EXPECT_TRUE(rich->GetFlag(kPlayerSavedBit0));
-    EXPECT_FALSE(rich->GetFlag(kPlayerMessageWindow));
-    // Spirit of Zorbin is cut to ten time units; other effects keep theirs.
-    EXPECT_EQ(rich->m_fEffectTimes[0], 10.0f);
-    EXPECT_EQ(rich->m_fEffectTimes[1], 25.0f);
-    EXPECT_EQ(rich->m_strEffectNames[1], "Tri");
-    EXPECT_EQ(Player(1)->m_uiEnergy, 20'000u);
-    EXPECT_EQ(Player(1)->m_i64PocketCoins, 2'000'000'000);
+    // The modal text is dropped while the window flag is clear. Spirit of Zorbin is cut to ten time
+    // units; other effects keep theirs.
+    EXPECT_EQ(std::tuple(rich->m_strModalText, rich->GetFlag(kPlayerSavedBit0), rich->GetFlag(kPlayerMessageWindow),
+                         rich->m_fEffectTimes[0], rich->m_fEffectTimes[1], rich->m_strEffectNames[1]),
+              std::tuple("", true, false, 10.0f, 25.0f, "Tri"));
+    for (Server_Player* p : {rich, Player(1)})
+        EXPECT_EQ(std::tuple(p->m_uiEnergy, p->m_i64PocketCoins), std::tuple(20'000u, 2'000'000'000));
     std::vector<uint32_t> admin, ranks;
     for (uint32_t i = 0; i < 4; ++i) {
         admin.push_back(Player(i)->m_usAdminLevel);
@@ -266,11 +257,11 @@ TEST_F(Loading, CountersGoInFileOrderAndPropertyStartsMovingWithCoinsByTexture) 
     EXPECT_EQ(scans, (std::vector<int>{0, 1, 2, 3, 4, 5, 0}));
     EXPECT_EQ(zorbins, (std::vector<int>{0, 1, 2, 3, 4, 5, 0}));
     EXPECT_EQ(coins, (std::vector<int>{300'000, 25'000, 5, 25'000, 25'000, 25'000, 25'000}));
-    EXPECT_EQ(server().m_MovingZorbinCubes.Count(), 7u);
     ASSERT_EQ(server().m_PlayerBuiltPads.Count(), 2u);
-    EXPECT_EQ(server().m_MovingPads.Count(), 2u);
-    EXPECT_EQ(server().m_PlayerBuiltPads.GetEntity(0)->m_uiStoredCoins, 300'000u);
-    EXPECT_EQ(server().m_PlayerBuiltPads.GetEntity(1)->m_uiStoredCoins, 5'000u);
+    EXPECT_EQ(std::tuple(server().m_MovingZorbinCubes.Count(), server().m_MovingPads.Count(),
+                         server().m_PlayerBuiltPads.GetEntity(0)->m_uiStoredCoins,
+                         server().m_PlayerBuiltPads.GetEntity(1)->m_uiStoredCoins),
+              std::tuple(7u, 2u, 300'000u, 5'000u));
 }
 
 // The first extension deletes goal pad data unless it flags a goal pad, makes a new tag pad pay
@@ -282,9 +273,8 @@ TEST_F(Loading, PadExtensionsAndTheRecordsTheSaveLeavesOut) {
          Hex("04000000 0a000000 03 00 00 02000000") + "Hi" + Hex("00000000 0000803f 00000040 00004040") + PadRecord() +
          Hex("03 02 03 02000000") + "Go" + Hex("09000000 0000803f 00000040 00004040 04 ceffffff") + PadRecord() +
          Hex("2f 05000000"));
-    EXPECT_EQ(Entity(0)->m_pRotation, nullptr);
-    EXPECT_EQ(Entity(0)->m_pGoalPad, nullptr);
-    EXPECT_TRUE(server().m_TagPads.Contains(Entity(1)));
+    EXPECT_EQ(std::tuple(Entity(0)->m_pRotation, Entity(0)->m_pGoalPad, server().m_TagPads.Contains(Entity(1))),
+              std::tuple(nullptr, nullptr, true));
     auto tag = [](const char* amount, const char* lockTime) {
         return Hex("18 11000000") + "KRV_TAGPAD_AMOUNT" + Hex("04000000") + Hex(amount) + Hex("18 1d000000") +
                "KRV_TAGPAD_STARTING_LOCK_TIME" + Hex("04000000") + Hex(lockTime);
@@ -344,12 +334,11 @@ TEST_F(Loading, PropertyIsMatchedToOwnersByLabel) {
     std::string world = Hex("0b") + PadRecord() + Hex("03 00 02 00000000 00000000 00000000 00000000 00000000") +
                         Hex("0e 06000000") + "T: Eve";
     Load(world, players);
-    EXPECT_EQ(Player(0)->m_i64PropertyValue, 1'800'000);
-    EXPECT_EQ(Player(1)->m_i64PropertyValue, 0);
-    EXPECT_EQ(Player(1)->m_uiPalaceCubeCount, 2u);
-    EXPECT_EQ(server().m_PlayerBuiltPads.GetEntity(3)->m_pOwner, Player(0));
-    EXPECT_EQ(server().m_ZorbinCubes.GetEntity(0)->m_pOwner, nullptr);
-    EXPECT_EQ(server().m_TagPads.GetEntity(0)->m_pTagHolder, Player(1));
+    EXPECT_EQ(std::tuple(Player(0)->m_i64PropertyValue, Player(1)->m_i64PropertyValue, Player(1)->m_uiPalaceCubeCount),
+              std::tuple(1'800'000, 0, 2u));
+    EXPECT_EQ(std::tuple(server().m_PlayerBuiltPads.GetEntity(3)->m_pOwner,
+                         server().m_ZorbinCubes.GetEntity(0)->m_pOwner, server().m_TagPads.GetEntity(0)->m_pTagHolder),
+              std::tuple(Player(0), nullptr, Player(1)));
 }
 
 // Entries below y 8 are dropped; each spot spawns one labelled powerup cube, beside a warp but
@@ -365,17 +354,12 @@ TEST_F(Loading, PowerupTableSpawnsCubesAndIsSavedInsteadOfThem) {
     Load(Hex("0b") + warp + block + table + Hex("07 00000000 0000e040 00000000 07000000"));
     ASSERT_EQ(server().m_AllEntities.Count(), 4u);
     Server_Entity* cube = Entity(2);
-    EXPECT_EQ(cube->m_vPosition, VUKVector(1.0f, 8.0f, 3.0f));
-    EXPECT_EQ(cube->m_vSize, VUKVector(16.0f, 16.0f, 16.0f));
-    EXPECT_EQ(cube->m_usTexture, 5);
-    EXPECT_EQ(cube->GetTextureMode(), 1);
-    EXPECT_EQ(cube->GetLabel(), "Tri-Fire");
-    EXPECT_TRUE(cube->m_ucSurfaceFlags & kSurfacePowerup);
-    EXPECT_FALSE(cube->m_ucRuleFlags & kRuleZorbinBuildAllowed);
-    EXPECT_EQ(cube->m_pGoalPad->m_sType, 7);
-    EXPECT_EQ(Entity(3)->m_vPosition, VUKVector(5.0f, 200.0f, 5.0f));
-    EXPECT_EQ(Entity(3)->m_pLabel, nullptr);
-    EXPECT_EQ(Entity(3)->m_pGoalPad->m_sType, 16);
+    EXPECT_EQ(std::tuple(cube->m_vPosition, cube->m_vSize, cube->m_usTexture, cube->GetTextureMode(), cube->GetLabel(),
+                         cube->m_ucSurfaceFlags & kSurfacePowerup, cube->m_ucRuleFlags & kRuleZorbinBuildAllowed,
+                         cube->m_pGoalPad->m_sType),
+              std::tuple(VUKVector(1, 8, 3), VUKVector(16, 16, 16), 5, 1, "Tri-Fire", int(kSurfacePowerup), 0, 7));
+    EXPECT_EQ(std::tuple(Entity(3)->m_vPosition, Entity(3)->m_pLabel, Entity(3)->m_pGoalPad->m_sType),
+              std::tuple(VUKVector(5, 200, 5), nullptr, 16));
 
     for (uint8_t kind : {kKindPlayer, kKindZorbinCube, kKindPalaceCube, kKindFireBlock, kKindNormalPad})
         server().ProperAddByType(kind);

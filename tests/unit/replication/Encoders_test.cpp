@@ -246,9 +246,8 @@ TEST_F(Encoders, ThousandAndFirstPositionUpdateResyncsExceptForFireBlocksAndNaNG
     box->m_vPosition.Set(400.0f, 200.0f, -200.0f);
     m_Client->UC_Update_Position();
     EXPECT_EQ(Written(), Bytes{0x52} + F32(kF400) + F32(kF200) + F32(kFMinus200) + F32(kF0_5) + F32(kF0) + F32(kF0));
-    EXPECT_EQ(view->m_vPosition, VUKVector(400.0f, 200.0f, -200.0f));
-    EXPECT_EQ(view->m_vPredictedStep, VUKVector());
-    EXPECT_FLOAT_EQ(view->GetYaw(), 0.5f);
+    EXPECT_EQ(std::tuple(view->m_vPosition, view->m_vPredictedStep, view->GetYaw()),
+              std::tuple(VUKVector(400.0f, 200.0f, -200.0f), VUKVector(), 0.5f));
 
     Server_Entity* fire = Make(kKindFireBlock);
     Server_Client_Entity* fireView = Track(fire);

@@ -1,6 +1,8 @@
 // How the interpreters read a command line, and which words the player table knows.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "session/Server_Commands.h"
 
 namespace {
@@ -28,15 +30,10 @@ TEST(CommandLine, WordsAndNumbersAreReadAsTheFormatsReadThem) {
         SCOPED_TRACE(c.line);
         CommandArgs a;
         ASSERT_TRUE(ParseCommandLine(c.line, c.form, &a));
-        EXPECT_EQ(a.m_strCommand, c.command);
-        EXPECT_EQ(a.m_strWord1, c.word1);
-        EXPECT_EQ(a.m_strWord2, c.word2);
-        EXPECT_EQ(a.m_iNum1, c.num1);
-        EXPECT_EQ(a.m_iNum2, c.num2);
-        EXPECT_EQ(a.m_iNum3, c.num3);
-        EXPECT_EQ(a.m_iNum4, c.num4);
-        EXPECT_EQ(a.m_fFlt1, c.flt1);
-        EXPECT_EQ(a.m_strRest, c.rest);
+        EXPECT_EQ(std::tuple(a.m_strCommand, a.m_strWord1, a.m_strWord2, a.m_strRest),
+                  std::tuple(c.command, c.word1, c.word2, c.rest));
+        EXPECT_EQ(std::tuple(a.m_iNum1, a.m_iNum2, a.m_iNum3, a.m_iNum4, a.m_fFlt1),
+                  std::tuple(c.num1, c.num2, c.num3, c.num4, c.flt1));
     }
 }
 

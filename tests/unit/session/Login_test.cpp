@@ -24,14 +24,11 @@ TEST_F(SessionTest, ExistingLoginAnswers) {
 TEST_F(SessionTest, NewPlayerStartsWithItsDefaultsAndIsLogged) {
     Server_Player* p = LoggedIn("BigDickBob").client->m_pPlayer;
     ASSERT_NE(p, nullptr);
-    EXPECT_EQ(p->m_vStartPoint, VUKVector(400.0f, 200.0f, -200.0f));
-    EXPECT_EQ(p->m_ucCSMHoldOff, 60);
-    EXPECT_EQ(p->m_ucChatChannel, 1);
-    EXPECT_FALSE(p->IsPlayerMoving());
-    EXPECT_EQ(p->m_strName, "BigDickBob");
-    EXPECT_EQ(p->m_strDisplayName, "Big****Bob");
-    EXPECT_TRUE(p->m_bDisplayName);
-    EXPECT_EQ(server().m_OnlinePlayers.Count(), 1u);
+    EXPECT_EQ(std::tuple(p->m_vStartPoint, p->m_ucCSMHoldOff, p->m_ucChatChannel, p->IsPlayerMoving(),
+                         server().m_OnlinePlayers.Count()),
+              std::tuple(VUKVector(400.0f, 200.0f, -200.0f), 60, 1, false, 1u));
+    EXPECT_EQ(std::tuple(p->m_strName, p->m_strDisplayName, p->m_bDisplayName),
+              std::tuple("BigDickBob", "Big****Bob", true));
     std::string log = ChatLog();
     size_t alert = log.find("] LOG: (NEW PLAYER ALERT) BigDickBob has logged in.\r\n");
     ASSERT_NE(alert, std::string::npos);
@@ -64,10 +61,9 @@ TEST_F(SessionTest, DisconnectLeavesAnOfflinePlayer) {
     gina->m_ucChatChannel = 7;
     peer.Disconnect();
     m_Harness->Pass();
-    EXPECT_FALSE(gina->GetFlag(kPlayerAFK));
-    EXPECT_TRUE(gina->IsPlayerMoving());
-    EXPECT_EQ(gina->m_ucChatChannel, 1);
-    EXPECT_EQ(server().m_OnlinePlayers.Count(), 0u);
+    EXPECT_EQ(std::tuple(gina->GetFlag(kPlayerAFK), gina->IsPlayerMoving(), gina->m_ucChatChannel,
+                         server().m_OnlinePlayers.Count()),
+              std::tuple(false, true, 1, 0u));
 }
 
 // Declarations set and clear the client's flags; only value 1 asks for the cost chart.
@@ -76,8 +72,7 @@ TEST_F(SessionTest, DeclarationsSetAndClearClientFlags) {
     EXPECT_TRUE(Exchange(peer, Concat(Concat(Declare("KRV_CACHE_STRINGS", 1), Declare("KRV_CSE1", 5)),
                                       Concat(Declare("KRV_UNKNOWN", 1), Declare("KRV_COST_CHART_SUPPORT", 2))))
                     .empty());
-    EXPECT_TRUE(peer.client->m_bCacheStrings);
-    EXPECT_TRUE(peer.client->m_bCSE1);
+    EXPECT_EQ(std::tuple(peer.client->m_bCacheStrings, peer.client->m_bCSE1), std::tuple(true, true));
     Exchange(peer, Declare("KRV_CSE1", 0));
     EXPECT_FALSE(peer.client->m_bCSE1);
 }

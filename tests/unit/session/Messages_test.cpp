@@ -1,6 +1,8 @@
 // The record table of incoming messages: fields, length checks, the choice of the next message.
 #include "SessionFixture.h"
 
+#include <tuple>
+
 #include "world/Server_EntityKinds.h"
 
 namespace {
@@ -29,9 +31,9 @@ TEST_F(SessionTest, RecordsOfAMessageAreReadInTurn) {
         auto peer = m_Harness->Connect();
         for (const Bytes& m : c.messages) peer.Send(0, m);
         m_Harness->Pass();
-        EXPECT_EQ(peer.client->m_bReadyForUpdates, c.ready);
-        EXPECT_EQ(peer.client->m_uiClientVersion, c.version);
-        EXPECT_EQ(m_Folder.CountInLog("WARNING: bInvalidCommand") - before, c.warnings);
+        EXPECT_EQ(std::tuple(peer.client->m_bReadyForUpdates, peer.client->m_uiClientVersion,
+                             m_Folder.CountInLog("WARNING: bInvalidCommand") - before),
+                  std::tuple(c.ready, c.version, c.warnings));
         EXPECT_TRUE(c.ready || peer.TakeAll().empty());
     }
 }
@@ -64,8 +66,8 @@ TEST_F(SessionTest, SteeringIsAppliedAndEchoed) {
     steer.push_back(51);
     const std::vector<Bytes> echo{{0x63, 0xEF, 0xBE, 0, 0, 0, 0}};
     EXPECT_EQ(Exchange(peer, steer), echo);
-    EXPECT_EQ(peer.client->m_pPlayer->GetYaw(), 1.5f);
-    EXPECT_EQ(peer.client->m_pPlayer->m_fSteeringHeading, -0.25f);
+    EXPECT_EQ(std::tuple(peer.client->m_pPlayer->GetYaw(), peer.client->m_pPlayer->m_fSteeringHeading),
+              std::tuple(1.5f, -0.25f));
     EXPECT_FLOAT_EQ(peer.client->m_pPlayer->m_fThrottle, 0.2f);
     EXPECT_EQ(Exchange(peer, Concat(Declare("KRV_MULTI_UDP_CHANNEL", 1), steer), 5), echo);
 }
@@ -124,10 +126,9 @@ TEST_F(SessionTest, ClientSideMoveWithAStaleSequenceAndTheClientFlag) {
     Bytes move{24, 9};
     for (int i = 0; i < 7; ++i) PutFloat(move, 1000.0f);
     Exchange(peer, Concat(move, Bytes{25, 0x03}));
-    EXPECT_EQ(player->m_vPosition, before);
-    EXPECT_EQ(peer.client->m_Movement.m_ucMovementSeqEcho, 9);
-    EXPECT_EQ(ChatLog().find("WARNING"), std::string::npos);
-    EXPECT_TRUE(player->GetFlag(kPlayerClientFlag));
+    EXPECT_EQ(std::tuple(player->m_vPosition, peer.client->m_Movement.m_ucMovementSeqEcho, ChatLog().find("WARNING"),
+                         player->GetFlag(kPlayerClientFlag)),
+              std::tuple(before, 9, std::string::npos, true));
     Exchange(peer, Bytes{25, 0x02});
     EXPECT_FALSE(player->GetFlag(kPlayerClientFlag));
 }

@@ -174,10 +174,7 @@ TEST_F(WorldActions, SplineLiftsTakeOneMoreThanAMultipleOfThreePoints) {
     EXPECT_EQ(Said("/asp"), Replies({added}));
     EXPECT_EQ(Said("/fsl"), Replies({"This lift has only 1 control point. The number of control points must be one "
                                      "more than a multiple of three."}));
-    EXPECT_EQ(Said("/asp"), Replies({added})); // second
-    EXPECT_EQ(Said("/asp"), Replies({added})); // third
-    EXPECT_EQ(Said("/asp"), Replies({addMore}));
-    EXPECT_EQ(Said("/asp"), Replies({added}));
+    for (const char* reply : {added, added, addMore, added}) EXPECT_EQ(Said("/asp"), Replies({reply})); // 2nd to 5th
     EXPECT_EQ(Said("/fsl"), Replies({multiple(5).c_str()}));
     Said("/asp");
     EXPECT_EQ(Said("/asp"), Replies({addMore}));
@@ -240,8 +237,7 @@ TEST_F(WorldActions, TagPads) {
     Said("/itp");
     const ArrayOfStrings& lines = admin.client->m_Windows.m_ScrollLines;
     ASSERT_EQ(lines.Length(), 2u);
-    EXPECT_EQ(*lines[0], "1 Tagpads found");
-    EXPECT_EQ(*lines[1], "0. Tagpad at 100 8 -200");
+    EXPECT_EQ(std::tuple(*lines[0], *lines[1]), std::tuple("1 Tagpads found", "0. Tagpad at 100 8 -200"));
     EXPECT_EQ(Said("/dt"), Replies({"NormalPad is NO LONGER a tagpad (but Zorbin building still disallowed on it."}));
     EXPECT_EQ(std::tuple(pad->m_pLabel, server().m_TagPads.Count()), std::tuple(nullptr, 0u));
 
@@ -305,8 +301,8 @@ TEST_F(WorldActions, CubesAndSelectionsThatGoAway) {
     for (const char* add : {"/atrh", "/aorh", "/aqrh"}) EXPECT_EQ(Said(add), Replies({"OK"})) << add;
     ASSERT_EQ(server().m_QuillhobCubes.Count(), 1u);
     Server_Entity* quillhob = server().m_QuillhobCubes.GetEntity(0);
-    EXPECT_EQ(quillhob->m_usTexture, 123);
-    EXPECT_EQ(Vec(quillhob->m_vPosition) + " / " + Vec(quillhob->m_vSize), "10 20 30 / 100 100 100");
+    EXPECT_EQ(std::tuple(quillhob->m_usTexture, Vec(quillhob->m_vPosition) + " / " + Vec(quillhob->m_vSize)),
+              std::tuple(123, "10 20 30 / 100 100 100"));
     EXPECT_EQ(Vec(static_cast<Server_TalvyCube*>(server().m_TalvyCubes.GetEntity(0))->m_vHomePoint), "10 20 30");
     for (const char* missing : {"/wtt 1", "/wto -1", "/wtq 1"}) EXPECT_EQ(Said(missing), Replies({"NOT FOUND"}));
 
