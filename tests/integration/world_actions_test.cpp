@@ -6,7 +6,7 @@
 #include <cmath>
 #include <set>
 
-#include "support/PlayingClient.h"
+#include "support/WorldClient.h"
 
 namespace {
 
@@ -21,17 +21,17 @@ constexpr uint8_t kAdminModeMessage = 0x43, kAdminSelectionMessage = 0x45;
 TEST(WorldActionsOverUdp, ConvertToRoomIsSeenByAnotherPlayer) {
     GameServer server;
     ASSERT_TRUE(server.Ready());
-    PlayingClient admin(server, "ADMIN");
-    PlayingClient bob(server, "bob");
+    WorldClient admin(server, "ADMIN");
+    WorldClient bob(server, "bob");
     ASSERT_TRUE(admin.loggedIn && bob.loggedIn);
 
-    admin.Keys(kToggleAdmin);
+    admin.m_pClient->Send(0, records::Keys(kToggleAdmin));
     ASSERT_TRUE(admin.WaitFor([&] { return admin.world.counts[kAdminModeMessage] > 0; }, 10s));
-    admin.Keys(kStep); // no selection: a new pad where the administrator stands
+    admin.m_pClient->Send(0, records::Keys(kStep)); // no selection: a new pad where the administrator stands
     ASSERT_TRUE(bob.WaitFor([&] { return bob.world.CountKind(4) == 1; }, 10s));
-    admin.Keys(kFire); // selects what touches the administrator: the new pad
+    admin.m_pClient->Send(0, records::Keys(kFire)); // selects what touches the administrator: the new pad
     ASSERT_TRUE(admin.WaitFor([&] { return admin.world.counts[kAdminSelectionMessage] > 0; }, 10s));
-    admin.Keys(0);
+    admin.m_pClient->Send(0, records::Keys(0));
     admin.Say("/ss 1000 400 600");
     admin.Say("/sp 1000 500 -200");
     admin.Say("/ctr");

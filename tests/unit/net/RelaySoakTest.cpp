@@ -2,6 +2,7 @@
 // every message on every channel arrives exactly once and in order, in each direction.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -26,8 +27,8 @@ uint32_t NumberOf(const uint8_t* b) { return b[0] | b[1] << 8 | b[2] << 16 | uin
 // Counts what arrives per channel; any gap, repeat or stray turns it bad.
 struct InOrder {
     uint32_t next[kChannelCount] = {};
-    bool ok = true;
-    uint64_t total = 0;
+    std::atomic<bool> ok{true};
+    std::atomic<uint64_t> total{0};
     void Take(unsigned channel, const uint8_t* body, size_t length) {
         ok = ok && length == 4 && NumberOf(body) == next[channel];
         ++next[channel];
@@ -98,17 +99,9 @@ TEST(RelaySoak, EveryMessageArrivesOnceInOrderOnEveryChannelBothWays) {
             for (; !client.m_Inbox.empty(); client.m_Inbox.pop_front())
                 atClient.Take(client.m_Inbox.front().channel, client.m_Inbox.front().body.data(),
                               client.m_Inbox.front().body.size());
-            return atClient.total == all && client.AllAcknowledged();
+            return atClient.total == all && atServer.total == all && client.AllAcknowledged();
         },
         180s);
-    // The server side has had every message once the client's are all acknowledged; give its
-    // thread a moment to take the last ones from the pipe.
-    const auto until = std::chrono::steady_clock::now() + 10s;
-    while (std::chrono::steady_clock::now() < until) {
-        std::this_thread::sleep_for(1ms);
-        std::lock_guard<std::mutex> guard(lock);
-        if (atServer.total == all) break;
-    }
     stop = true;
     server.join();
     udp.reset();
