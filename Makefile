@@ -30,8 +30,8 @@ test: debug
 
 # The fuzz targets, built with clang and libFuzzer.
 fuzz:
-	@cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
-	  -DCMAKE_CXX_COMPILER=clang++ -DQV_FUZZ=ON -DQV_TESTS=OFF -DQV_BENCH=OFF > /dev/null
+	@cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_BUILD_TYPE= -DCMAKE_CXX_FLAGS="-O1 -gline-tables-only" \
+	  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DQV_FUZZ=ON -DQV_TESTS=OFF -DQV_BENCH=OFF > /dev/null
 	@cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzz_peer fuzz_pic fuzz_chat fuzz_load
 
 # Each fuzz target for FUZZ_SECONDS from its seed corpus; a long run: make fuzz-smoke FUZZ_SECONDS=3600

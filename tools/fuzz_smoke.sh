@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for the given seconds from its checked-in seed corpus, two at a time,
+# Runs every fuzz target for the given seconds from its checked-in seed corpus, all at once,
 # each in a scratch folder (the server targets write logs). Fails when any target finds a fault;
 # the reproducer is left in the scratch folder named on the output.
 set -uo pipefail
@@ -27,13 +27,11 @@ run() {
   return $rc
 }
 
-for pair in "peer pic" "chat load"; do
-  pids=()
-  for target in $pair; do
-    run "$target" &
-    pids+=($!)
-  done
-  for pid in "${pids[@]}"; do wait "$pid" || status=1; done
+pids=()
+for target in peer pic chat load; do
+  run "$target" &
+  pids+=($!)
 done
+for pid in "${pids[@]}"; do wait "$pid" || status=1; done
 [ $status -eq 0 ] && rm -rf "$scratch"
 exit $status
