@@ -9,7 +9,7 @@
 
 namespace {
 
-struct LiftSpec {
+struct LiftShape {
     VUKVector start, end;
     float speed, parameter;
     bool growing;
@@ -21,14 +21,14 @@ struct LiftSpec {
 
 class Lifts : public GameTest {
 protected:
-    Server_Entity* Lift(const LiftSpec& spec, VUKVector at = {0, 50, 0}) {
+    Server_Entity* Lift(const LiftShape& shape, VUKVector at = {0, 50, 0}) {
         Server_Entity* e = Box(kKindNormalPad, at, {100, 100, 100});
         LiftStuff* lift = e->GetOrCreateLift();
         std::tie(lift->m_vStart, lift->m_vEnd, lift->m_fSpeed, lift->m_fSplineParameter, lift->m_bRunning) =
-            std::tuple(spec.start, spec.end, spec.speed, spec.parameter, spec.growing);
-        for (const VUKVector& p : spec.points) lift->m_ControlPoints.Append(new VUKVector(p));
-        lift->m_bSpline = !spec.points.empty();
-        lift->m_bFinalized = lift->m_bSpline && spec.finalized;
+            std::tuple(shape.start, shape.end, shape.speed, shape.parameter, shape.growing);
+        for (const VUKVector& p : shape.points) lift->m_ControlPoints.Append(new VUKVector(p));
+        lift->m_bSpline = !shape.points.empty();
+        lift->m_bFinalized = lift->m_bSpline && shape.finalized;
         server().UpdateGroupsAndZonesEntityIsIn(e);
         return e;
     }
@@ -54,7 +54,7 @@ TEST_F(Lifts, StraightAndSplineSteps) {
     const VUKVector at{0, 50, 0};
     struct Case {
         const char* name;
-        LiftSpec spec;
+        LiftShape shape;
         VUKVector first, second;
         float parameter;
         bool growing;
@@ -73,7 +73,7 @@ TEST_F(Lifts, StraightAndSplineSteps) {
         {"not finalized", {{}, {}, 250, 0, true, arc, false}, at, at, 0, true},
     };
     for (const Case& c : cases) {
-        Server_Entity* lift = Lift(c.spec);
+        Server_Entity* lift = Lift(c.shape);
         Turn();
         const VUKVector first = lift->m_vPosition;
         Turn();
