@@ -48,13 +48,18 @@ inline std::string ReadFile(const std::string& path) {
 
 // utime + stime of a /proc stat line, in seconds.
 
-inline long ResidentKiB(int pid) {
-    std::istringstream status(ReadFile("/proc/" + std::to_string(pid) + "/status"));
-    std::string line;
-    while (std::getline(status, line))
-        if (line.rfind("VmRSS:", 0) == 0) return std::atol(line.c_str() + 6);
+// A "Vm...:" field of the process's status, in KiB (0 when absent).
+inline long StatusKiB(int pid, const char* field) {
+    std::string path = "/proc/";
+    path += std::to_string(pid);
+    path += "/status";
+    std::istringstream status(ReadFile(path));
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind(field, 0) == 0) return std::atol(line.c_str() + std::char_traits<char>::length(field));
     return 0;
 }
+
+inline long ResidentKiB(int pid) { return StatusKiB(pid, "VmRSS:"); }
 
 struct ServerRun {
     int pid = -1;

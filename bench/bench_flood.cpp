@@ -29,16 +29,6 @@ struct Options {
     int settleSeconds = 70;
 };
 
-long StatusKiB(int pid, const char* field) {
-    std::string path = "/proc/";
-    path += std::to_string(pid);
-    path += "/status";
-    std::istringstream status(ReadFile(path));
-    for (std::string line; std::getline(status, line);)
-        if (line.rfind(field, 0) == 0) return std::atol(line.c_str() + std::strlen(field));
-    return 0;
-}
-
 // Version 84, then a new-player login.
 std::vector<uint8_t> Login(const std::string& name) {
     std::vector<uint8_t> b{9, 84, 5};
