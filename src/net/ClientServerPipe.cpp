@@ -10,6 +10,7 @@ void ClientServerPipe::PushToClient(unsigned channel, Packet* packet) {
     }
     std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
     m_ToClient[channel].Append(packet);
+    m_uiOutboundWaiting.fetch_add(1, std::memory_order_release);
 }
 
 Packet* ClientServerPipe::TakeToServer(unsigned channel) {
@@ -34,6 +35,7 @@ Packet* ClientServerPipe::TakeToClient(unsigned channel) {
     if (channel >= kChannelCount) return nullptr;
     std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
     if (m_ToClient[channel].Empty()) return nullptr;
+    m_uiOutboundWaiting.fetch_sub(1, std::memory_order_relaxed);
     return m_ToClient[channel].RemoveFront();
 }
 

@@ -70,6 +70,10 @@ public:
     // the next look.
     bool AnyInboundWaiting() const { return m_uiInboundWaiting.load(std::memory_order_acquire) != 0; }
     Packet* TakeToClient(unsigned channel);
+    // Messages for the client not yet taken, over all channels: the UDP thread passes over a
+    // peer with nothing to send without taking its sixteen locks (thousands of silent peers in a
+    // flood). A message pushed meanwhile is seen on the next pass.
+    bool AnyOutboundWaiting() const { return m_uiOutboundWaiting.load(std::memory_order_acquire) != 0; }
     void SetUnackedCount(unsigned channel, uint32_t count);
     uint32_t UnackedCount(unsigned channel);
 
@@ -95,5 +99,6 @@ public:
     std::mutex m_ToClientLocks[kChannelCount];
     std::mutex m_PipeLock;
     std::atomic<uint32_t> m_uiInboundWaiting{0};
+    std::atomic<uint32_t> m_uiOutboundWaiting{0};
     std::atomic<bool> m_bPlayerLoggedIn{false};
 };

@@ -220,6 +220,7 @@ void UDPClient::ProcessIncomingACKData(UDPC_PID_Struct* data, unsigned int chann
 }
 
 void UDPClient::Tick_PreSend(Socket2* socket) {
+    if (!m_pPipe->AnyOutboundWaiting()) return;
     const uint32_t limit = g_uiUdpSendBufferLimit;
     for (unsigned c = 0; c < kChannelCount; ++c) {
         UDPChannelState& state = m_Channels[c];
