@@ -128,6 +128,12 @@ void Flood(const Options& o, int ports) {
     std::unique_ptr<headless::HeadlessClient> late;
     Clock::time_point lateSent{};
     double lateMs = -1;
+    // The late client's first answer is its welcome.
+    auto pollLate = [&] {
+        if (!late || lateMs >= 0) return;
+        late->Poll();
+        if (!late->m_Inbox.empty()) lateMs = std::chrono::duration<double, std::milli>(Clock::now() - lateSent).count();
+    };
     for (int i = 0; i < ports; ++i) {
         SendFrom(0x7F010000u + uint32_t(i), port);
         if (i % 200 == 0) players.Play(true);
@@ -137,19 +143,11 @@ void Flood(const Options& o, int ports) {
             late->Send(0, Login("late"));
             lateSent = Clock::now();
         }
-        if (late && lateMs < 0) {
-            late->Poll();
-            if (!late->m_Inbox.empty())
-                lateMs = std::chrono::duration<double, std::milli>(Clock::now() - lateSent).count();
-        }
+        pollLate();
     }
     for (auto end = Clock::now() + 5s; Clock::now() < end; std::this_thread::sleep_for(1ms)) {
         players.Play(true);
-        if (late && lateMs < 0) {
-            late->Poll();
-            if (!late->m_Inbox.empty())
-                lateMs = std::chrono::duration<double, std::milli>(Clock::now() - lateSent).count();
-        }
+        pollLate();
     }
     const std::vector<double> during = players.TakeGaps();
     const long peak = StatusKiB(run.pid, "VmHWM:");

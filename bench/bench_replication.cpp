@@ -155,6 +155,12 @@ double Percentile(std::vector<double> v, double p) {
     return v[std::min(i, v.size() - 1)];
 }
 
+// The rows of the per-tick tables: median, 99th percentile and maximum of each series.
+void PrintRowHeader() { std::printf("%-58s %8s %8s %8s\n", "ms per game tick", "median", "99th", "max"); }
+void PrintRow(const char* what, const std::vector<double>& v) {
+    std::printf("%-58s %8.3f %8.3f %8.3f\n", what, Percentile(v, 0.5), Percentile(v, 0.99), Percentile(v, 1.0));
+}
+
 void PutU32(Packet* p, uint32_t v) { p->AppendU32(v); }
 
 // The client records a bot sends, and the bits it uses in them. The first key record's bits are
@@ -619,16 +625,13 @@ public:
 
         const int n = int(tickMs.size());
         std::printf("-- steady state with %d bots: %d game ticks --\n", m_Options.clients, n);
-        std::printf("%-58s %8s %8s %8s\n", "ms per game tick", "median", "99th", "max");
-        auto row = [](const char* what, const std::vector<double>& v) {
-            std::printf("%-58s %8.3f %8.3f %8.3f\n", what, Percentile(v, 0.5), Percentile(v, 0.99), Percentile(v, 1.0));
-        };
-        row("rules alone (Game_Tick)", rulesMs);
-        row("rest of its pass (timers, lift and princess round robins)", afterMs);
-        row("rules per game tick (Game_Tick and the rest of its pass)", allRulesMs);
-        row("  of which the deferred lists (ProcessUpdatesAndRemoves)", listsMs);
-        row("whole tick: every pass of the tick, with the updates", tickMs);
-        row("  of which the game-tick pass before Game_Tick (records)", beforeMs);
+        PrintRowHeader();
+        PrintRow("rules alone (Game_Tick)", rulesMs);
+        PrintRow("rest of its pass (timers, lift and princess round robins)", afterMs);
+        PrintRow("rules per game tick (Game_Tick and the rest of its pass)", allRulesMs);
+        PrintRow("  of which the deferred lists (ProcessUpdatesAndRemoves)", listsMs);
+        PrintRow("whole tick: every pass of the tick, with the updates", tickMs);
+        PrintRow("  of which the game-tick pass before Game_Tick (records)", beforeMs);
         std::printf("goal for the rules alone: median <= 1 ms, 99th percentile <= 3 ms\n");
         double botTicks = double(n) * double(bots.size());
         std::printf("what the bots did in %d ticks: %.0f%% of bot-ticks moved (%.0f units walked), %llu jumps or "
@@ -667,13 +670,10 @@ public:
         g_RealOffset = g_BenchNow - RealNanoseconds();
         platform::SetCounterSource(&ResumedCounter);
         std::printf("-- the lifts' own turn, %u lifts, %d game ticks --\n", m_Server.m_Lifts.Count(), m_Options.ticks);
-        std::printf("%-58s %8s %8s %8s\n", "ms per game tick", "median", "99th", "max");
-        auto row = [](const char* what, const std::vector<double>& v) {
-            std::printf("%-58s %8.3f %8.3f %8.3f\n", what, Percentile(v, 0.5), Percentile(v, 0.99), Percentile(v, 1.0));
-        };
-        row("Tick_Lifts (sweeps and notices), wall time", lapMs);
-        row("Tick_Lifts, CPU time of the thread", lapCpuMs);
-        row("re-filing the lifts (ProcessUpdatesAndRemoves)", refileMs);
+        PrintRowHeader();
+        PrintRow("Tick_Lifts (sweeps and notices), wall time", lapMs);
+        PrintRow("Tick_Lifts, CPU time of the thread", lapCpuMs);
+        PrintRow("re-filing the lifts (ProcessUpdatesAndRemoves)", refileMs);
     }
 
     // One more player joins the busy server, on the real clock again.

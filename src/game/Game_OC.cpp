@@ -128,11 +128,7 @@ void Server_Player::HandleOrisetCubeDefeat(Server_Entity* cube) {
     std::string text = line;
     text.append("You get 60,000 coins and a 10 minute Spirit of Zorbin.");
     m_i64PocketCoins += kOrisetDefeatCoins;
-    if (m_uiRank > 1) {
-        const int64_t bonus = int64_t(m_uiRank) * kOrisetRankBonus;
-        m_i64PocketCoins += bonus;
-        AppendRankBonus(text, bonus);
-    }
+    PayRankBonus(this, text, kOrisetRankBonus);
     KeepCoinsAtLimit();
     GiveSpiritOfZorbin(this, kOrisetSpiritTime);
     SetPlayerMessage(this, text, kMessageTimeShort);

@@ -204,11 +204,7 @@ void Server_Player::HandleTalvyCubeDefeat(Server_Entity* cube) {
         m_i64PocketCoins += kDefeatCoins;
         text.append("You get 2,000 coins and 1,000 HP.");
     }
-    if (m_uiRank > 1) {
-        const int64_t bonus = int64_t(m_uiRank) * kDefeatRankBonus;
-        m_i64PocketCoins += bonus;
-        AppendRankBonus(text, bonus);
-    }
+    PayRankBonus(this, text, kDefeatRankBonus);
     KeepCoinsAtLimit();
     AddEnergyCapped(this, kDefeatEnergy);
     SetPlayerMessage(this, text, kMessageTimeShort);

@@ -9,6 +9,7 @@
 
 #include "platform/Clock.h"
 #include "world/Server_Entity.h"
+#include "world/Server_EntityKinds.h"
 
 inline constexpr float kPrincessGravity = 0.4f;    // taken off vy every turn
 inline constexpr float kGroundClearance = 0.01f;   // a landed cube is put this far above the ground
@@ -59,8 +60,12 @@ inline bool LandOnGround(Server_Entity* e) {
 // 64 but a world file may say more.
 inline int16_t MoveInterval(uint32_t skip) { return int16_t(std::min<uint32_t>(skip, 1'000) + 1); }
 
-// The sentence of a defeat message that pays a bonus for a lower ranking.
-inline void AppendRankBonus(std::string& text, int64_t bonus) {
+// A defeat's bonus for a lower ranking: perRank coins a rank below the first, paid into the
+// pocket and told in a sentence of its own.
+inline void PayRankBonus(Server_Player* player, std::string& text, int64_t perRank) {
+    if (player->m_uiRank <= 1) return;
+    const int64_t bonus = int64_t(player->m_uiRank) * perRank;
+    player->m_i64PocketCoins += bonus;
     char line[128];
     std::snprintf(line, sizeof line,
                   "  You receive a %d coin bonus because of your ranking.  (This bonus lowers as your ranking "

@@ -180,10 +180,7 @@ void UDPClient::ProcessIncomingStandardData(UDPC_PID_Struct* data, unsigned int 
         // message 256 numbers on.
         for (size_t i = 0; i < state.m_Held.Length(); ++i)
             if (state.m_Held[i]->m_uiSeq == s) {
-                const uint64_t heldLength = state.m_Held[i]->m_pPacket->Length();
-                m_uiHeldBytes -= heldLength;
-                g_uiHeldBytesAllPeers.fetch_sub(heldLength, std::memory_order_relaxed);
-                state.m_Held.DeleteAt(i);
+                delete TakeHeld(state, i);
                 break;
             }
     } else {
@@ -191,6 +188,14 @@ void UDPClient::ProcessIncomingStandardData(UDPC_PID_Struct* data, unsigned int 
         m_uiHeldBytes += length;
         g_uiHeldBytesAllPeers.fetch_add(length, std::memory_order_relaxed);
     }
+}
+
+UDPIncomingPacket* UDPClient::TakeHeld(UDPChannelState& state, size_t i) {
+    UDPIncomingPacket* held = state.m_Held.RemoveAt(i);
+    const uint64_t length = held->m_pPacket->Length();
+    m_uiHeldBytes -= length;
+    g_uiHeldBytesAllPeers.fetch_sub(length, std::memory_order_relaxed);
+    return held;
 }
 
 void UDPClient::ProcessIncomingACKData(UDPC_PID_Struct* data, unsigned int channel) {
@@ -277,10 +282,7 @@ void UDPClient::Tick_PostReceive() {
                     ++i;
                     continue;
                 }
-                UDPIncomingPacket* held = state.m_Held.RemoveAt(i);
-                const uint64_t length = held->m_pPacket->Length();
-                m_uiHeldBytes -= length;
-                g_uiHeldBytesAllPeers.fetch_sub(length, std::memory_order_relaxed);
+                UDPIncomingPacket* held = TakeHeld(state, i);
                 if (!found) {
                     m_pPipe->PushToServer(c, held->m_pPacket);
                     held->m_pPacket = nullptr;

@@ -178,5 +178,8 @@ public:
     sockaddr_in m_Address;
     ClientServerPipe* m_pPipe;
     uint64_t m_uiHeldBytes = 0;
+    // Takes the held message at i out of the channel's list and out of the held byte counts;
+    // ownership passes to the caller.
+    UDPIncomingPacket* TakeHeld(UDPChannelState& state, size_t i);
     UDPChannelState m_Channels[kChannelCount];
 };
