@@ -395,7 +395,7 @@ void Server_Client::HandleServerButtonClick(unsigned char id) {
 // Admin state the client shows, each sent when it differs from what the own player's view last
 // carried. Afterwards m_pEntity and m_pView point at the selection and this client's view of it.
 void Server_Client::SendAdminSignals() {
-    Server_Client_Entity* own = m_pPlayer->GetClientView(Slot());
+    Server_Client_Entity* own = ViewOf(m_pPlayer);
     if (!own || !own->m_pPlayerView) return;
     SCE_Player* sent = own->m_pPlayerView;
     const bool adminMode = m_pPlayer->GetFlag(kPlayerAdminMode);
@@ -415,7 +415,7 @@ void Server_Client::SendAdminSignals() {
         sent->m_fAdminToolValue = m_pPlayer->m_fAdminStep;
     }
     Server_Entity* selection = m_pPlayer->m_pAdminSelection;
-    Server_Client_Entity* selectionView = selection ? selection->GetClientView(Slot()) : nullptr;
+    Server_Client_Entity* selectionView = selection ? ViewOf(selection) : nullptr;
     const uint32_t handle = selectionView ? HandleOf(selectionView) : 0;
     if (handle != sent->m_uiAdminSelection) {
         m_pPacket->AppendByte(kMsgAdminSelection);

@@ -105,6 +105,14 @@ public:
     void InformClients_EntityAboutToBeRemoved(Server_Entity* entity);
     void AddAlmostAllEntitiesToNewClient(Server_Client* client);
     void ProperlyDeleteClient(Server_Client* client);
+    // Watcher numbers (replication/Server_Inform.cpp): a client takes one when it first gets a
+    // player and keeps it until it is dismantled; change notices reach the clients in
+    // m_UpdateWatchers, removal notices every watcher.
+    void WatchWorld(Server_Client* client);
+    void StopWatchingUpdates(Server_Client* client);
+    void ReleaseWatcher(Server_Client* client);
+    // The whole teardown of a client's replication state at once.
+    void DismantleClient(Server_Client* client);
 
     // ---- loading (persist/Server_File_Load.cpp) ----
     // Both files, then the derived state; stops at the first failure, which the caller reports.
@@ -242,6 +250,10 @@ public:
     int32_t m_iGameTicksPerSecond = 30;
     ClientList m_Clients;
     ClientList m_ClientsBeingDeleted;
+    std::vector<Server_Client*> m_Watchers; // by watcher number; null when free
+    std::vector<uint64_t> m_UpdateWatchers;
+    std::vector<uint64_t> m_AllWatchers;
+    uint32_t m_WatcherCount = 0;
     Timer m_GameTickTimer{0.033333335f};
     Timer m_OneSecondTimer{1.0f};
     Timer m_FiveSecondTimer{5.0f};

@@ -83,12 +83,13 @@ void Server::Tick() {
     int steps = 0;
     while (!m_ClientsBeingDeleted.Empty()) {
         Server_Client* client = m_ClientsBeingDeleted.Front();
-        bool finished = client->m_AttachedEntities.Count() == 0;
+        bool finished = !client->HoldsEntityState();
         while (!finished && steps < kDismantleStepsPerPass) {
             finished = client->GradualDeleteThingy();
             ++steps;
         }
         if (!finished) break;
+        ReleaseWatcher(client);
         ReturnACRNumber(client->m_pSlotRecord);
         client->m_pSlotRecord = nullptr;
         delete m_ClientsBeingDeleted.RemoveFront();
@@ -150,6 +151,7 @@ void Server::DeleteInactiveClients() {
         }
         previousDropped = true;
         if (client->m_pPlayer) DetachPlayerOfDroppedClient(client);
+        StopWatchingUpdates(client);
         m_ClientsBeingDeleted.Append(client);
         anyDropped = true;
     }

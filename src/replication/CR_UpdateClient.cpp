@@ -7,10 +7,9 @@
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 #include "replication/UpdateMessages.h"
+#include "world/EntityClientBits.h"
 #include "world/Server_Client_Entity.h"
 #include "world/Server_EntityKinds.h"
-#include "world/VUK_Zone.h"
-#include "world/ZoneGridHolder.h"
 
 using namespace replication;
 
@@ -64,8 +63,7 @@ bool MovesOften(const Server_Entity* e) {
 
 // The list passes: entities in list order while the message has room. A far entity goes only
 // when the client still sees it near, so that it sees the entity leave; otherwise it waits.
-void ProcessLeftOvers(Server_Client& c, VUKFastArray_WithLinkBacks<Server_Entity*>& list, bool players) {
-    const uint32_t slot = c.Slot();
+void ProcessLeftOvers(Server_Client& c, PlacedEntityList& list, bool players) {
     const VUKVector& here = c.m_pPlayer->m_vPosition;
     // View records lie all over their pool: fetch the one handled a few entities later while
     // this one is encoded. A handled entity's place is taken by the list's last one, so the
@@ -73,11 +71,11 @@ void ProcessLeftOvers(Server_Client& c, VUKFastArray_WithLinkBacks<Server_Entity
     constexpr uint32_t kAhead = 8;
     uint32_t i = 0;
     while (i < list.Count() && c.HandleFullPacket()) {
-        if (list.Count() > i + kAhead) __builtin_prefetch(list[list.Count() - kAhead]->GetClientView(slot));
+        if (list.Count() > i + kAhead) __builtin_prefetch(c.ViewOf(list[list.Count() - kAhead]));
         Server_Entity* e = list[i];
         float distance = players ? kLeftOverPlayers : LeftOverDistance(e);
         if (distance > 0.0f && !Near(e->m_vPosition, here, distance)) {
-            const Server_Client_Entity* view = e->GetClientView(slot);
+            const Server_Client_Entity* view = c.ViewOf(e);
             if (!view || !Near(view->m_vPosition, here, distance)) {
                 ++i;
                 continue;
@@ -180,25 +178,17 @@ void Server_Client::UC_FillPacket() {
 bool Server_Client::UC_ProcessZones(float radius) {
     if (!HandleFullPacket()) return false;
     const VUKVector& p = m_pPlayer->m_vPosition;
-    ZoneQuery query;
-    query.m_fXLow = p.x - radius;
-    query.m_fXHigh = p.x + radius + kZoneMargin;
-    query.m_fYLow = std::max(0.0f, p.y - radius);
-    query.m_fYHigh = p.y + radius + kZoneMargin;
-    query.m_fZLow = p.z - radius;
-    query.m_fZHigh = p.z + radius + kZoneMargin;
-    query.m_fXStep = m_PendingGrid.m_fZoneSizeX;
-    query.m_fYStep = m_PendingGrid.m_fZoneSizeY;
-    query.m_fZStep = m_PendingGrid.m_fZoneSizeZ;
+    const VUKVector low(p.x - radius, std::max(0.0f, p.y - radius), p.z - radius);
+    const VUKVector high(p.x + radius + kZoneMargin, p.y + radius + kZoneMargin, p.z + radius + kZoneMargin);
 
     bool zonesRanOut = true;
     m_ZonePassVisited.clear();
-    ZoneLooper looper(&m_PendingGrid, &query);
-    for (VUK_Zone* zone = looper.GetFirst(); zone && zonesRanOut; zone = zonesRanOut ? looper.GetNext() : nullptr) {
-        const VUKFastArray_Entity& all = zone->List(kZoneAll);
-        for (uint32_t i = 0; i < all.Count(); ++i) {
-            Server_Entity* e = all.GetEntity(i);
-            // An entity filed in several zones is handled once.
+    m_PendingGrid.Walk(low, high, [&](const uint32_t* entries, uint32_t count, uint32_t zone) {
+        for (uint32_t i = 0; i < count; ++i) {
+            // Entries of entities filed elsewhere since are stale; one met in an earlier zone
+            // (or twice here) is handled once.
+            if (!m_PendingGrid.IsFiledIn(entries[i], zone)) continue;
+            Server_Entity* e = g_EntityClientBits.EntityAt(entries[i]);
             if (e->m_ucPassFlags & kPassVisited) continue;
             if (IsPending(e)) {
                 m_pEntity = e;
@@ -209,18 +199,17 @@ bool Server_Client::UC_ProcessZones(float radius) {
             m_ZonePassVisited.push_back(e);
             if (!HandleFullPacket()) {
                 zonesRanOut = false;
-                break;
+                return false;
             }
         }
-    }
+        return true;
+    });
 
-    // The grid changes only now that the walk is over; membership records stay, empty. What
-    // moves tick after tick stays filed (it is not pending any more, so it costs no bytes).
-    const uint32_t slot = Slot();
+    // The grid changes only now that the walk is over. What moves tick after tick stays filed
+    // (it is not pending any more, so it costs no bytes).
     for (Server_Entity* e : m_ZonePassVisited) {
         e->m_ucPassFlags &= uint8_t(~kPassVisited);
-        if (MovesOften(e)) continue;
-        if (PFAE_InfoList* info = e->GetClientZoneInfo(slot)) ZL_RemoveEntityFromZonesOnly(e, info);
+        if (!MovesOften(e)) TakeOutOfGrid(e);
     }
     m_ZonePassVisited.clear();
     return zonesRanOut;
@@ -338,13 +327,12 @@ void Server_Client::UC_ProcessUpdate() {
 }
 
 void Server_Client::UC_AddOrUpdate() {
-    const uint32_t slot = Slot();
-    m_pView = m_pEntity->GetClientView(slot);
+    m_pView = ViewOf(m_pEntity);
     if (m_pView) {
         UC_ProcessUpdate();
     } else {
         UC_ProcessAdd();
-        m_pEntity->SetClientView(slot, m_pView);
+        SetView(m_pEntity, m_pView);
     }
 }
 

@@ -23,17 +23,16 @@ bool CarriesPlayer(const Server_Entity* platform) {
 } // namespace
 
 void Server_Client::UC_ProcessUpdateOwnPlayer() {
-    const uint32_t slot = Slot();
     Server_Player* player = m_pPlayer;
     if (IsPending(player)) {
         m_pEntity = player;
-        m_pView = player->GetClientView(slot);
+        m_pView = ViewOf(player);
         if (!m_pView) {
             m_pView = NewView(kKindPlayer);
             SendIDChange();
             UC_ProcessAdd2_Generic(kKindPlayer);
             UC_Update_Player();
-            player->SetClientView(slot, m_pView);
+            SetView(player, m_pView);
         } else {
             UC_ProcessUpdate_Player();
         }
@@ -52,19 +51,18 @@ void Server_Client::UC_ProcessUpdateOwnPlayer() {
 void Server_Client::UC_ProcessUpdate_Player() { UC_Update_Player(); }
 
 bool Server_Client::UC_ProcessAllUpdates_PlayerScores() {
-    const uint32_t slot = Slot();
     // Players stay pending: the zone and list passes send their bodies when they come near.
     for (uint32_t i = 0; i < m_PendingPlayers.Count(); ++i) {
         if (!HandleFullPacket()) return false;
         m_pEntity = m_PendingPlayers[i];
-        m_pView = m_pEntity->GetClientView(slot);
+        m_pView = ViewOf(m_pEntity);
         if (m_pView) {
             UC_ProcessUpdate_PlayerScore();
         } else {
             m_pView = NewView(kKindPlayer);
             SendIDChange();
             UC_ProcessAdd2_PlayerScore();
-            m_pEntity->SetClientView(slot, m_pView);
+            SetView(m_pEntity, m_pView);
         }
     }
     return true;
@@ -144,8 +142,7 @@ void Server_Client::UpdateClientSideMovementFlag() {
     player->SetFlag(kPlayerAwaitClientYaw, true);
     player->SetFlag(kPlayerAwaitClientVelocity, true);
     if (!m_Movement.m_bClientSideMovement) {
-        if (Server_Client_Entity* view = player->GetClientView(Slot()))
-            view->m_usStepsSinceResync = kResyncAtNextUpdate;
+        if (Server_Client_Entity* view = ViewOf(player)) view->m_usStepsSinceResync = kResyncAtNextUpdate;
     } else {
         m_pPacket->AppendByte(kMsgClientSideVelocity);
         m_pPacket->AppendFloat(player->m_vVelocity.x);

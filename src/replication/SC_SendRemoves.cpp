@@ -1,4 +1,4 @@
-// Removal messages, and the gradual teardown of a dropped client.
+// Removal messages.
 #include "net/Packet.h"
 #include "replication/Server_Client.h"
 #include "replication/UpdateMessages.h"
@@ -32,11 +32,3 @@ bool SendRemoves(Server_Client& client, VUKFastArray_WithLinkBacks<Server_Client
 bool Server_Client::UC_ProcessAllRemoves_FireBlocks() { return SendRemoves(*this, m_RemovedFireBlockViews, true); }
 
 bool Server_Client::UC_ProcessAllRemoves() { return SendRemoves(*this, m_RemovedViews, false); }
-
-bool Server_Client::GradualDeleteThingy() {
-    if (m_AttachedEntities.Count() == 0) return true;
-    Server_Entity* e = m_AttachedEntities[0];
-    ForgetEntity(e);
-    Detach(e);
-    return false;
-}

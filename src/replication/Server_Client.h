@@ -10,8 +10,10 @@
 #include "base/Timer.h"
 #include "clientui/ClientRecord.h"
 #include "net/ClientServerPipe.h"
+#include "replication/ClientPendingGrid.h"
+#include "world/EntityClientBits.h"
+#include "world/Server_EntityKinds.h"
 #include "world/VUKFastArray_WithLinkBacks.h"
-#include "world/VUK_Grid.h"
 
 class Packet;
 class Server;
@@ -19,6 +21,46 @@ class Server_Client_Entity;
 class Server_Entity;
 class Server_Player;
 struct Server_WeirdLink;
+
+// What a client holds of one entity, in an array indexed by the entity's compact index.
+struct ClientEntityCell {
+    uint32_t m_uiView = 0;         // the view record's handle in g_VukHeap_ServerClientEntity; 0 none
+    uint32_t m_uiPendingPlace = 0; // place in its pending list + 1; 0 not pending
+    uint32_t m_uiWaitPlace = 0;    // place in m_ZoneWaitEntities + 1; 0 not waiting to be filed
+};
+
+// An entity list whose members' places are kept by the client (in their cells), so that a member
+// leaves in constant time: the last member moves into its place.
+class PlacedEntityList {
+public:
+    explicit PlacedEntityList(uint32_t capacity) { m_Items.reserve(capacity); }
+    virtual ~PlacedEntityList() = default;
+    PlacedEntityList(const PlacedEntityList&) = delete;
+    PlacedEntityList& operator=(const PlacedEntityList&) = delete;
+
+    uint32_t Count() const { return uint32_t(m_Items.size()); }
+    Server_Entity* operator[](uint32_t i) const { return m_Items[i]; }
+    // Appends e; returns its place.
+    uint32_t Append(Server_Entity* e) {
+        m_Items.push_back(e);
+        return uint32_t(m_Items.size() - 1);
+    }
+    // Removes the member at place i; returns the member moved into it, or null.
+    Server_Entity* RemoveAt(uint32_t i) {
+        Server_Entity* moved = m_Items.back();
+        m_Items[i] = moved;
+        m_Items.pop_back();
+        return i < m_Items.size() ? moved : nullptr;
+    }
+    void ReserveEnoughFor(uint32_t n) {
+        if (m_Items.capacity() - m_Items.size() < n) m_Items.reserve(m_Items.size() + n);
+    }
+    void Release() { std::vector<Server_Entity*>().swap(m_Items); }
+    size_t Bytes() const { return m_Items.capacity() * sizeof(Server_Entity*); }
+
+private:
+    std::vector<Server_Entity*> m_Items;
+};
 
 // One client-side reference slot, kept in least-recently-selected order.
 class IndexLink {
@@ -126,9 +168,9 @@ public:
     // ---- notices, attachment and zone filing (replication/Server_Inform.cpp; removals and teardown in
     // replication/SC_SendRemoves.cpp) ----
     void Inform_EntityUpdated(Server_Entity* entity);
-    // The same, told whether the entity still lies in the pending-grid zones the last notice
-    // filed it in: then an entity already filed needs only to be pending.
-    void Inform_EntityUpdated(Server_Entity* entity, bool sameZones);
+    // The same, given the entity's pending-grid key and whether it is the key of the last
+    // notice: then an entity already filed needs only to be pending.
+    void Inform_EntityUpdated(Server_Entity* entity, bool sameZones, uint32_t key);
     void Inform_EntityAboutToBeRemoved(Server_Entity* entity);
     bool UC_ProcessAllRemoves();
     bool UC_ProcessAllRemoves_FireBlocks();
@@ -146,22 +188,31 @@ public:
 
     // ---- bookkeeping shared by the passes, the notices and the teardown (replication/Server_Inform.cpp;
     // views and adds in replication/CR_UpdateClient.cpp and replication/CR_UC_Update.cpp) ----
-    bool IsPending(const Server_Entity* e) const;
+    // The client's state per entity lives in arrays indexed by the entity's compact index; the
+    // questions a notice asks for all clients at once are mirrored in g_EntityClientBits under
+    // the client's watcher number, which it holds from its first attachment until it is deleted.
+    static constexpr uint32_t kNoWatcher = 0xFFFFFFFFu;
+    bool IsWatching() const { return m_uiWatcher != kNoWatcher; }
+    bool IsPending(const Server_Entity* e) const { return CellOf(e).m_uiPendingPlace != 0; }
+    bool IsWaitingForZone(const Server_Entity* e) const { return CellOf(e).m_uiWaitPlace != 0; }
+    Server_Client_Entity* ViewOf(const Server_Entity* e) const;
+    void SetView(Server_Entity* e, Server_Client_Entity* view);
     // Players wait in m_PendingPlayers, everything else in m_PendingEntities.
-    VUKFastArray_WithLinkBacks<Server_Entity*>& PendingListOf(const Server_Entity* e);
+    PlacedEntityList& PendingListOf(const Server_Entity* e);
     void MakePending(Server_Entity* e);
     void TakeOutOfPending(Server_Entity* e);
-    void Attach(Server_Entity* e);
-    void Detach(Server_Entity* e);
     void PutInZoneWait(Server_Entity* e);
     void TakeOutOfZoneWait(Server_Entity* e);
+    void TakeOutOfGrid(Server_Entity* e);
     // Out of m_ZoneWaitEntities when e waits there, otherwise out of m_PendingGrid's zones.
     void TakeOutOfZoneWaitOrGrid(Server_Entity* e);
-    // Files e in m_PendingGrid where it is now, making its membership record when missing.
+    // Files e in m_PendingGrid where it is now (or under the key given).
     void FileInPendingGrid(Server_Entity* e);
-    // Pending link, view (slot released, no message), zone wait and grid membership go;
-    // the attachment stays.
+    void FileInPendingGrid(Server_Entity* e, uint32_t key);
+    // Pending place, view (slot released, no message), zone wait and grid filing go.
     void ForgetEntity(Server_Entity* e);
+    // Anything of the client still held in its arrays and in g_EntityClientBits.
+    bool HoldsEntityState() const { return m_uiTeardownCursor < m_Cells.size() || IsWatching(); }
     // A view record holding what the client assumes for a new object of the kind.
     static Server_Client_Entity* NewView(uint8_t kind);
     void UC_ProcessAdd2_Generic(uint8_t kind);
@@ -200,12 +251,7 @@ public:
     void SendServerTextures_Channel3();
     void HandleReceivedSFileInfo(Packet* packet);
 
-    VUK_Grid m_PendingGrid{VUKVector(-150000.0f, -6000.0f, -150000.0f),
-                           VUKVector(150000.0f, 30000.0f, 150000.0f),
-                           VUKVector(6000.0f, 6000.0f, 6000.0f),
-                           6,
-                           50,
-                           50};
+    ClientPendingGrid m_PendingGrid;
     ClientServerPipe m_Pipe;
     std::string m_strName;
     uint32_t m_uiClientVersion = 0;
@@ -237,12 +283,14 @@ public:
     uint8_t m_ucChatChannel = 1;
     // The lists start small and double as they fill: a peer that never logs in must cost a few
     // KB, not a megabyte of address space with a touched page per array.
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingEntities{kInitialListCapacity};
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_PendingPlayers{kInitialListCapacity};
+    PlacedEntityList m_PendingEntities{kInitialListCapacity};
+    PlacedEntityList m_PendingPlayers{kInitialListCapacity};
     VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedViews{kInitialListCapacity};
     VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedFireBlockViews{kInitialListCapacity};
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_ZoneWaitEntities{kInitialListCapacity};
-    VUKFastArray_WithLinkBacks<Server_Entity*> m_AttachedEntities{kInitialListCapacity};
+    PlacedEntityList m_ZoneWaitEntities{kInitialListCapacity};
+    std::vector<ClientEntityCell> m_Cells; // by compact index
+    uint32_t m_uiWatcher = kNoWatcher;
+    uint32_t m_uiTeardownCursor = 0; // cells below it are already dismantled
     ClientTextures m_Textures;
     std::string* m_LabelCache[256] = {};
     Packet* m_pPacket = nullptr;
@@ -256,6 +304,17 @@ public:
     IndexLink* m_pLinkBlock = nullptr; // the 256 links, made at the first binding
     // Entities marked visited by the running zone pass; kept to reuse its storage.
     std::vector<Server_Entity*> m_ZonePassVisited;
+
+    const ClientEntityCell& CellOf(const Server_Entity* e) const {
+        static constexpr ClientEntityCell kNone{};
+        return e->m_uiIndex < m_Cells.size() ? m_Cells[e->m_uiIndex] : kNone;
+    }
+    ClientEntityCell& CellFor(const Server_Entity* e) {
+        if (e->m_uiIndex >= m_Cells.size()) GrowCells(e->m_uiIndex);
+        return m_Cells[e->m_uiIndex];
+    }
+    void GrowCells(uint32_t index);
+    void SetBit(const Server_Entity* e, EntityClientBit bit, bool on);
 
 private:
     void MakeIndexLinks();

@@ -1,9 +1,12 @@
 // World-change notices: a change or a coming removal is only filed into every client record here;
 // the update cycle turns it into messages later. Also the attachment of a newly logged-in client
 // to the whole world, the slice-wise filing into its pending grid, and the teardown at shutdown.
+#include <algorithm>
+
 #include "core/Server.h"
 #include "platform/Clock.h"
 #include "replication/Server_Client.h"
+#include "world/EntityClientBits.h"
 #include "world/Server_Client_Entity.h"
 #include "world/Server_EntityKinds.h"
 
@@ -31,28 +34,23 @@ private:
     bool m_bWasHeld;
 };
 
+// Cells dismantled per step of a dropped client's teardown.
+constexpr uint32_t kCellsPerTeardownStep = 4096;
+
 // One group of the world: every entity the client has neither seen nor has pending goes into
-// the pending list, the zone-wait list and the attached list.
-void AttachGroup(Server_Client* client, VUKFastArray_Entity& group,
-                 VUKFastArray_WithLinkBacks<Server_Entity*>& pending) {
+// the pending list and the zone-wait list.
+void AttachGroup(Server_Client* client, VUKFastArray_Entity& group, PlacedEntityList& pending) {
     uint32_t n = group.Count();
     pending.ReserveEnoughFor(n);
     client->m_ZoneWaitEntities.ReserveEnoughFor(n);
-    client->m_AttachedEntities.ReserveEnoughFor(n);
     group.SortByAddresses();
-    uint32_t slot = client->Slot();
     for (uint32_t i = 0; i < n; ++i) {
         Server_Entity* e = group.GetEntity(i);
-        if (e->GetClientView(slot) || client->IsPending(e)) continue;
-        // Not filed for this client any more: a stale membership record would double the entry.
-        if (PFAE_InfoList* info = e->GetClientZoneInfo(slot)) {
-            ZL_RemoveEntityFromZonesOnly(e, info);
-            e->SetClientZoneInfo(slot, nullptr);
-            delete info;
-        }
+        if (client->ViewOf(e) || client->IsPending(e)) continue;
+        // Not filed for this client any more: a stale filing would double the entry.
+        client->TakeOutOfGrid(e);
         client->MakePending(e);
         client->PutInZoneWait(e);
-        client->Attach(e);
     }
 }
 
@@ -64,165 +62,208 @@ void AddNonPlayersToNewClient(Server_Client* client, VUKFastArray_Entity& group)
     AttachGroup(client, group, client->m_PendingEntities);
 }
 
-// Every trace of the client on the group's entities, at once.
-void RemoveEntitiesFromClientAboutToBeDeleted(Server_Client* client, VUKFastArray_Entity& group) {
-    for (uint32_t i = 0; i < group.Count(); ++i) {
-        Server_Entity* e = group.GetEntity(i);
-        client->ForgetEntity(e);
-        client->Detach(e);
-    }
-}
-
 } // namespace
 
 // ---- the client's bookkeeping ----
 
-bool Server_Client::IsPending(const Server_Entity* e) const { return e->GetClientPendingLink(Slot()) != nullptr; }
+void Server_Client::GrowCells(uint32_t index) {
+    size_t size = std::max<size_t>({size_t(index) + 1, g_EntityClientBits.IndexLimit(), m_Cells.size() * 2});
+    m_Cells.resize(size);
+}
 
-VUKFastArray_WithLinkBacks<Server_Entity*>& Server_Client::PendingListOf(const Server_Entity* e) {
+Server_Client_Entity* Server_Client::ViewOf(const Server_Entity* e) const {
+    uint32_t h = CellOf(e).m_uiView;
+    return h ? reinterpret_cast<Server_Client_Entity*>(g_VukHeap_ServerClientEntity.FromHandle(h)) : nullptr;
+}
+
+void Server_Client::SetView(Server_Entity* e, Server_Client_Entity* view) {
+    CellFor(e).m_uiView = view ? g_VukHeap_ServerClientEntity.HandleOf(view) : 0;
+    SetBit(e, kBitViewed, view != nullptr);
+}
+
+void Server_Client::SetBit(const Server_Entity* e, EntityClientBit bit, bool on) {
+    if (!IsWatching()) return;
+    if (on)
+        g_EntityClientBits.Set(e->m_uiIndex, bit, m_uiWatcher);
+    else
+        g_EntityClientBits.Clear(e->m_uiIndex, bit, m_uiWatcher);
+}
+
+PlacedEntityList& Server_Client::PendingListOf(const Server_Entity* e) {
     return e->GetKind() == kKindPlayer ? m_PendingPlayers : m_PendingEntities;
 }
 
 void Server_Client::MakePending(Server_Entity* e) {
-    uint32_t slot = Slot();
-    if (e->GetClientPendingLink(slot)) return;
-    e->SetClientPendingLink(slot, PendingListOf(e).Append(e));
+    ClientEntityCell& cell = CellFor(e);
+    if (cell.m_uiPendingPlace) return;
+    cell.m_uiPendingPlace = PendingListOf(e).Append(e) + 1;
+    SetBit(e, kBitPending, true);
 }
 
 void Server_Client::TakeOutOfPending(Server_Entity* e) {
-    uint32_t slot = Slot();
-    uint32_t* cell = e->GetClientPendingLink(slot);
-    if (!cell) return;
-    PendingListOf(e).Remove(cell);
-    e->SetClientPendingLink(slot, nullptr);
-}
-
-void Server_Client::Attach(Server_Entity* e) {
-    uint32_t slot = Slot();
-    if (e->GetClientAttachedLink(slot)) return;
-    e->SetClientAttachedLink(slot, m_AttachedEntities.Append(e));
-}
-
-void Server_Client::Detach(Server_Entity* e) {
-    uint32_t slot = Slot();
-    uint32_t* cell = e->GetClientAttachedLink(slot);
-    if (!cell) return;
-    m_AttachedEntities.Remove(cell);
-    e->SetClientAttachedLink(slot, nullptr);
+    if (e->m_uiIndex >= m_Cells.size()) return;
+    ClientEntityCell& cell = m_Cells[e->m_uiIndex];
+    if (!cell.m_uiPendingPlace) return;
+    if (Server_Entity* moved = PendingListOf(e).RemoveAt(cell.m_uiPendingPlace - 1))
+        m_Cells[moved->m_uiIndex].m_uiPendingPlace = cell.m_uiPendingPlace;
+    cell.m_uiPendingPlace = 0;
+    SetBit(e, kBitPending, false);
 }
 
 void Server_Client::PutInZoneWait(Server_Entity* e) {
-    uint32_t slot = Slot();
-    if (e->GetClientZoneWaitLink(slot)) return;
-    e->SetClientZoneWaitLink(slot, m_ZoneWaitEntities.Append(e));
+    ClientEntityCell& cell = CellFor(e);
+    if (cell.m_uiWaitPlace) return;
+    cell.m_uiWaitPlace = m_ZoneWaitEntities.Append(e) + 1;
+    SetBit(e, kBitWaiting, true);
 }
 
 void Server_Client::TakeOutOfZoneWait(Server_Entity* e) {
-    uint32_t slot = Slot();
-    if (uint32_t* cell = e->GetClientZoneWaitLink(slot)) {
-        m_ZoneWaitEntities.Remove(cell);
-        e->SetClientZoneWaitLink(slot, nullptr);
-    }
+    if (e->m_uiIndex >= m_Cells.size()) return;
+    ClientEntityCell& cell = m_Cells[e->m_uiIndex];
+    if (!cell.m_uiWaitPlace) return;
+    if (Server_Entity* moved = m_ZoneWaitEntities.RemoveAt(cell.m_uiWaitPlace - 1))
+        m_Cells[moved->m_uiIndex].m_uiWaitPlace = cell.m_uiWaitPlace;
+    cell.m_uiWaitPlace = 0;
+    SetBit(e, kBitWaiting, false);
+}
+
+void Server_Client::TakeOutOfGrid(Server_Entity* e) {
+    m_PendingGrid.Unfile(e->m_uiIndex);
+    SetBit(e, kBitFiled, false);
 }
 
 void Server_Client::TakeOutOfZoneWaitOrGrid(Server_Entity* e) {
-    uint32_t slot = Slot();
-    if (uint32_t* cell = e->GetClientZoneWaitLink(slot)) {
-        m_ZoneWaitEntities.Remove(cell);
-        e->SetClientZoneWaitLink(slot, nullptr);
-    } else if (PFAE_InfoList* info = e->GetClientZoneInfo(slot)) {
-        ZL_RemoveEntityFromZonesOnly(e, info);
-    }
+    if (IsWaitingForZone(e))
+        TakeOutOfZoneWait(e);
+    else
+        TakeOutOfGrid(e);
 }
 
-void Server_Client::FileInPendingGrid(Server_Entity* e) {
-    uint32_t slot = Slot();
-    PFAE_InfoList* info = e->GetClientZoneInfo(slot);
-    if (!info) {
-        info = new PFAE_InfoList(1);
-        e->SetClientZoneInfo(slot, info);
-    } else if (info->Count() != 0) {
-        ZL_RemoveEntityFromZonesOnly(e, info);
-    }
-    m_PendingGrid.AddEntity(e, info, true);
+void Server_Client::FileInPendingGrid(Server_Entity* e) { FileInPendingGrid(e, ClientPendingGrid::KeyOf(e)); }
+
+void Server_Client::FileInPendingGrid(Server_Entity* e, uint32_t key) {
+    m_PendingGrid.File(e->m_uiIndex, key);
+    SetBit(e, kBitFiled, key != ClientPendingGrid::kNowhere);
 }
 
 void Server_Client::ForgetEntity(Server_Entity* e) {
-    uint32_t slot = Slot();
     TakeOutOfPending(e);
-    if (Server_Client_Entity* view = e->GetClientView(slot)) {
-        e->SetClientView(slot, nullptr);
+    if (Server_Client_Entity* view = ViewOf(e)) {
+        SetView(e, nullptr);
         ReleaseView(view);
     }
-    TakeOutOfZoneWaitOrGrid(e);
-    if (PFAE_InfoList* info = e->GetClientZoneInfo(slot)) {
-        e->SetClientZoneInfo(slot, nullptr);
-        delete info;
-    }
+    TakeOutOfZoneWait(e);
+    TakeOutOfGrid(e);
 }
 
 // ---- notices ----
 
-void Server_Client::Inform_EntityUpdated(Server_Entity* e) { Inform_EntityUpdated(e, false); }
+void Server_Client::Inform_EntityUpdated(Server_Entity* e) {
+    uint32_t key = ClientPendingGrid::KeyOf(e);
+    Inform_EntityUpdated(e, false, key);
+}
 
-void Server_Client::Inform_EntityUpdated(Server_Entity* e, bool sameZones) {
-    const uint32_t slot = Slot();
+void Server_Client::Inform_EntityUpdated(Server_Entity* e, bool sameZones, uint32_t key) {
+    if (!m_pPlayer) return;
     // Filed and not waiting means filed where the last notice put it (or where the zone filing
     // put it since, from the same bounds): pending and filed at once needs nothing, filed only
     // needs to become pending. A pending entity is always filed or waiting.
-    if (sameZones && !e->GetClientZoneWaitLink(slot)) {
-        if (e->GetClientPendingLink(slot)) return;
-        const PFAE_InfoList* info = e->GetClientZoneInfo(slot);
-        if (info && info->Count() != 0) {
+    if (sameZones && !IsWaitingForZone(e)) {
+        if (IsPending(e)) return;
+        if (m_PendingGrid.IsFiledInZones(e->m_uiIndex)) {
             MakePending(e);
             return;
         }
     }
     MakePending(e);
-    Attach(e);
     TakeOutOfZoneWait(e);
-    FileInPendingGrid(e);
+    FileInPendingGrid(e, key);
 }
 
 void Server_Client::Inform_EntityAboutToBeRemoved(Server_Entity* e) {
-    uint32_t slot = Slot();
     TakeOutOfPending(e);
-    if (Server_Client_Entity* view = e->GetClientView(slot)) {
+    if (Server_Client_Entity* view = ViewOf(e)) {
         // The removal is written later; the view keeps its slot until then.
         if (view->GetKind() == kKindFireBlock)
             m_RemovedFireBlockViews.Append(view);
         else
             m_RemovedViews.Append(view);
-        e->SetClientView(slot, nullptr);
+        SetView(e, nullptr);
     }
-    Detach(e);
-    TakeOutOfZoneWaitOrGrid(e);
-    if (PFAE_InfoList* info = e->GetClientZoneInfo(slot)) {
-        e->SetClientZoneInfo(slot, nullptr);
-        delete info;
-    }
+    TakeOutOfZoneWait(e);
+    TakeOutOfGrid(e);
 }
 
 void Server::InformClients_EntityUpdated(Server_Entity* entity) {
     if (entity->m_ucRuleFlags & kRuleQueuedForRemoval) return;
-    if (m_Clients.Empty()) return;
-    // Every client's pending grid has the same geometry: one key serves them all.
-    uint32_t zones = m_Clients[0]->m_PendingGrid.ZoneKey(entity);
-    bool sameZones = zones != 0 && zones == entity->m_uiPendingGridZones;
-    for (Server_Client* client : m_Clients)
-        if (client->m_pPlayer) client->Inform_EntityUpdated(entity, sameZones);
-    entity->m_uiPendingGridZones = zones;
+    if (m_WatcherCount == 0) return;
+    const uint32_t key = ClientPendingGrid::KeyOf(entity);
+    const bool sameZones = key == entity->m_uiPendingGridZones;
+    entity->m_uiPendingGridZones = key;
+    // One row answers for every client: with the same zones, a client that has the entity
+    // pending and not waiting needs nothing at all.
+    const uint32_t words = g_EntityClientBits.WordsPerKind();
+    const uint64_t* row = g_EntityClientBits.Row(entity->m_uiIndex);
+    for (uint32_t w = 0; w < m_UpdateWatchers.size() && w < words; ++w) {
+        uint64_t todo = m_UpdateWatchers[w];
+        if (sameZones) todo &= ~(row[kBitPending * words + w] & ~row[kBitWaiting * words + w]);
+        for (; todo; todo &= todo - 1)
+            m_Watchers[w * 64 + uint32_t(__builtin_ctzll(todo))]->Inform_EntityUpdated(entity, sameZones, key);
+    }
 }
 
 void Server::InformClients_EntityAboutToBeRemoved(Server_Entity* entity) {
-    for (Server_Client* client : m_Clients) client->Inform_EntityAboutToBeRemoved(entity);
-    // Clients being dismantled still hold views and links of the entity.
-    for (Server_Client* client : m_ClientsBeingDeleted) client->Inform_EntityAboutToBeRemoved(entity);
+    if (m_WatcherCount == 0) return;
+    // Clients being dismantled still hold views and places of the entity, so every watcher counts.
+    const uint32_t words = g_EntityClientBits.WordsPerKind();
+    const uint64_t* row = g_EntityClientBits.Row(entity->m_uiIndex);
+    for (uint32_t w = 0; w < m_AllWatchers.size() && w < words; ++w) {
+        uint64_t held = 0;
+        for (uint32_t k = 0; k < kEntityClientBitKinds; ++k) held |= row[k * words + w];
+        for (held &= m_AllWatchers[w]; held; held &= held - 1)
+            m_Watchers[w * 64 + uint32_t(__builtin_ctzll(held))]->Inform_EntityAboutToBeRemoved(entity);
+    }
+}
+
+// ---- watchers ----
+
+void Server::WatchWorld(Server_Client* client) {
+    if (client->IsWatching()) return;
+    uint32_t n = 0;
+    while (n < m_Watchers.size() && m_Watchers[n]) ++n;
+    if (n == m_Watchers.size()) m_Watchers.push_back(nullptr);
+    m_Watchers[n] = client;
+    ++m_WatcherCount;
+    g_EntityClientBits.EnsureWatchers(n + 1);
+    const size_t words = g_EntityClientBits.WordsPerKind();
+    if (m_UpdateWatchers.size() < words) m_UpdateWatchers.resize(words);
+    if (m_AllWatchers.size() < words) m_AllWatchers.resize(words);
+    m_UpdateWatchers[n / 64] |= uint64_t(1) << (n % 64);
+    m_AllWatchers[n / 64] |= uint64_t(1) << (n % 64);
+    client->m_uiWatcher = n;
+    client->m_uiTeardownCursor = 0;
+}
+
+void Server::StopWatchingUpdates(Server_Client* client) {
+    if (!client->IsWatching()) return;
+    m_UpdateWatchers[client->m_uiWatcher / 64] &= ~(uint64_t(1) << (client->m_uiWatcher % 64));
+}
+
+void Server::ReleaseWatcher(Server_Client* client) {
+    if (!client->IsWatching()) return;
+    uint32_t n = client->m_uiWatcher;
+    m_UpdateWatchers[n / 64] &= ~(uint64_t(1) << (n % 64));
+    m_AllWatchers[n / 64] &= ~(uint64_t(1) << (n % 64));
+    m_Watchers[n] = nullptr;
+    --m_WatcherCount;
+    client->m_uiWatcher = Server_Client::kNoWatcher;
 }
 
 // ---- attachment and filing ----
 
 void Server::AddAlmostAllEntitiesToNewClient(Server_Client* client) {
+    WatchWorld(client);
+    client->GrowCells(g_EntityClientBits.IndexLimit());
     ServerLockRelease release(m_ServerLock);
     // Fire blocks are short-lived: they reach the client through change notices only.
     AddAlmostAllPlayersToNewClient(*this, client);
@@ -237,33 +278,49 @@ void Server::AddAlmostAllEntitiesToNewClient(Server_Client* client) {
 void Server_Client::HandleZonesBeUpdatedThingy() {
     const int64_t start = platform::QueryCounter();
     const int64_t slice = int64_t(double(platform::QueryCounterFrequency()) * kZoneFilingSliceSeconds);
-    const uint32_t slot = Slot();
     for (;;) {
         if (m_ZoneWaitEntities.Count() == 0) {
             m_bZonesFilled = true;
             return;
         }
         Server_Entity* e = m_ZoneWaitEntities[0];
+        TakeOutOfZoneWait(e);
         FileInPendingGrid(e);
-        m_ZoneWaitEntities.Remove(m_ZoneWaitEntities.GetCell(0));
-        e->SetClientZoneWaitLink(slot, nullptr);
         if (platform::QueryCounter() - start >= slice) return;
     }
 }
 
+bool Server_Client::GradualDeleteThingy() {
+    // Views go back to their pool and the client's bits are cleared, a block of cells at a time;
+    // the lists and the grid go with the record.
+    const uint32_t end = std::min<uint32_t>(m_uiTeardownCursor + kCellsPerTeardownStep, uint32_t(m_Cells.size()));
+    for (uint32_t i = m_uiTeardownCursor; i < end; ++i) {
+        ClientEntityCell& cell = m_Cells[i];
+        // The bits mirror the cell and the grid filing: a cell without either has none set.
+        const bool held = cell.m_uiView || cell.m_uiPendingPlace || cell.m_uiWaitPlace || m_PendingGrid.FiledKey(i);
+        if (!held) continue;
+        if (cell.m_uiView)
+            ReleaseView(
+                reinterpret_cast<Server_Client_Entity*>(g_VukHeap_ServerClientEntity.FromHandle(cell.m_uiView)));
+        cell = ClientEntityCell{};
+        if (IsWatching())
+            for (uint32_t k = 0; k < kEntityClientBitKinds; ++k)
+                g_EntityClientBits.Clear(i, EntityClientBit(k), m_uiWatcher);
+    }
+    m_uiTeardownCursor = end;
+    return m_uiTeardownCursor >= m_Cells.size();
+}
+
+void Server::DismantleClient(Server_Client* client) {
+    StopWatchingUpdates(client);
+    while (!client->GradualDeleteThingy()) {
+    }
+    ReleaseWatcher(client);
+}
+
 void Server::ProperlyDeleteClient(Server_Client* client) {
     if (!client->m_pSlotRecord) return;
-    {
-        ServerLockRelease release(m_ServerLock);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_Players);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_FireBlocks);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_NormalPads);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_PalaceCubes);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_ZorbinCubes);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_TalvyCubes);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_OrisetCubes);
-        RemoveEntitiesFromClientAboutToBeDeleted(client, m_QuillhobCubes);
-    }
+    DismantleClient(client);
     ReturnACRNumber(client->m_pSlotRecord);
     client->m_pSlotRecord = nullptr;
 }

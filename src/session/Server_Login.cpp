@@ -96,6 +96,7 @@ void Server::PIC_ExistingLogin(Server_Client* client, Packet* packet) {
     client->m_strName = name;
     client->m_pPlayer = player;
     client->m_Pipe.MarkPlayerLoggedIn();
+    WatchWorld(client);
     player->m_ucChatChannel = 1;
     AddAlmostAllEntitiesToNewClient(client);
     if (player->m_strName == g_strAdminName) player->m_usAdminLevel = kMasterAdminLevel;
@@ -134,6 +135,7 @@ void Server::PIC_NewLogin(Server_Client* client, Packet* packet) {
     player->SetFlag(kPlayerClientSimulatesFire, client->m_bCSE1);
     client->m_pPlayer = player;
     client->m_Pipe.MarkPlayerLoggedIn();
+    WatchWorld(client); // the notice just below already reaches the new client
 
     UpdateGroupsAndZonesEntityIsIn(player);
     InformClients_EntityUpdated(player);

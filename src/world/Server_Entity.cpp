@@ -1,64 +1,15 @@
 #include "world/Server_Entity.h"
 
 #include <cmath>
-#include <cstring>
 #include <exception>
-#include <vector>
 
 #include "base/Settings.h"
-#include "world/Server_Client_Entity.h"
+#include "world/EntityClientBits.h"
 #include "world/Server_EntityKinds.h"
 #include "world/VUK_Grid.h"
 #include "world/WorldFatalError.h"
 
 uint32_t g_uiAllocatedClientUINs = 32;
-
-namespace {
-
-// The five values of one client slot, in the order they are stored.
-enum SlotField : uint32_t { kSlotView, kSlotPending, kSlotZoneWait, kSlotAttached, kSlotZoneInfo, kSlotFields };
-// Block header, one word: the slots the block reaches (low half) and how many of its values
-// are set (high half). Five values per slot keep both below 65,536 up to kMaxSlots.
-constexpr uint32_t kHeaderWords = 1;
-constexpr uint32_t kMaxSlots = kMaxClientSlots;
-
-uint32_t SlotsOf(const uint32_t* block) { return block[0] & 0xFFFF; }
-uint32_t LiveOf(const uint32_t* block) { return block[0] >> 16; }
-
-// Zone records are the replication layer's own allocations, not pool elements, so they are
-// registered here to get a 32-bit handle. Handle 0 is never handed out.
-struct ZoneInfoTable {
-    std::vector<VUKFastArray<PFAE_Info*>*> entries{nullptr};
-    std::vector<uint32_t> freeHandles;
-
-    uint32_t Add(VUKFastArray<PFAE_Info*>* info) {
-        if (!freeHandles.empty()) {
-            uint32_t h = freeHandles.back();
-            freeHandles.pop_back();
-            entries[h] = info;
-            return h;
-        }
-        entries.push_back(info);
-        return uint32_t(entries.size() - 1);
-    }
-    void Remove(uint32_t h) {
-        entries[h] = nullptr;
-        freeHandles.push_back(h);
-    }
-};
-
-ZoneInfoTable& ZoneInfos() {
-    static ZoneInfoTable* table = new ZoneInfoTable(); // outlives every static entity
-    return *table;
-}
-
-uint32_t RoundUpToPowerOfTwo(uint32_t n) {
-    uint32_t p = 1;
-    while (p < n) p <<= 1;
-    return p;
-}
-
-} // namespace
 
 // ---- Server_Entity ------------------------------------------------------------------------------
 
@@ -69,7 +20,7 @@ void* Server_Entity::operator new(std::size_t size) {
 
 void Server_Entity::operator delete(void* p) { g_VukHeap_ServerEntity.FreeOne(p); }
 
-Server_Entity::Server_Entity() { MakeKind(kKindNormalPad); }
+Server_Entity::Server_Entity() : m_uiIndex(g_EntityClientBits.AllocateIndex(this)) { MakeKind(kKindNormalPad); }
 
 void Server_Entity::MakeKind(uint8_t kind) {
     // How each kind looks when it is made. A Quillhob cube takes the texture set for them now.
@@ -116,7 +67,7 @@ Server_Entity::~Server_Entity() {
     m_ReferringPlayers.ReleaseAll();
     delete m_pGoalPad;
     delete m_pLift;
-    FreeClientSlots();
+    g_EntityClientBits.FreeIndex(m_uiIndex);
 }
 
 GoalPadStuff* Server_Entity::GetOrCreateGoalPad() {
@@ -177,106 +128,4 @@ void Server_Entity::ClipToOuterInvisibleBoundaries() {
         m_vPosition.z = 100'000.0f;
         SetDirty();
     }
-}
-
-// ---- per-client-slot storage ------------------------------------------------------------------
-
-uint32_t Server_Entity::GetClientSlotCapacity() const { return m_puiClientSlots ? SlotsOf(m_puiClientSlots) : 0; }
-
-size_t Server_Entity::GetClientSlotBytes() const {
-    return m_puiClientSlots ? (kHeaderWords + size_t(SlotsOf(m_puiClientSlots)) * kSlotFields) * sizeof(uint32_t) : 0;
-}
-
-uint32_t Server_Entity::GetSlotValue(uint32_t slot, uint32_t field) const {
-    if (!m_puiClientSlots || slot >= SlotsOf(m_puiClientSlots)) return 0;
-    return m_puiClientSlots[kHeaderWords + slot * kSlotFields + field];
-}
-
-void Server_Entity::SetSlotValue(uint32_t slot, uint32_t field, uint32_t value) {
-    if (slot >= g_uiAllocatedClientUINs || slot >= kMaxSlots)
-        throw WorldFatalError("Server_Entity: client slot beyond the allocated slots");
-    uint32_t capacity = m_puiClientSlots ? SlotsOf(m_puiClientSlots) : 0;
-    if (slot >= capacity) {
-        if (value == 0) return;
-        uint32_t grown = RoundUpToPowerOfTwo(slot + 1);
-        uint32_t* block = new uint32_t[kHeaderWords + size_t(grown) * kSlotFields]();
-        uint32_t live = 0;
-        if (m_puiClientSlots) {
-            std::memcpy(block + kHeaderWords, m_puiClientSlots + kHeaderWords,
-                        sizeof(uint32_t) * capacity * kSlotFields);
-            live = LiveOf(m_puiClientSlots);
-            delete[] m_puiClientSlots;
-        }
-        block[0] = grown | (live << 16);
-        m_puiClientSlots = block;
-    }
-    uint32_t& cell = m_puiClientSlots[kHeaderWords + slot * kSlotFields + field];
-    if ((cell != 0) != (value != 0)) m_puiClientSlots[0] += value != 0 ? 0x10000u : uint32_t(-0x10000);
-    cell = value;
-    if (LiveOf(m_puiClientSlots) == 0) {
-        delete[] m_puiClientSlots;
-        m_puiClientSlots = nullptr;
-    }
-}
-
-void Server_Entity::FreeClientSlots() {
-    if (!m_puiClientSlots) return;
-    for (uint32_t slot = 0; slot < SlotsOf(m_puiClientSlots); ++slot) {
-        uint32_t h = m_puiClientSlots[kHeaderWords + slot * kSlotFields + kSlotZoneInfo];
-        if (h) ZoneInfos().Remove(h);
-    }
-    delete[] m_puiClientSlots;
-    m_puiClientSlots = nullptr;
-}
-
-Server_Client_Entity* Server_Entity::GetClientView(uint32_t slot) const {
-    return reinterpret_cast<Server_Client_Entity*>(
-        g_VukHeap_ServerClientEntity.FromHandle(GetSlotValue(slot, kSlotView)));
-}
-
-void Server_Entity::SetClientView(uint32_t slot, Server_Client_Entity* view) {
-    SetSlotValue(slot, kSlotView, g_VukHeap_ServerClientEntity.HandleOf(view));
-}
-
-uint32_t* Server_Entity::GetClientPendingLink(uint32_t slot) const {
-    return reinterpret_cast<uint32_t*>(g_VukHeap_PFA_LinkBacks.FromHandle(GetSlotValue(slot, kSlotPending)));
-}
-
-void Server_Entity::SetClientPendingLink(uint32_t slot, uint32_t* cell) {
-    SetSlotValue(slot, kSlotPending, g_VukHeap_PFA_LinkBacks.HandleOf(cell));
-}
-
-uint32_t* Server_Entity::GetClientZoneWaitLink(uint32_t slot) const {
-    return reinterpret_cast<uint32_t*>(g_VukHeap_PFA_LinkBacks.FromHandle(GetSlotValue(slot, kSlotZoneWait)));
-}
-
-void Server_Entity::SetClientZoneWaitLink(uint32_t slot, uint32_t* cell) {
-    SetSlotValue(slot, kSlotZoneWait, g_VukHeap_PFA_LinkBacks.HandleOf(cell));
-}
-
-uint32_t* Server_Entity::GetClientAttachedLink(uint32_t slot) const {
-    return reinterpret_cast<uint32_t*>(g_VukHeap_PFA_LinkBacks.FromHandle(GetSlotValue(slot, kSlotAttached)));
-}
-
-void Server_Entity::SetClientAttachedLink(uint32_t slot, uint32_t* cell) {
-    SetSlotValue(slot, kSlotAttached, g_VukHeap_PFA_LinkBacks.HandleOf(cell));
-}
-
-VUKFastArray<PFAE_Info*>* Server_Entity::GetClientZoneInfo(uint32_t slot) const {
-    uint32_t h = GetSlotValue(slot, kSlotZoneInfo);
-    return h ? ZoneInfos().entries[h] : nullptr;
-}
-
-void Server_Entity::SetClientZoneInfo(uint32_t slot, VUKFastArray<PFAE_Info*>* info) {
-    uint32_t old = GetSlotValue(slot, kSlotZoneInfo);
-    if (old && ZoneInfos().entries[old] == info) return;
-    if (!old && !info) return;
-    uint32_t h = info ? ZoneInfos().Add(info) : 0;
-    try {
-        SetSlotValue(slot, kSlotZoneInfo, h);
-    } catch (...) {
-        if (h) ZoneInfos().Remove(h);
-        throw;
-    }
-    if (old) ZoneInfos().Remove(old);
 }

@@ -13,11 +13,11 @@
 
 class Server_Client_Entity;
 
-// Client slot numbers the per-client storage of every entity is sized for (32 at start); the
-// server doubles it when a client number reaches it.
+// Client slot numbers counted as allocated (32 at start); the server doubles the count when a
+// client number reaches it. Entities keep nothing per client slot, so nothing else grows.
 extern uint32_t g_uiAllocatedClientUINs;
-// Client slot numbers an entity can hold views for; a client record takes one from creation
-// until it is deleted.
+// Client records that can exist at once; a client record takes a number from creation until it
+// is deleted.
 inline constexpr uint32_t kMaxClientSlots = 8192;
 class Server_Player;
 class Server_ZorbinCube;
@@ -83,29 +83,14 @@ public:
     ~ReferringPlayerList() override { ReleaseAll(); }
 };
 
-// Per-client-slot storage.
-//
-// Every entity answers five questions per client slot: the client's view record, the link-back
-// cells of its pending, zone-wait and attached lists, and its membership record in the client's
-// pending grid. They are kept in one block per entity:
-//   - a slot's five values are stored together as 32-bit handles: view records and cells by
-//     their handle in g_VukHeap_ServerClientEntity and g_VukHeap_PFA_LinkBacks, zone records by
-//     a handle into a table of registered pointers; 0 means unset;
-//   - the block is allocated when a client first sets a value, sized to the next power of two
-//     above the highest slot set, and freed when its last value is cleared; a one-word header
-//     precedes the slots, so one slot costs 24 bytes and 32 slots 644.
-// Reading any slot below g_uiAllocatedClientUINs is constant time; slots the block does not
-// reach read as unset. World::DoubleAllocatedClientUINs therefore has nothing to copy.
-// A view record handed to SetClientView must come from g_VukHeap_ServerClientEntity and a cell
-// from g_VukHeap_PFA_LinkBacks (a WorldFatalError otherwise).
 class Server_Entity : public Entity {
 public:
-    // A normal pad (kind 4) with its kind's defaults.
+    // A normal pad (kind 4) with its kind's defaults and a fresh compact index.
     Server_Entity();
     // Clears the platform reference of every referring player, deletes goal pad and lift data
-    // and the per-slot block. An entity still filed somewhere first leaves its world arrays and
-    // zones, so no array keeps a dangling entry; its client-grid records are the replication
-    // layer's to remove beforehand.
+    // and frees the compact index. An entity still filed somewhere first leaves its world arrays
+    // and zones, so no array keeps a dangling entry; what the clients hold of it is the
+    // replication layer's to drop beforehand (the removal notice).
     ~Server_Entity() override;
 
     // Normal pads live in g_VukHeap_ServerEntity; each derived kind declares its own storage.
@@ -129,21 +114,8 @@ public:
     uint8_t m_ucRuleFlags = kRuleZorbinBuildAllowed;
     uint8_t m_ucSurfaceFlags = 0;
     uint8_t m_ucPassFlags = 0;
-
-    // ---- per-client-slot storage (see above) ----
-    Server_Client_Entity* GetClientView(uint32_t slot) const;
-    void SetClientView(uint32_t slot, Server_Client_Entity* view);
-    uint32_t* GetClientPendingLink(uint32_t slot) const;
-    void SetClientPendingLink(uint32_t slot, uint32_t* cell);
-    uint32_t* GetClientZoneWaitLink(uint32_t slot) const;
-    void SetClientZoneWaitLink(uint32_t slot, uint32_t* cell);
-    uint32_t* GetClientAttachedLink(uint32_t slot) const;
-    void SetClientAttachedLink(uint32_t slot, uint32_t* cell);
-    VUKFastArray<PFAE_Info*>* GetClientZoneInfo(uint32_t slot) const;
-    void SetClientZoneInfo(uint32_t slot, VUKFastArray<PFAE_Info*>* info);
-    // Slots the block reaches now (0 without a block), and its bytes.
-    uint32_t GetClientSlotCapacity() const;
-    size_t GetClientSlotBytes() const;
+    // Index of the entity's row in g_EntityClientBits and of its cells in every client's arrays.
+    const uint32_t m_uiIndex;
 
     // ---- flags ----
     bool IsDirty() const { return (m_ucRuleFlags & kRuleDirty) != 0; }
@@ -175,11 +147,4 @@ public:
 protected:
     // The kind with the texture, texture scale, texture mode and bounds it is made with.
     void MakeKind(uint8_t kind);
-
-private:
-    uint32_t GetSlotValue(uint32_t slot, uint32_t field) const;
-    void SetSlotValue(uint32_t slot, uint32_t field, uint32_t value);
-    void FreeClientSlots();
-
-    uint32_t* m_puiClientSlots = nullptr;
 };

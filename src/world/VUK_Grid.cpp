@@ -94,6 +94,19 @@ int VUK_Grid::AxisIndex(float c, float min, float size, uint32_t count) {
     return i < int(count) ? i : -1;
 }
 
+bool VUK_Grid::AxisSpan(float low, float high, float min, float max, float size, uint32_t count, int* first,
+                        int* last) {
+    *first = -1;
+    *last = -1;
+    for (float c = SkipToGrid(low, min, size); c <= high + size && c < max; c += size) {
+        int i = AxisIndex(c, min, size, count);
+        if (i < 0) continue;
+        if (*first < 0 || i < *first) *first = i;
+        if (i > *last) *last = i;
+    }
+    return *first >= 0;
+}
+
 void VUK_Grid::GetEntityBounds(const Server_Entity* e, bool rotated, VUKVector* low, VUKVector* high) {
     const VUKVector h = e->m_vSize * 0.5f;
     if (rotated && !e->HasUnrotatedBounds() && e->HasRotation()) {

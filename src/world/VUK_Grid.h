@@ -37,6 +37,11 @@ public:
     // indices too wide for the key). Moves within the same zones then need no re-filing.
     uint32_t ZoneKey(const Server_Entity* e) const;
 
+    // The first and last index the filing walk reaches along one axis for the span [low, high]
+    // of a box (false when it reaches none), for grids kept in another form with the same zones.
+    static bool AxisSpan(float low, float high, float min, float max, float size, uint32_t count, int* first,
+                         int* last);
+
     // Index of c on an axis, or -1 when c lies outside the grid.
     int IndexX(float c) const { return AxisIndex(c, m_fMinX, m_fZoneSizeX, m_uiZoneCount); }
     int IndexY(float c) const { return AxisIndex(c, m_fMinY, m_fZoneSizeY, m_uiLayerCount); }

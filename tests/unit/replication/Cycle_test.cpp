@@ -188,8 +188,8 @@ TEST_F(Notices, ChangeWhileWaitingToBeFiledFilesAtOnceForClientsWithAPlayer) {
     ASSERT_EQ(ann.client->m_ZoneWaitEntities.Count(), 1u);
     MoveTo(pad, 150.0f, 0.0f, 0.0f);
     EXPECT_EQ(ann.client->m_ZoneWaitEntities.Count(), 0u);
-    EXPECT_GT(pad->GetClientZoneInfo(ann.client->Slot())->Count(), 0u);
-    EXPECT_FALSE(Pending(idle, pad) || pad->GetClientAttachedLink(idle.client->Slot()));
+    EXPECT_TRUE(ann.client->m_PendingGrid.IsFiledInZones(pad->m_uiIndex));
+    EXPECT_FALSE(Pending(idle, pad) || idle.client->IsWatching());
 }
 
 // Filing against a counter that moves by a set step at every reading.
@@ -217,17 +217,17 @@ TEST_F(Notices, ZoneFilingRunsInSlicesOfASixtiethOfASecondAndFilesOneEntityAtLea
 
 TEST_F(Notices, MovingEntityStaysFiledOnceSentAndASmallMoveMakesItPendingThere) {
     auto ann = Settled("ann");
-    uint32_t s = ann.client->Slot();
+    const ClientPendingGrid& grid = ann.client->m_PendingGrid;
     Server_Entity* cube = Add(kKindTalvyCube, 500.0f);
     Server_Entity* pad = Add(kKindNormalPad, 600.0f);
     NormalUpdate(ann);
     ASSERT_FALSE(Pending(ann, cube) || Pending(ann, pad));
-    uint32_t filed = cube->GetClientZoneInfo(s)->Count();
-    EXPECT_GT(filed, 0u);
-    EXPECT_EQ(pad->GetClientZoneInfo(s)->Count(), 0u);
+    uint32_t filed = grid.FiledKey(cube->m_uiIndex);
+    EXPECT_TRUE(grid.IsFiledInZones(cube->m_uiIndex));
+    EXPECT_EQ(grid.FiledKey(pad->m_uiIndex), 0u);
     MoveTo(cube, 501.0f, 200.0f, -200.0f);
     EXPECT_TRUE(Pending(ann, cube));
-    EXPECT_EQ(cube->GetClientZoneInfo(s)->Count(), filed);
+    EXPECT_EQ(grid.FiledKey(cube->m_uiIndex), filed);
     // The zone pass finds it where it is filed and sends the move (the pad was selected last).
     EXPECT_EQ(NormalUpdateMessage(ann),
               (Bytes{0x2E, 1, 0x27} + U16(uint16_t(-4990)) + U16(uint16_t(-2000)) + U16(2000)));
@@ -279,14 +279,16 @@ TEST_F(Removals, FireBlockRemovalIsSilentForClientsThatSimulateThemButFreesTheSl
 
 using Teardown = ReplicationTest;
 
-TEST_F(Teardown, DroppedClientGoesTenEntitiesAPassAndShutdownTakesEveryTraceAtOnce) {
-    // The number of entities that still hold a per-slot value of the client.
-    auto traces = [&](uint32_t s) {
+TEST_F(Teardown, DroppedClientLeavesNoTraceAndItsNumbersAreHandedOutAgain) {
+    // Entities whose row still has a bit of the watcher.
+    auto traces = [&](uint32_t watcher, uint32_t only = kEntityClientBitKinds) {
         int n = 0;
-        for (uint32_t i = 0; i < server().m_AllEntities.Count(); ++i) {
-            const Server_Entity* e = server().m_AllEntities.GetEntity(i);
-            n += e->GetClientView(s) || e->GetClientPendingLink(s) || e->GetClientZoneWaitLink(s) ||
-                 e->GetClientAttachedLink(s) || e->GetClientZoneInfo(s);
+        for (uint32_t i = 0; i < g_EntityClientBits.IndexLimit(); ++i) {
+            bool any = false;
+            for (uint32_t k = 0; k < kEntityClientBitKinds; ++k)
+                any = any || ((only == k || only == kEntityClientBitKinds) &&
+                              g_EntityClientBits.Test(i, EntityClientBit(k), watcher));
+            n += any && g_EntityClientBits.EntityAt(i);
         }
         return n;
     };
@@ -296,37 +298,28 @@ TEST_F(Teardown, DroppedClientGoesTenEntitiesAPassAndShutdownTakesEveryTraceAtOn
     Add(kKindFireBlock, 500.0f);
     Add(kKindTalvyCube, 90000.0f, 0.0f, 0.0f);
     NormalUpdate(bob);
-    Server_Client* client = ann.client;
-    const uint32_t annSlot = client->Slot(), bobSlot = bob.client->Slot();
-    ASSERT_EQ(client->m_AttachedEntities.Count(), 28u); // pads, two players, fire block, cube
+    const uint32_t annSlot = ann.client->Slot(), bobSlot = bob.client->Slot();
+    const uint32_t annWatcher = ann.client->m_uiWatcher, bobWatcher = bob.client->m_uiWatcher;
+    ASSERT_EQ(traces(annWatcher), 28); // pads, two players, fire block, cube
+    const uint64_t views = g_VukHeap_ServerClientEntity.ChainLiveCount();
+    const int annViews = traces(annWatcher, kBitViewed);
+    ASSERT_GT(annViews, 0);
     ann.Disconnect();
     m_Harness.Pass();
-    ASSERT_EQ(server().m_ClientsBeingDeleted.Length(), 1u);
-    EXPECT_EQ(client->m_AttachedEntities.Count(), 18u);
-    // Still told of removals while it is being dismantled.
-    Server_Entity* pad = client->m_AttachedEntities[0];
-    for (uint32_t i = 1; pad->GetKind() != kKindNormalPad; ++i) pad = client->m_AttachedEntities[i];
-    Destroy(pad);
-    EXPECT_EQ(client->m_AttachedEntities.Count(), 17u);
-    m_Harness.Pass(2);
     EXPECT_TRUE(server().m_ClientsBeingDeleted.Empty());
-    EXPECT_EQ(traces(annSlot), 0);
-    // Its number is the next one handed out.
+    EXPECT_EQ(traces(annWatcher), 0);
+    EXPECT_EQ(g_VukHeap_ServerClientEntity.ChainLiveCount(), views - uint64_t(annViews));
     auto carol = LogIn("carol");
-    EXPECT_EQ(carol.client->Slot(), annSlot);
+    EXPECT_EQ(std::pair(carol.client->Slot(), carol.client->m_uiWatcher), std::pair(annSlot, annWatcher));
 
-    // At shutdown: every trace at once, and the number returned; carol's record is untouched
-    // (pads, three players, the cube).
+    // At shutdown every trace goes at once and the number returns; carol's record is untouched.
     server().ProperlyDeleteClient(bob.client);
     EXPECT_EQ(bob.client->m_pSlotRecord, nullptr);
-    EXPECT_EQ(bob.client->m_AttachedEntities.Count() + bob.client->m_PendingEntities.Count() +
-                  bob.client->m_PendingPlayers.Count(),
-              0u);
-    EXPECT_EQ(traces(bobSlot), 0);
+    EXPECT_EQ(traces(bobWatcher), 0);
     ASSERT_NE(server().m_pFreeClientNumbers, nullptr);
     EXPECT_EQ(server().m_pFreeClientNumbers->m_uiNumber, bobSlot);
     EXPECT_TRUE(Pending(carol, carol.client->m_pPlayer));
-    EXPECT_EQ(carol.client->m_AttachedEntities.Count(), 27u);
+    EXPECT_EQ(traces(carol.client->m_uiWatcher), 28); // pads, three players, the far cube
 }
 
 } // namespace

@@ -168,13 +168,9 @@ protected:
         while (!peer.client->m_bZonesFilled) peer.client->HandleZonesBeUpdatedThingy();
     }
 
-    Server_Client_Entity* ViewOf(const Peer& peer, const Server_Entity* e) const {
-        return e->GetClientView(peer.client->Slot());
-    }
+    Server_Client_Entity* ViewOf(const Peer& peer, const Server_Entity* e) const { return peer.client->ViewOf(e); }
     uint8_t SlotOf(const Peer& peer, const Server_Entity* e) const { return ViewOf(peer, e)->m_pIndexLink->m_ucSlot; }
-    bool Pending(const Peer& peer, const Server_Entity* e) const {
-        return e->GetClientPendingLink(peer.client->Slot()) != nullptr;
-    }
+    bool Pending(const Peer& peer, const Server_Entity* e) const { return peer.client->IsPending(e); }
     static bool Contains(const Bytes& haystack, const Bytes& needle) {
         return std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) != haystack.end();
     }

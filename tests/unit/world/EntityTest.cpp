@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "base/Settings.h"
+#include "world/EntityClientBits.h"
 #include "world/Server_Client_Entity.h"
 #include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/World.h"
@@ -201,41 +202,30 @@ TEST(EntityStorage, ADestroyedPlatformClearsItsRidersReference) {
     EXPECT_EQ(a.m_pPlatform, nullptr);
 }
 
-// Five values per slot in one block that reaches the highest slot set (a header word, then five
-// words a slot); unset values read as null, and the block goes with the last value. Slots beyond
-// the allocated ones are refused until the world doubles them.
-TEST(ClientSlots, KeepEachValuePerSlotInABlockThatGoesWithTheLastValue) {
-    const uint32_t saved = std::exchange(g_uiAllocatedClientUINs, 32);
-    Server_Entity pad;
-    auto view = std::make_unique<Server_Client_Entity>();
-    VUKFastArray_WithLinkBacks<Server_Entity*> lists(4);
-    uint32_t *pending = lists.Append(&pad), *waiting = lists.Append(&pad), *attached = lists.Append(&pad);
-    VUKFastArray<PFAE_Info*> zoneInfo(1);
-    pad.SetClientView(0, view.get());
-    EXPECT_EQ(std::tuple(pad.GetClientSlotCapacity(), pad.GetClientSlotBytes()), std::tuple(1u, 24u));
-    pad.SetClientPendingLink(3, pending);
-    pad.SetClientZoneWaitLink(5, waiting);
-    pad.SetClientAttachedLink(0, attached);
-    pad.SetClientZoneInfo(3, &zoneInfo);
-    for (uint32_t s = 0; s < 32; ++s) {
-        EXPECT_EQ(std::tuple(pad.GetClientView(s), pad.GetClientPendingLink(s), pad.GetClientZoneWaitLink(s),
-                             pad.GetClientAttachedLink(s), pad.GetClientZoneInfo(s)),
-                  std::tuple(s == 0 ? view.get() : nullptr, s == 3 ? pending : nullptr, s == 5 ? waiting : nullptr,
-                             s == 0 ? attached : nullptr, s == 3 ? &zoneInfo : nullptr));
-    }
-    EXPECT_THROW(pad.SetClientView(32, view.get()), WorldFatalError);
-    World().DoubleAllocatedClientUINs();
-    pad.SetClientView(40, view.get());
-    EXPECT_EQ(std::tuple(g_uiAllocatedClientUINs, pad.GetClientView(0), pad.GetClientView(39), pad.GetClientView(40)),
-              std::tuple(64u, view.get(), nullptr, view.get()));
-    for (uint32_t slot : {0u, 5u, 40u}) pad.SetClientView(slot, nullptr); // clearing an unset value changes nothing
-    pad.SetClientPendingLink(3, nullptr);
-    pad.SetClientZoneWaitLink(5, nullptr);
-    pad.SetClientAttachedLink(0, nullptr);
-    EXPECT_EQ(pad.GetClientSlotCapacity(), 64u);
-    pad.SetClientZoneInfo(3, nullptr);
-    EXPECT_EQ(pad.GetClientSlotBytes(), 0u);
-    g_uiAllocatedClientUINs = saved;
+// A freed index is handed out again with a clean row; widening the rows for a 129th watcher
+// keeps every bit; a watcher's bits can be cleared across all rows.
+TEST(EntityClientBits, IndicesAreReusedCleanAndRowsWidenWithoutLosingBits) {
+    auto a = std::make_unique<Server_Entity>();
+    auto b = std::make_unique<Server_Entity>();
+    const uint32_t ia = a->m_uiIndex, ib = b->m_uiIndex;
+    EXPECT_EQ(g_EntityClientBits.EntityAt(ia), a.get());
+    g_EntityClientBits.Set(ia, kBitPending, 3);
+    g_EntityClientBits.Set(ib, kBitViewed, 127);
+    a.reset();
+    auto c = std::make_unique<Server_Entity>();
+    EXPECT_EQ(c->m_uiIndex, ia);
+    EXPECT_FALSE(g_EntityClientBits.Test(ia, kBitPending, 3));
+    const uint32_t words = g_EntityClientBits.WordsPerKind();
+    g_EntityClientBits.EnsureWatchers(words * 64 + 1);
+    EXPECT_EQ(g_EntityClientBits.WordsPerKind(), words * 2);
+    g_EntityClientBits.Set(ib, kBitFiled, words * 64);
+    EXPECT_EQ(
+        std::tuple(g_EntityClientBits.Test(ib, kBitViewed, 127), g_EntityClientBits.Test(ib, kBitFiled, words * 64),
+                   g_EntityClientBits.Test(ib, kBitFiled, 127), g_EntityClientBits.Test(ib, kBitViewed, words * 64)),
+        std::tuple(true, true, false, false));
+    g_EntityClientBits.ClearWatcher(127);
+    EXPECT_FALSE(g_EntityClientBits.Test(ib, kBitViewed, 127));
+    g_EntityClientBits.Clear(ib, kBitFiled, words * 64);
 }
 
 // Their starting values, the baseline of what a client is first sent, are checked by the

@@ -1,0 +1,110 @@
+#include "replication/ClientPendingGrid.h"
+
+#include <algorithm>
+
+#include "world/Server_EntityKinds.h"
+#include "world/VUK_Grid.h"
+
+namespace {
+
+// Key layout: x first/last in bits 0–11, z in 12–23, y in 24–29 (three bits each end).
+constexpr uint32_t kXShift = 0, kZShift = 12, kYShift = 24;
+constexpr uint32_t kEmpty = 0x40000000u;
+
+static_assert(ClientPendingGrid::kZones <= 64 && ClientPendingGrid::kRows <= 64 && ClientPendingGrid::kLayers <= 8,
+              "zone indices must fit the key");
+
+uint32_t First(uint32_t key, uint32_t shift, uint32_t bits) { return (key >> shift) & ((1u << bits) - 1); }
+uint32_t Last(uint32_t key, uint32_t shift, uint32_t bits) { return (key >> (shift + bits)) & ((1u << bits) - 1); }
+
+// A zone array keeps at most this many entries beyond twice its live count before it is
+// compacted, so stale entries cost amortised constant time per filing.
+constexpr size_t kCompactSlack = 16;
+
+} // namespace
+
+uint32_t ClientPendingGrid::KeyOf(const Server_Entity* e) {
+    VUKVector low, high;
+    VUK_Grid::GetEntityBounds(e, true, &low, &high);
+    int x0, x1, y0, y1, z0, z1;
+    if (!VUK_Grid::AxisSpan(low.x, high.x, kMinX, kMaxX, kZoneSize, kZones, &x0, &x1) ||
+        !VUK_Grid::AxisSpan(low.y, high.y, kMinY, kMaxY, kZoneSize, kLayers, &y0, &y1) ||
+        !VUK_Grid::AxisSpan(low.z, high.z, kMinZ, kMaxZ, kZoneSize, kRows, &z0, &z1))
+        return kNowhere;
+    return kFiled | uint32_t(x0) << kXShift | uint32_t(x1) << (kXShift + 6) | uint32_t(z0) << kZShift |
+           uint32_t(z1) << (kZShift + 6) | uint32_t(y0) << kYShift | uint32_t(y1) << (kYShift + 3);
+}
+
+template <typename F> void ClientPendingGrid::ForEachZone(uint32_t key, F f) {
+    if (key & kEmpty) return;
+    for (uint32_t y = First(key, kYShift, 3); y <= Last(key, kYShift, 3); ++y)
+        for (uint32_t z = First(key, kZShift, 6); z <= Last(key, kZShift, 6); ++z)
+            for (uint32_t x = First(key, kXShift, 6); x <= Last(key, kXShift, 6); ++x) f(ZoneOf(y, z, x));
+}
+
+bool ClientPendingGrid::IsFiledIn(uint32_t index, uint32_t zone) const {
+    uint32_t key = FiledKey(index);
+    if (key == 0 || (key & kEmpty)) return false;
+    uint32_t x = zone % kZones, z = (zone / kZones) % kRows, y = zone / (kZones * kRows);
+    return x >= First(key, kXShift, 6) && x <= Last(key, kXShift, 6) && z >= First(key, kZShift, 6) &&
+           z <= Last(key, kZShift, 6) && y >= First(key, kYShift, 3) && y <= Last(key, kYShift, 3);
+}
+
+void ClientPendingGrid::AddLive(uint32_t zone) {
+    if (m_Zones[zone].m_uiLive++ != 0) return;
+    uint32_t row = zone / kZones;
+    if (m_usRowLive[row]++ == 0) ++m_uiLayerLive[row / kRows];
+}
+
+void ClientPendingGrid::RemoveLive(uint32_t zone) {
+    Zone& z = m_Zones[zone];
+    if (--z.m_uiLive != 0) return;
+    // Nothing current is left: the entries go, and with them the memory.
+    std::vector<uint32_t>().swap(z.m_Entries);
+    uint32_t row = zone / kZones;
+    if (--m_usRowLive[row] == 0) --m_uiLayerLive[row / kRows];
+}
+
+void ClientPendingGrid::Compact(uint32_t zone) {
+    std::vector<uint32_t>& entries = m_Zones[zone].m_Entries;
+    std::sort(entries.begin(), entries.end());
+    entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
+    entries.erase(std::remove_if(entries.begin(), entries.end(), [&](uint32_t i) { return !IsFiledIn(i, zone); }),
+                  entries.end());
+}
+
+void ClientPendingGrid::File(uint32_t index, uint32_t key) {
+    if (index >= m_Keys.size()) m_Keys.resize(std::max<size_t>(index + 1, m_Keys.size() * 2));
+    if (!m_Zones) m_Zones.reset(new Zone[kLayers * kRows * kZones]);
+    Unfile(index);
+    m_Keys[index] = key;
+    ForEachZone(key, [&](uint32_t zone) {
+        AddLive(zone);
+        std::vector<uint32_t>& entries = m_Zones[zone].m_Entries;
+        entries.push_back(index);
+        if (entries.size() > 2 * size_t(m_Zones[zone].m_uiLive) + kCompactSlack) Compact(zone);
+    });
+}
+
+void ClientPendingGrid::Unfile(uint32_t index) {
+    if (index >= m_Keys.size() || m_Keys[index] == 0) return;
+    uint32_t key = m_Keys[index];
+    m_Keys[index] = 0;
+    ForEachZone(key, [&](uint32_t zone) { RemoveLive(zone); });
+}
+
+uint32_t ClientPendingGrid::CountZones() const {
+    uint32_t n = 0;
+    if (m_Zones)
+        for (uint32_t i = 0; i < kLayers * kRows * kZones; ++i) n += m_Zones[i].m_uiLive != 0;
+    return n;
+}
+
+size_t ClientPendingGrid::Bytes() const {
+    size_t n = m_Keys.capacity() * sizeof(uint32_t);
+    if (m_Zones) {
+        n += sizeof(Zone) * kLayers * kRows * kZones;
+        for (uint32_t i = 0; i < kLayers * kRows * kZones; ++i) n += m_Zones[i].m_Entries.capacity() * sizeof(uint32_t);
+    }
+    return n;
+}
