@@ -183,11 +183,14 @@ bool Server_Client::UC_ProcessZones(float radius) {
 
     bool zonesRanOut = true;
     m_ZonePassVisited.clear();
-    m_PendingGrid.Walk(low, high, [&](const uint32_t* entries, uint32_t count, uint32_t zone) {
+    m_PendingGrid.Walk(low, high, [&](const uint32_t* entries, uint32_t count, uint32_t zone, uint32_t& stale) {
         for (uint32_t i = 0; i < count; ++i) {
             // Entries of entities filed elsewhere since are stale; one met in an earlier zone
             // (or twice here) is handled once.
-            if (!m_PendingGrid.IsFiledIn(entries[i], zone)) continue;
+            if (!m_PendingGrid.IsFiledIn(entries[i], zone)) {
+                ++stale;
+                continue;
+            }
             Server_Entity* e = g_EntityClientBits.EntityAt(entries[i]);
             if (e->m_ucPassFlags & kPassVisited) continue;
             if (IsPending(e)) {

@@ -17,10 +17,6 @@ static_assert(ClientPendingGrid::kZones <= 64 && ClientPendingGrid::kRows <= 64 
 uint32_t First(uint32_t key, uint32_t shift, uint32_t bits) { return (key >> shift) & ((1u << bits) - 1); }
 uint32_t Last(uint32_t key, uint32_t shift, uint32_t bits) { return (key >> (shift + bits)) & ((1u << bits) - 1); }
 
-// A zone array keeps at most this many entries beyond twice its live count before it is
-// compacted, so stale entries cost amortised constant time per filing.
-constexpr size_t kCompactSlack = 16;
-
 } // namespace
 
 uint32_t ClientPendingGrid::KeyOf(const Server_Entity* e) {

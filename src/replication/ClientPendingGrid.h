@@ -51,8 +51,10 @@ public:
 
     // Visits the zones of the box [low, high] that hold entities, y outermost, then z, then x,
     // each ascending, as the world's zone looper walks; visit(entries, count, zone) returns
-    // false to end the walk. Entries may be stale or repeated: see IsFiledIn.
-    template <typename Visit> void Walk(const VUKVector& low, const VUKVector& high, Visit visit) const;
+    // false to end the walk, and the number of stale entries it met through its last argument.
+    // Entries may be stale or repeated: see IsFiledIn. A zone found mostly stale is compacted
+    // once visited, so that entities sent and taken out are not walked over again and again.
+    template <typename Visit> void Walk(const VUKVector& low, const VUKVector& high, Visit visit);
     // Whether an entry of this zone is current.
     bool IsFiledIn(uint32_t index, uint32_t zone) const;
 
@@ -61,6 +63,9 @@ public:
     size_t Bytes() const;
 
 private:
+    // A zone array keeps at most this many entries beyond twice its live count before it is
+    // compacted, so stale entries cost amortised constant time per filing.
+    static constexpr size_t kCompactSlack = 16;
     struct Zone {
         std::vector<uint32_t> m_Entries;
         uint32_t m_uiLive = 0;
@@ -95,7 +100,7 @@ int ClientPendingGrid::FindNextFromSpot(Exists exists, uint32_t count, float min
     return -1;
 }
 
-template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, const VUKVector& high, Visit visit) const {
+template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, const VUKVector& high, Visit visit) {
     if (!m_Zones) return;
     for (float y = low.y; y <= high.y; y += kZoneSize) {
         int layer =
@@ -110,8 +115,12 @@ template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, con
                 int i = FindNextFromSpot([&](uint32_t c) { return m_Zones[base + c].m_uiLive != 0; }, kZones, kMinX,
                                          kMaxX, &x, high.x);
                 if (i < 0) break;
-                const Zone& zone = m_Zones[base + uint32_t(i)];
-                if (!visit(zone.m_Entries.data(), uint32_t(zone.m_Entries.size()), base + uint32_t(i))) return;
+                Zone& zone = m_Zones[base + uint32_t(i)];
+                uint32_t stale = 0;
+                const bool more =
+                    visit(zone.m_Entries.data(), uint32_t(zone.m_Entries.size()), base + uint32_t(i), stale);
+                if (stale > kCompactSlack && 2 * stale > zone.m_Entries.size()) Compact(base + uint32_t(i));
+                if (!more) return;
             }
         }
     }
