@@ -1,0 +1,424 @@
+// Every client's stream in one scenario, compared with a transcript recorded from the code before
+// the replication layer was rewritten for speed. The scenario: a few hundred pads over several
+// 6000-zones (some across zone borders, some rotated, labelled or textured), moving cubes and pads,
+// and three clients (two from the start, one later; one with the fast box add and the label cache,
+// one with a 300-byte limit) whose players walk across zone borders; then removals, a label and a
+// texture change, and quiet ticks until everything near has drained. Time moves only on the fake
+// clock, so every run sends the same bytes.
+//
+// The transcript decodes each message a client was sent, per channel and in order: a head line,
+// then one line per record about no object and one per run of records about one object, field
+// values in hex. Slots and view handles are not in it: the client's slot table is followed as the
+// client follows it (0x2F binds, 0x2E selects) and each object is named by what it was added as
+// (kind, position and size, or a player's name). The one order a rewrite may change, that of the
+// adds the zone pass takes from one zone, is taken out: each run of adds from one zone is sorted.
+// The zone is the first one of the pass's walk (y, then z, then x) that the object is filed in.
+// A run goes on past a message's end (a split cuts the run elsewhere when the order changes), tick
+// marks and the client's own player, which starts the next update.
+//
+// QV_RECORD_STREAMS=<path> writes the transcript to the path instead of comparing. The golden file
+// data/streams.golden.txt beside this test was made that way from the code before the rewrite, in
+// the worktree's root: QV_RECORD_STREAMS=$PWD/tests/unit/replication/data/streams.golden.txt
+// build/debug/unit_replication --gtest_filter='StreamCompare.*'
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "headless/ClientWorld.h"
+#include "net/ClientServerPipe.h"
+#include "unit/replication/Fixtures.h"
+
+namespace {
+
+constexpr float kZoneSize = 6000.0f, kPassRadius = 4000.0f;
+constexpr float kGridMin[3] = {-150000.0f, -6000.0f, -150000.0f};
+constexpr int kZoneCount[3] = {50, 6, 50};
+
+int ZoneIndex(int axis, float v) {
+    const int i = int(std::floor((std::max(v, kGridMin[axis]) - kGridMin[axis]) / kZoneSize));
+    return std::min(i, kZoneCount[axis] - 1);
+}
+
+std::string Hex(const uint8_t* p, size_t n) {
+    std::string s;
+    char b[3];
+    for (size_t i = 0; i < n; ++i) s.append(b, size_t(std::snprintf(b, sizeof b, "%02x", p[i])));
+    return s;
+}
+
+template <typename T> T Read(const uint8_t* p) {
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+// Records that concern no object: marks, windows, movement switch, textures, login answers.
+bool AboutNoObject(uint8_t type) {
+    static const std::set<uint8_t> types{0x02, 0x31, 0x3B, 0x3C, 0x43, 0x44, 0x45, 0x46, 0x4A, 0x4C,
+                                         0x64, 0x65, 0x66, 0x67, 0x6B, 0x6F, 0x72, 0x73, 0x74, 0x75};
+    return types.count(type) != 0;
+}
+bool IsAdd(uint8_t type) { return type == 0x0B || type == 0x78 || type == 0x79 || type == 0x58 || type == 0x5A; }
+
+// One client's streams, decoded as the client decodes them.
+class ClientStream {
+public:
+    explicit ClientStream(std::string own) : m_Own(std::move(own)) { m_Slots.fill(-1); }
+
+    // `at` is the client's player where the pass that made the message found it.
+    void Decode(unsigned channel, const Bytes& body, const VUKVector& at) {
+        static const auto shapes = headless::PayloadShapes();
+        m_Out = &m_Lines[channel];
+        m_Query = {ZoneIndex(0, at.x - kPassRadius), ZoneIndex(1, std::max(0.0f, at.y - kPassRadius)),
+                   ZoneIndex(2, at.z - kPassRadius)};
+        m_Out->push_back({Line::kHead, "#" + std::to_string(m_Count[channel]++) + " " + std::to_string(body.size())});
+        for (size_t at = 0; at < body.size();) {
+            auto shape = shapes.find(body[at]);
+            size_t end = at + 1;
+            for (int n : shape == shapes.end() ? std::vector<int>{} : shape->second) {
+                const size_t width = size_t(n < 0 ? -n : n);
+                uint32_t length = 0;
+                if (n < 0 && end + width <= body.size()) std::memcpy(&length, &body[end], width);
+                end += width + length;
+            }
+            if (shape == shapes.end() || end > body.size()) {
+                Plain("undecodable " + Hex(&body[at], body.size() - at));
+                break;
+            }
+            Record(body[at], &body[at + 1], end - at - 1);
+            at = end;
+        }
+        Close();
+    }
+
+    // The lines of every channel, runs of one zone's adds sorted.
+    std::string Text() {
+        std::string out;
+        for (auto& [channel, lines] : m_Lines) {
+            SortZoneRuns(lines);
+            out += "-- " + m_Own + " channel " + std::to_string(channel) + "\n";
+            for (const Line& l : lines) out += (l.what == Line::kHead ? "" : "  ") + l.text + "\n";
+        }
+        return out;
+    }
+
+private:
+    struct Object {
+        uint32_t handle = 0;
+        uint8_t kind = 0;
+        std::string player, name;
+        float pos[3] = {}, step[3] = {}, size[3] = {};
+    };
+    struct Line {
+        enum { kHead, kPlain, kObject } what;
+        std::string text;
+        bool add = false, own = false;
+        std::array<int, 3> zone{};
+    };
+
+    void Plain(const std::string& text) {
+        Close();
+        m_Out->push_back({Line::kPlain, text});
+    }
+    void Record(uint8_t type, const uint8_t* p, size_t n) {
+        if (type == 0x2E || type == 0x2F) {
+            if (type == 0x2F) {
+                const uint32_t handle = Read<uint32_t>(p + 1);
+                if (!m_Live.count(handle)) m_Objects.emplace_back().handle = handle;
+                m_Slots[p[0]] = m_Live.emplace(handle, int(m_Objects.size()) - 1).first->second;
+            }
+            if (m_Slots[p[0]] != m_Selected) Close();
+            m_Selected = m_Slots[p[0]];
+            return;
+        }
+        const std::string text = Hex(&type, 1) + ":" + Hex(p, n);
+        if (AboutNoObject(type) || m_Selected < 0) return Plain(text);
+        if (m_Records.empty()) m_RecordsAdd = IsAdd(type);
+        m_Records += " " + text;
+        Object& o = m_Objects[size_t(m_Selected)];
+        float c[3] = {};
+        switch (type) {
+        case 0x0B:
+            o.kind = p[0];
+            if (o.kind == kKindPlayer) std::fill(o.size, o.size + 3, 16.0f);
+            break;
+        case 0x78:
+        case 0x58:
+        case 0x79:
+        case 0x5A: {
+            const bool cubic = type == 0x79 || type == 0x5A;
+            o.kind = type >= 0x78 ? kKindNormalPad : 6;
+            for (int i = 0; i < 3; ++i) o.size[i] = Read<float>(p + (cubic ? 0 : 4 * i));
+            std::memcpy(o.pos, p + (cubic ? 4 : 12), 12);
+            break;
+        }
+        case 0x13:
+            std::memcpy(o.size, p, 12);
+            break;
+        case 0x5D:
+            std::fill(o.size, o.size + 3, Read<float>(p));
+            break;
+        case 0x09:
+            o.player.assign(reinterpret_cast<const char*>(p + 4), n - 4);
+            break;
+        case 0x5C: // a player's score entry, the first the client learns of it
+            o.kind = kKindPlayer;
+            o.player.assign(reinterpret_cast<const char*>(p + 1), p[0]);
+            break;
+        case 0x52:
+            std::memset(o.step, 0, sizeof o.step);
+            [[fallthrough]];
+        case 0x70:
+            std::memcpy(o.pos, p, 12);
+            break;
+        case 0x26:
+        case 0x27:
+        case 0x28:
+            for (int i = 0; i < 3; ++i)
+                c[i] = type == 0x28 ? Read<float>(p + 4 * i)
+                                    : 0.1f * float(type == 0x26 ? Read<int8_t>(p + i) : Read<int16_t>(p + 2 * i));
+            [[fallthrough]];
+        case 0x25:
+            for (int i = 0; i < 3; ++i) o.pos[i] += (o.step[i] += c[i]);
+            break;
+        case 0x0A:
+            m_Live.erase(o.handle);
+            break;
+        }
+    }
+    // Ends the run of records about the selected object; an object is named at the end of its add.
+    void Close() {
+        if (m_Records.empty()) return;
+        Object& o = m_Objects[size_t(m_Selected)];
+        if (o.name.empty()) {
+            char b[128];
+            std::snprintf(b, sizeof b, "k%d (%.1f %.1f %.1f) %.1fx%.1fx%.1f", o.kind, o.pos[0], o.pos[1], o.pos[2],
+                          o.size[0], o.size[1], o.size[2]);
+            o.name = o.player.empty() ? b : "player " + o.player;
+        }
+        Line line{Line::kObject, o.name + ":" + m_Records, m_RecordsAdd, o.player == m_Own && !m_RecordsAdd};
+        for (int i = 0; i < 3; ++i)
+            line.zone[size_t(i)] = std::max(ZoneIndex(i, o.pos[i] - o.size[i] / 2), m_Query[size_t(i)]);
+        m_Out->push_back(line);
+        m_Records.clear();
+    }
+    static void SortZoneRuns(std::vector<Line>& lines) {
+        for (size_t i = 0; i < lines.size(); ++i) {
+            if (!lines[i].add) continue;
+            std::vector<size_t> run{i};
+            for (size_t j = i + 1; j < lines.size(); ++j) {
+                if (lines[j].add && lines[j].zone == lines[i].zone)
+                    run.push_back(j);
+                else if (lines[j].what == Line::kObject && !lines[j].own)
+                    break;
+            }
+            std::vector<std::string> texts;
+            for (size_t at : run) texts.push_back(lines[at].text);
+            std::sort(texts.begin(), texts.end());
+            for (size_t k = 0; k < run.size(); ++k) lines[run[k]].text = texts[k];
+            i = run.back();
+        }
+    }
+
+    std::string m_Own;
+    std::map<unsigned, std::vector<Line>> m_Lines;
+    std::map<unsigned, int> m_Count;
+    std::vector<Line>* m_Out = nullptr;
+    std::array<int, 3> m_Query{};
+    std::vector<Object> m_Objects;
+    std::map<uint32_t, int> m_Live; // handle to object, while the client has it
+    std::array<int, 256> m_Slots;
+    int m_Selected = -1;
+    std::string m_Records;
+    bool m_RecordsAdd = false;
+};
+
+// Resolved at start: the server's working folder replaces the current one.
+const std::filesystem::path kGolden = [] {
+    const std::filesystem::path source(__FILE__);
+    const std::filesystem::path base =
+        source.is_absolute() ? std::filesystem::path() : std::filesystem::canonical("/proc/self/exe").parent_path();
+    return (base / source).parent_path() / "data" / "streams.golden.txt";
+}();
+
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+class StreamCompare : public ::testing::Test {
+protected:
+    struct Viewer {
+        ServerHarness::Peer peer;
+        ClientStream stream;
+        VUKVector at;
+    };
+    struct Mover {
+        Server_Entity* entity;
+        VUKVector velocity;
+    };
+
+    Server& server() { return m_Harness.server(); }
+
+    Server_Entity* Place(uint8_t kind, VUKVector pos, VUKVector size, float yaw = 0.0f) {
+        Server_Entity* e = server().ProperAddByType(kind);
+        e->m_vPosition = pos;
+        e->m_vSize = size;
+        if (yaw != 0.0f) e->SetYaw(yaw);
+        server().UpdateZonesEntityIsIn(e);
+        return e;
+    }
+    void Moved(Server_Entity* e) {
+        server().UpdateZonesEntityIsIn(e);
+        server().InformClients_EntityUpdated(e);
+    }
+    void Walk(size_t viewer, VUKVector to) {
+        Server_Player* player = m_Viewers[viewer].peer.client->m_pPlayer;
+        player->m_vPosition = to;
+        Moved(player);
+    }
+    void Join(const std::string& name, const std::vector<std::string>& extensions, uint32_t maxUpdateSize) {
+        Bytes login;
+        for (const std::string& ext : extensions) login = login + records::Declare(ext, 1);
+        login = login + records::Version(84) + records::NewLogin(name, "pw") + Bytes{6, 10} + U32(maxUpdateSize);
+        m_Viewers.push_back({m_Harness.Connect(), ClientStream(name), {}});
+        m_Viewers.back().peer.Send(0, login);
+    }
+
+    // One server pass; each client's messages are decoded against where its player was when the
+    // pass's updates ran: before the pass, or where the login of this pass put it.
+    void Pass(int count = 1) {
+        for (int i = 0; i < count; ++i) {
+            for (Viewer& v : m_Viewers)
+                if (v.peer.client->m_pPlayer) v.at = v.peer.client->m_pPlayer->m_vPosition;
+            std::vector<bool> hadPlayer;
+            for (Viewer& v : m_Viewers) hadPlayer.push_back(v.peer.client->m_pPlayer != nullptr);
+            m_Harness.Pass();
+            for (size_t k = 0; k < m_Viewers.size(); ++k) {
+                Viewer& v = m_Viewers[k];
+                if (!hadPlayer[k] && v.peer.client->m_pPlayer) v.at = v.peer.client->m_pPlayer->m_vPosition;
+                for (unsigned channel = 0; channel < kChannelCount; ++channel)
+                    for (const Bytes& m : v.peer.Take(channel)) v.stream.Decode(channel, m, v.at);
+            }
+        }
+    }
+    void GameTick() {
+        m_Harness.clock().AdvanceNanoseconds(server().m_GameTickTimer.m_iPeriod + 1);
+        Pass();
+    }
+
+    // A grid of pads with drawn offsets and sizes (each pad its own position, so its own name),
+    // pads across zone borders, and the movers.
+    void BuildWorld() {
+        uint32_t seed = 12345;
+        auto draw = [&](int n) { return float(((seed = seed * 1103515245u + 12345u) >> 16) % uint32_t(n)); };
+        auto awayFromBorders = [](float v) {
+            const float r = std::fmod(v + 150000.0f, kZoneSize);
+            return r > 700.0f && r < kZoneSize - 700.0f;
+        };
+        for (int n = 0; n < 240; ++n) {
+            VUKVector pos(-14000.0f + 1800.0f * float(n % 16) + draw(500), 100.0f + draw(2500),
+                          -13000.0f + 1800.0f * float(n / 16) + draw(500));
+            VUKVector size(60.0f + draw(300), 10.0f + draw(60), 60.0f + draw(300));
+            if (n % 9 == 0) size.y = size.z = size.x;
+            const bool rotated = n % 7 == 0 && awayFromBorders(pos.x) && awayFromBorders(pos.z);
+            Server_Entity* pad = Place(kKindNormalPad, pos, size, rotated ? 0.25f * float(1 + n % 5) : 0.0f);
+            if (n % 13 == 0) pad->m_usTexture = uint16_t(5 + n % 6);
+            m_Pads.push_back(pad);
+        }
+        m_Pads[20]->SetLabel("alpha");
+        m_Pads[40]->SetLabel("bravo");
+        m_Pads[60]->SetLabel("charlie");
+        const VUKVector across[][2] = {{{0, 400, 2500}, {400, 40, 300}},
+                                       {{3000, 700, 6000}, {300, 20, 500}},
+                                       {{6000, 300, -6000}, {600, 600, 600}},
+                                       {{-6000, 900, 0}, {500, 50, 500}},
+                                       {{12000, 1500, -100}, {200, 80, 600}}};
+        for (const auto& [pos, size] : across) m_Pads.push_back(Place(kKindNormalPad, pos, size));
+        m_Movers = {{Place(kKindZorbinCube, {5800, 300, 1500}, {40, 40, 40}), {30, 0, 0}},
+                    {Place(kKindZorbinCube, {-500, 500, 200}, {40, 40, 40}), {0, 0, -30}},
+                    {Place(kKindNormalPad, {2000, 1200, 5900}, {100, 20, 100}), {0, 0, 20}},
+                    {Place(kKindTalvyCube, {3000, 400, 3000}, {30, 30, 30}), {7, 0, 3}},
+                    {Place(kKindNormalPad, {-3000, 150, -2950}, {80, 30, 80}), {-25, 0, -25}}};
+    }
+
+    WorkingFolder m_Folder; // before the server, which writes its log there
+    ServerHarness m_Harness;
+    std::vector<Viewer> m_Viewers;
+    std::vector<Server_Entity*> m_Pads;
+    std::vector<Mover> m_Movers;
+};
+
+TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
+    server().m_bPrincessesRunning = false; // the princess cube moves only as the test moves it
+    BuildWorld();
+    Join("ann", {"KRV_FASTADD_NORMALPADS", "KRV_CACHE_STRINGS", "KRV_MULTI_UDP_CHANNEL"}, 1400);
+    Join("bob", {}, 300);
+    Pass();
+    Walk(0, {500, 8, 500});
+    Walk(1, {-9000, 8, -9000});
+    for (int tick = 0; tick < 60; ++tick) {
+        if (tick == 10) {
+            Join("cat", {"KRV_FASTADD_NORMALPADS", "KRV_ALPHA_BLEND_SUPPORT"}, 800);
+            Pass();
+            Walk(2, {2000, 8, -7000});
+        }
+        const VUKVector& ann = m_Viewers[0].peer.client->m_pPlayer->m_vPosition;
+        if (tick >= 4 && tick < 12) Walk(0, {ann.x + 1500, 8, ann.z});
+        if (tick >= 14 && tick < 20) Walk(0, {ann.x, 8, ann.z + 1500});
+        if (tick >= 8 && tick < 16)
+            Walk(1, {-9000.0f + 1200.0f * float(tick - 7), 8, -9000.0f + 1000.0f * float(tick - 7)});
+        if (tick == 24) {
+            for (size_t n : {5u, 77u, 150u, 200u}) server().QueueEntityForRemoval(m_Pads[n]);
+            server().QueueEntityForRemoval(m_Movers[1].entity);
+            m_Movers.erase(m_Movers.begin() + 1);
+            m_Pads[40]->SetLabel("delta");
+            server().InformClients_EntityUpdated(m_Pads[40]);
+            m_Pads[121]->m_usTexture = 7;
+            server().InformClients_EntityUpdated(m_Pads[121]);
+        }
+        if (tick < 40)
+            for (Mover& m : m_Movers) {
+                m.entity->m_vPosition += m.velocity;
+                Moved(m.entity);
+            }
+        GameTick();
+        Pass(3);
+    }
+
+    std::string transcript;
+    for (Viewer& v : m_Viewers) transcript += v.stream.Text();
+    if (const char* path = std::getenv("QV_RECORD_STREAMS")) {
+        std::ofstream(path) << transcript;
+        std::printf("transcript written to %s\n", path);
+        return;
+    }
+    std::ifstream golden(kGolden);
+    ASSERT_TRUE(golden) << "no " << kGolden;
+    const std::vector<std::string> want = SplitLines(std::string(std::istreambuf_iterator<char>(golden), {}));
+    const std::vector<std::string> got = SplitLines(transcript);
+    size_t at = 0;
+    while (at < want.size() && at < got.size() && want[at] == got[at]) ++at;
+    if (at == want.size() && at == got.size()) return;
+    // The message that differs, from its head line, and a few lines after the difference.
+    size_t head = at;
+    while (head > 0 && head < want.size() && want[head][0] == ' ') --head;
+    std::string report;
+    for (const auto* side : {&want, &got}) {
+        report += side == &want ? "recorded:\n" : "now:\n";
+        for (size_t k = head; k < std::min(side->size(), at + 4); ++k)
+            report += (k == at ? "> " : "  ") + (*side)[k] + "\n";
+    }
+    ADD_FAILURE() << "the streams differ at transcript line " << at + 1 << "\n" << report;
+}
+
+} // namespace
