@@ -65,20 +65,21 @@ bool AboutNoObject(uint8_t type) {
                                          0x64, 0x65, 0x66, 0x67, 0x6B, 0x6F, 0x72, 0x73, 0x74, 0x75};
     return types.count(type) != 0;
 }
-bool IsAdd(uint8_t type) { return type == 0x0B || type == 0x78 || type == 0x79 || type == 0x58 || type == 0x5A; }
 
 // One client's streams, decoded as the client decodes them.
 class ClientStream {
 public:
-    explicit ClientStream(std::string own) : m_Own(std::move(own)) { m_Slots.fill(-1); }
+    ClientStream(std::string own, uint32_t maxUpdateSize) : m_Own(std::move(own)), m_uiLimit(maxUpdateSize) {
+        m_Slots.fill(-1);
+    }
 
     // `at` is the client's player where the pass that made the message found it.
     void Decode(unsigned channel, const Bytes& body, const VUKVector& at) {
         static const auto shapes = headless::PayloadShapes();
         m_Out = &m_Lines[channel];
-        m_Query = {ZoneIndex(0, at.x - kPassRadius), ZoneIndex(1, std::max(0.0f, at.y - kPassRadius)),
-                   ZoneIndex(2, at.z - kPassRadius)};
-        m_Out->push_back({Line::kHead, "#" + std::to_string(m_Count[channel]++) + " " + std::to_string(body.size())});
+        m_At = {at.x, at.y, at.z};
+        m_bCut = body.size() > m_uiLimit;
+        m_Out->push_back({Line::kHead, "#" + std::to_string(m_Count[channel]++)});
         for (size_t at = 0; at < body.size();) {
             auto shape = shapes.find(body[at]);
             size_t end = at + 1;
@@ -119,8 +120,10 @@ private:
     struct Line {
         enum { kHead, kPlain, kObject } what;
         std::string text;
-        bool add = false, own = false;
-        std::array<int, 3> zone{};
+        bool zoned = false;        // an add or update, which the zone pass may have written
+        bool own = false;          // the client's own player, written before the zone pass
+        bool cut = false;          // the message went past the byte limit, so a zone may go on in the next
+        std::array<int, 4> zone{}; // left over (1) or not, then the zone's y, z and x
     };
 
     void Plain(const std::string& text) {
@@ -140,7 +143,7 @@ private:
         }
         const std::string text = Hex(&type, 1) + ":" + Hex(p, n);
         if (AboutNoObject(type) || m_Selected < 0) return Plain(text);
-        if (m_Records.empty()) m_RecordsAdd = IsAdd(type);
+        if (m_Records.empty()) m_bRecordsZoned = type != 0x0A && type != 0x5C; // not a removal or score entry
         m_Records += " " + text;
         Object& o = m_Objects[size_t(m_Selected)];
         float c[3] = {};
@@ -203,27 +206,59 @@ private:
                           o.size[0], o.size[1], o.size[2]);
             o.name = o.player.empty() ? b : "player " + o.player;
         }
-        Line line{Line::kObject, o.name + ":" + m_Records, m_RecordsAdd, o.player == m_Own && !m_RecordsAdd};
-        for (int i = 0; i < 3; ++i)
-            line.zone[size_t(i)] = std::max(ZoneIndex(i, o.pos[i] - o.size[i] / 2), m_Query[size_t(i)]);
+        const bool own = o.player == m_Own;
+        Line line{Line::kObject, o.name + ":" + m_Records, m_bRecordsZoned, own, m_bCut};
+        // The first zone of the pass's walk that the object is filed in; the left-over pass takes
+        // what the walk misses. Both step a zone at a time from the low corner: the walk up to its
+        // high corner, the filing up to one zone past the object's.
+        for (int a = 0; a < 3; ++a) {
+            const float at = own ? m_At[size_t(a)] : o.pos[a]; // the own player's moves are not all sent
+            const float low = at - o.size[a] / 2;
+            const float walkLow = a == 1 ? std::max(0.0f, m_At[1] - kPassRadius) : m_At[size_t(a)] - kPassRadius;
+            const float walkHigh = m_At[size_t(a)] + kPassRadius + kZoneSize;
+            auto last = [a](float from, float to) {
+                return ZoneIndex(a, from + std::floor((to - from) / kZoneSize) * kZoneSize);
+            };
+            const int first = ZoneIndex(a, low), walkFirst = ZoneIndex(a, walkLow);
+            if (first > last(walkLow, walkHigh) || last(low, low + o.size[a] + kZoneSize) < walkFirst) line.zone[0] = 1;
+            line.zone[size_t(a == 0 ? 3 : a)] = std::max(first, walkFirst);
+        }
+        if (line.zone[0] == 1) line.zone = {1, o.kind == kKindPlayer, 0, 0}; // players have a pass of their own
         m_Out->push_back(line);
         m_Records.clear();
     }
+    // Sorts each run of lines from one zone of a pass, or from the left-over pass (whose list order
+    // follows from the order in which the zone pass took entities out of it). A pass cut short by
+    // the byte limit goes on in the next message, after the client's own player and the earlier
+    // zones' new changes: the run takes in that message too, and what it passes over goes after its
+    // sorted lines.
     static void SortZoneRuns(std::vector<Line>& lines) {
         for (size_t i = 0; i < lines.size(); ++i) {
-            if (!lines[i].add) continue;
+            if (!lines[i].zoned) continue;
+            const std::array<int, 4> zone = lines[i].zone;
             std::vector<size_t> run{i};
+            bool cut = lines[i].cut, crossed = false;
             for (size_t j = i + 1; j < lines.size(); ++j) {
-                if (lines[j].add && lines[j].zone == lines[i].zone)
+                const Line& l = lines[j];
+                if (l.what == Line::kHead) {
+                    if (!cut) break;
+                    crossed = true;
+                    continue;
+                }
+                if (l.what == Line::kPlain) continue;
+                cut = l.cut;
+                if (l.zoned && l.zone == zone)
                     run.push_back(j);
-                else if (lines[j].what == Line::kObject && !lines[j].own)
+                else if (!(crossed && l.zoned && (l.own || l.zone < zone)))
                     break;
             }
-            std::vector<std::string> texts;
-            for (size_t at : run) texts.push_back(lines[at].text);
-            std::sort(texts.begin(), texts.end());
-            for (size_t k = 0; k < run.size(); ++k) lines[run[k]].text = texts[k];
-            i = run.back();
+            std::vector<Line> sorted, others;
+            for (size_t k = i; k <= run.back(); ++k)
+                (lines[k].zoned && lines[k].zone == zone ? sorted : others).push_back(lines[k]);
+            std::sort(sorted.begin(), sorted.end(), [](const Line& a, const Line& b) { return a.text < b.text; });
+            sorted.insert(sorted.end(), others.begin(), others.end());
+            std::copy(sorted.begin(), sorted.end(), lines.begin() + std::ptrdiff_t(i));
+            i += run.size() - 1; // what was passed over may hold runs of its own
         }
     }
 
@@ -231,13 +266,14 @@ private:
     std::map<unsigned, std::vector<Line>> m_Lines;
     std::map<unsigned, int> m_Count;
     std::vector<Line>* m_Out = nullptr;
-    std::array<int, 3> m_Query{};
+    std::array<float, 3> m_At{};
     std::vector<Object> m_Objects;
     std::map<uint32_t, int> m_Live; // handle to object, while the client has it
     std::array<int, 256> m_Slots;
     int m_Selected = -1;
     std::string m_Records;
-    bool m_RecordsAdd = false;
+    bool m_bRecordsZoned = false, m_bCut = false;
+    uint32_t m_uiLimit;
 };
 
 // Resolved at start: the server's working folder replaces the current one.
@@ -290,7 +326,7 @@ protected:
         Bytes login;
         for (const std::string& ext : extensions) login = login + records::Declare(ext, 1);
         login = login + records::Version(84) + records::NewLogin(name, "pw") + Bytes{6, 10} + U32(maxUpdateSize);
-        m_Viewers.push_back({m_Harness.Connect(), ClientStream(name), {}});
+        m_Viewers.push_back({m_Harness.Connect(), ClientStream(name, maxUpdateSize), {}});
         m_Viewers.back().peer.Send(0, login);
     }
 
@@ -307,8 +343,22 @@ protected:
                 Viewer& v = m_Viewers[k];
                 if (!hadPlayer[k] && v.peer.client->m_pPlayer) v.at = v.peer.client->m_pPlayer->m_vPosition;
                 for (unsigned channel = 0; channel < kChannelCount; ++channel)
-                    for (const Bytes& m : v.peer.Take(channel)) v.stream.Decode(channel, m, v.at);
+                    for (const Bytes& m : v.peer.Take(channel)) {
+                        v.stream.Decode(channel, m, v.at);
+                        m_bBusy |= m.size() > 1; // more than a tick mark
+                    }
             }
+        }
+    }
+    // Game ticks until three in a row send nothing. Nothing moves meanwhile: where a cut falls
+    // depends on the order of a zone's adds, and so would what a moved entity sends after it.
+    void Settle() {
+        for (int tick = 0, quiet = 0; quiet < 3; ++tick) {
+            ASSERT_LT(tick, 200);
+            m_bBusy = false;
+            GameTick();
+            Pass(3);
+            quiet = m_bBusy ? 0 : quiet + 1;
         }
     }
     void GameTick() {
@@ -344,8 +394,8 @@ protected:
                                        {{-6000, 900, 0}, {500, 50, 500}},
                                        {{12000, 1500, -100}, {200, 80, 600}}};
         for (const auto& [pos, size] : across) m_Pads.push_back(Place(kKindNormalPad, pos, size));
-        m_Movers = {{Place(kKindZorbinCube, {5800, 300, 1500}, {40, 40, 40}), {30, 0, 0}},
-                    {Place(kKindZorbinCube, {-500, 500, 200}, {40, 40, 40}), {0, 0, -30}},
+        m_Movers = {{Place(kKindZorbinCube, {5800, 20, 3500}, {40, 40, 40}), {30, 0, 0}},
+                    {Place(kKindZorbinCube, {-3500, 20, 300}, {40, 40, 40}), {0, 0, -30}},
                     {Place(kKindNormalPad, {2000, 1200, 5900}, {100, 20, 100}), {0, 0, 20}},
                     {Place(kKindTalvyCube, {3000, 400, 3000}, {30, 30, 30}), {7, 0, 3}},
                     {Place(kKindNormalPad, {-3000, 150, -2950}, {80, 30, 80}), {-25, 0, -25}}};
@@ -356,6 +406,7 @@ protected:
     std::vector<Viewer> m_Viewers;
     std::vector<Server_Entity*> m_Pads;
     std::vector<Mover> m_Movers;
+    bool m_bBusy = false;
 };
 
 TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
@@ -366,18 +417,20 @@ TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
     Pass();
     Walk(0, {500, 8, 500});
     Walk(1, {-9000, 8, -9000});
-    for (int tick = 0; tick < 60; ++tick) {
-        if (tick == 10) {
-            Join("cat", {"KRV_FASTADD_NORMALPADS", "KRV_ALPHA_BLEND_SUPPORT"}, 800);
-            Pass();
-            Walk(2, {2000, 8, -7000});
-        }
+    Settle();
+    Join("cat", {"KRV_FASTADD_NORMALPADS", "KRV_ALPHA_BLEND_SUPPORT"}, 800);
+    Pass();
+    Walk(2, {2000, 8, -7000});
+    Settle();
+    // Players walk across zone borders while the movers move; then some go and two change.
+    for (int tick = 0; tick < 40; ++tick) {
         const VUKVector& ann = m_Viewers[0].peer.client->m_pPlayer->m_vPosition;
-        if (tick >= 4 && tick < 12) Walk(0, {ann.x + 1500, 8, ann.z});
-        if (tick >= 14 && tick < 20) Walk(0, {ann.x, 8, ann.z + 1500});
-        if (tick >= 8 && tick < 16)
-            Walk(1, {-9000.0f + 1200.0f * float(tick - 7), 8, -9000.0f + 1000.0f * float(tick - 7)});
-        if (tick == 24) {
+        if (tick < 8) Walk(0, {ann.x + 1500, 8, ann.z});
+        if (tick >= 10 && tick < 16) Walk(0, {ann.x, 8, ann.z + 1500});
+        if (tick >= 4 && tick < 12)
+            Walk(1, {-9000.0f + 1200.0f * float(tick - 3), 8, -9000.0f + 1000.0f * float(tick - 3)});
+        if (tick >= 6 && tick < 10) Walk(2, {2000, 8, -7000.0f + 900.0f * float(tick - 5)});
+        if (tick == 20) {
             for (size_t n : {5u, 77u, 150u, 200u}) server().QueueEntityForRemoval(m_Pads[n]);
             server().QueueEntityForRemoval(m_Movers[1].entity);
             m_Movers.erase(m_Movers.begin() + 1);
@@ -386,7 +439,7 @@ TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
             m_Pads[121]->m_usTexture = 7;
             server().InformClients_EntityUpdated(m_Pads[121]);
         }
-        if (tick < 40)
+        if (tick < 30)
             for (Mover& m : m_Movers) {
                 m.entity->m_vPosition += m.velocity;
                 Moved(m.entity);
