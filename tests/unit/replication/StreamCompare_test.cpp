@@ -14,10 +14,12 @@
 // player's name). The one order a rewrite may change is that in which the zone pass takes the
 // entities of one zone; it is taken out by sorting each run of lines from one zone, the first one
 // of the pass's walk (y, then z, then x) that the object is filed in. It also reorders the pending
-// list, so the left-over pass's lines are sorted too. A run goes on past the end of a message cut
-// short by its byte limit, where the next update takes it up after the client's own player and
-// the earlier zones' new changes; a different order cuts it elsewhere. What follows a cut would
-// differ if things moved meanwhile, so nothing moves while a login's flood is being split.
+// lists, so the lines of the score pass and of the two left-over passes are sorted too, each pass
+// on its own. A run goes on past the end of a message cut short by its byte limit, where the next
+// update takes it up after what comes before its pass (the own player, the earlier zones' new
+// changes); a different order cuts it elsewhere. What follows a cut would differ if things moved
+// meanwhile, so nothing moves while a login's flood is being split, and a client declares itself
+// ready only once its grid is filed, so that its first updates do not follow entity addresses.
 //
 // QV_RECORD_STREAMS=<path> writes the transcript to the path instead of comparing. The golden file
 // data/streams.golden.txt beside this test was made that way from the code before the rewrite, in
