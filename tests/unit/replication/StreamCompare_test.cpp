@@ -238,11 +238,10 @@ private:
         m_Out->push_back(line);
         m_Records.clear();
     }
-    // Sorts each run of lines from one zone of a pass, or from the left-over pass (whose list order
-    // follows from the order in which the zone pass took entities out of it). A pass cut short by
-    // the byte limit goes on in the next message, after the client's own player and the earlier
-    // zones' new changes: the run takes in that message too, and what it passes over goes after its
-    // sorted lines.
+    // Sorts each run of lines from one zone of the zone pass, or from one of the list passes (whose
+    // order follows from the order in which the zone pass took entities out of the lists). A pass
+    // cut short by the byte limit goes on in the next message, after what comes before it there:
+    // the run takes in that message too, and what it passes over goes after its sorted lines.
     static void SortZoneRuns(std::vector<Line>& lines) {
         for (size_t i = 0; i < lines.size(); ++i) {
             if (!lines[i].zoned) continue;
