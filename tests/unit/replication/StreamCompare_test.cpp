@@ -1,0 +1,516 @@
+// Every client's stream in one scenario, compared with a transcript recorded from the code before
+// the replication layer was rewritten for speed. The scenario: a few hundred pads over several
+// 6000-zones (some across zone borders, some rotated, labelled or textured), moving cubes and pads,
+// and three clients (two from the start, one later; one with the fast box add and the label cache,
+// one with a 300-byte limit) whose players walk across zone borders; then removals, a label and a
+// texture change, and quiet ticks until everything near has drained. Time moves only on the fake
+// clock, so every run sends the same bytes.
+//
+// The transcript decodes each message a client was sent, per channel and in order: a head line,
+// then one line per record about no object and one per run of records about one object, field
+// values in hex. Slots and view handles are not in it: the client's slot table is followed as the
+// client follows it (0x2F binds, 0x2E selects; these records themselves and so the message sizes
+// are left out) and each object is named by what it was added as (kind, position and size, or a
+// player's name). The one order a rewrite may change is that in which the zone pass takes the
+// entities of one zone; it is taken out by sorting each run of lines from one zone, the first one
+// of the pass's walk (y, then z, then x) that the object is filed in. It also reorders the pending
+// lists, so the lines of the score pass and of the two left-over passes are sorted too, each pass
+// on its own. A run goes on past the end of a message cut short by its byte limit, where the next
+// update takes it up after what comes before its pass (the own player, the earlier zones' new
+// changes); a different order cuts it elsewhere. What follows a cut would differ if things moved
+// meanwhile, so nothing moves while a login's flood is being split, and a client declares itself
+// ready only once its grid is filed, so that its first updates do not follow entity addresses.
+//
+// QV_RECORD_STREAMS=<path> writes the transcript to the path instead of comparing. The golden file
+// data/streams.golden.txt beside this test was made that way from the code before the rewrite, in
+// the worktree's root: QV_RECORD_STREAMS=$PWD/tests/unit/replication/data/streams.golden.txt
+// build/debug/unit_replication --gtest_filter='StreamCompare.*'
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "headless/ClientWorld.h"
+#include "net/ClientServerPipe.h"
+#include "unit/replication/Fixtures.h"
+
+namespace {
+
+constexpr float kZoneSize = 6000.0f, kPassRadius = 4000.0f;
+constexpr float kGridMin[3] = {-150000.0f, -6000.0f, -150000.0f};
+constexpr int kZoneCount[3] = {50, 6, 50};
+
+int ZoneIndex(int axis, float v) {
+    const int i = int(std::floor((std::max(v, kGridMin[axis]) - kGridMin[axis]) / kZoneSize));
+    return std::min(i, kZoneCount[axis] - 1);
+}
+
+std::string Hex(const uint8_t* p, size_t n) {
+    std::string s;
+    char b[3];
+    for (size_t i = 0; i < n; ++i) s.append(b, size_t(std::snprintf(b, sizeof b, "%02x", p[i])));
+    return s;
+}
+
+template <typename T> T Read(const uint8_t* p) {
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+// Records that concern no object: marks, windows, movement switch, textures, login answers.
+bool AboutNoObject(uint8_t type) {
+    static const std::set<uint8_t> types{0x02, 0x31, 0x3B, 0x3C, 0x43, 0x44, 0x45, 0x46, 0x4A, 0x4C,
+                                         0x64, 0x65, 0x66, 0x67, 0x6B, 0x6F, 0x72, 0x73, 0x74, 0x75};
+    return types.count(type) != 0;
+}
+
+// One client's streams, decoded as the client decodes them.
+class ClientStream {
+public:
+    ClientStream(std::string own, uint32_t maxUpdateSize) : m_Own(std::move(own)), m_uiLimit(maxUpdateSize) {
+        m_Slots.fill(-1);
+    }
+
+    // `at` is the client's player where the pass that made the message found it; before `filed`
+    // the pending grid holds only what changed since the login, and the left-over pass sends the rest.
+    void Decode(unsigned channel, const Bytes& body, const VUKVector& at, bool filed) {
+        static const auto shapes = headless::PayloadShapes();
+        m_Out = &m_Lines[channel];
+        m_At = {at.x, at.y, at.z};
+        m_bCut = body.size() > m_uiLimit;
+        m_bFiled = filed;
+        m_Out->push_back({Line::kHead, "#" + std::to_string(m_Count[channel]++)});
+        for (size_t at = 0; at < body.size();) {
+            auto shape = shapes.find(body[at]);
+            size_t end = at + 1;
+            for (int n : shape == shapes.end() ? std::vector<int>{} : shape->second) {
+                const size_t width = size_t(n < 0 ? -n : n);
+                uint32_t length = 0;
+                if (n < 0 && end + width <= body.size()) std::memcpy(&length, &body[end], width);
+                end += width + length;
+            }
+            if (shape == shapes.end() || end > body.size()) {
+                Plain("undecodable " + Hex(&body[at], body.size() - at));
+                break;
+            }
+            Record(body[at], &body[at + 1], end - at - 1);
+            at = end;
+        }
+        Close();
+    }
+
+    // The lines of every channel, runs of one zone's adds sorted.
+    std::string Text() {
+        std::string out;
+        for (auto& [channel, lines] : m_Lines) {
+            SortZoneRuns(lines);
+            out += "-- " + m_Own + " channel " + std::to_string(channel) + "\n";
+            for (const Line& l : lines) out += (l.what == Line::kHead ? "" : "  ") + l.text + "\n";
+        }
+        return out;
+    }
+
+private:
+    struct Object {
+        uint32_t handle = 0;
+        uint8_t kind = 0;
+        std::string player, name;
+        float pos[3] = {}, step[3] = {}, size[3] = {};
+    };
+    struct Line {
+        enum { kHead, kPlain, kObject } what;
+        std::string text;
+        bool zoned = false;        // an add or update, which a pass over the pending grid or lists wrote
+        bool own = false;          // the client's own player, written before the zone pass
+        bool cut = false;          // the message went past the byte limit, so a zone may go on in the next
+        std::array<int, 4> zone{}; // the pass (0 for the zone pass), then the zone's y, z and x
+    };
+
+    void Plain(const std::string& text) {
+        Close();
+        m_Out->push_back({Line::kPlain, text});
+    }
+    void Record(uint8_t type, const uint8_t* p, size_t n) {
+        if (type == 0x2E || type == 0x2F) {
+            if (type == 0x2F) {
+                const uint32_t handle = Read<uint32_t>(p + 1);
+                if (!m_Live.count(handle)) m_Objects.emplace_back().handle = handle;
+                m_Slots[p[0]] = m_Live.emplace(handle, int(m_Objects.size()) - 1).first->second;
+            }
+            if (m_Slots[p[0]] != m_Selected) Close();
+            m_Selected = m_Slots[p[0]];
+            return;
+        }
+        const std::string text = Hex(&type, 1) + ":" + Hex(p, n);
+        if (AboutNoObject(type) || m_Selected < 0) return Plain(text);
+        if (m_Records.empty()) m_ucFirstRecord = type;
+        m_Records += " " + text;
+        Object& o = m_Objects[size_t(m_Selected)];
+        float c[3] = {};
+        switch (type) {
+        case 0x0B:
+            o.kind = p[0];
+            if (o.kind == kKindPlayer) std::fill(o.size, o.size + 3, 16.0f);
+            break;
+        case 0x78:
+        case 0x58:
+        case 0x79:
+        case 0x5A: {
+            const bool cubic = type == 0x79 || type == 0x5A;
+            o.kind = type >= 0x78 ? kKindNormalPad : 6;
+            for (int i = 0; i < 3; ++i) o.size[i] = Read<float>(p + (cubic ? 0 : 4 * i));
+            std::memcpy(o.pos, p + (cubic ? 4 : 12), 12);
+            break;
+        }
+        case 0x13:
+            std::memcpy(o.size, p, 12);
+            break;
+        case 0x5D:
+            std::fill(o.size, o.size + 3, Read<float>(p));
+            break;
+        case 0x09:
+            o.player.assign(reinterpret_cast<const char*>(p + 4), n - 4);
+            break;
+        case 0x5C: // a player's score entry, the first the client learns of it
+            o.kind = kKindPlayer;
+            o.player.assign(reinterpret_cast<const char*>(p + 1), p[0]);
+            break;
+        case 0x52:
+            std::memset(o.step, 0, sizeof o.step);
+            [[fallthrough]];
+        case 0x70:
+            std::memcpy(o.pos, p, 12);
+            break;
+        case 0x26:
+        case 0x27:
+        case 0x28:
+            for (int i = 0; i < 3; ++i)
+                c[i] = type == 0x28 ? Read<float>(p + 4 * i)
+                                    : 0.1f * float(type == 0x26 ? Read<int8_t>(p + i) : Read<int16_t>(p + 2 * i));
+            [[fallthrough]];
+        case 0x25:
+            for (int i = 0; i < 3; ++i) o.pos[i] += (o.step[i] += c[i]);
+            break;
+        case 0x0A:
+            m_Live.erase(o.handle);
+            break;
+        }
+    }
+    // Ends the run of records about the selected object; an object is named at the end of its add.
+    void Close() {
+        if (m_Records.empty()) return;
+        Object& o = m_Objects[size_t(m_Selected)];
+        if (o.name.empty()) {
+            char b[128];
+            std::snprintf(b, sizeof b, "k%d (%.1f %.1f %.1f) %.1fx%.1fx%.1f", o.kind, o.pos[0], o.pos[1], o.pos[2],
+                          o.size[0], o.size[1], o.size[2]);
+            o.name = o.player.empty() ? b : "player " + o.player;
+        }
+        const bool own = o.player == m_Own;
+        Line line{Line::kObject, o.name + ":" + m_Records, m_ucFirstRecord != 0x0A, own, m_bCut};
+        // The first zone of the pass's walk that the object is filed in; the left-over pass takes
+        // what the walk misses. Both step a zone at a time from the low corner: the walk up to its
+        // high corner, the filing up to one zone past the object's.
+        for (int a = 0; a < 3; ++a) {
+            const float at = own ? m_At[size_t(a)] : o.pos[a]; // the own player's moves are not all sent
+            const float low = at - o.size[a] / 2;
+            const float walkLow = a == 1 ? std::max(0.0f, m_At[1] - kPassRadius) : m_At[size_t(a)] - kPassRadius;
+            const float walkHigh = m_At[size_t(a)] + kPassRadius + kZoneSize;
+            auto last = [a](float from, float to) {
+                return ZoneIndex(a, from + std::floor((to - from) / kZoneSize) * kZoneSize);
+            };
+            const int first = ZoneIndex(a, low), walkFirst = ZoneIndex(a, walkLow);
+            if (!m_bFiled || first > last(walkLow, walkHigh) || last(low, low + o.size[a] + kZoneSize) < walkFirst)
+                line.zone[0] = 1;
+            line.zone[size_t(a == 0 ? 3 : a)] = std::max(first, walkFirst);
+        }
+        // The later passes of an update, in their order: scores, removals, left-over entities and players.
+        if (line.zone[0] == 1) line.zone = {o.kind == kKindPlayer ? 4 : 3, 0, 0, 0};
+        if (m_ucFirstRecord == 0x5C) line.zone = {1, 0, 0, 0};
+        if (m_ucFirstRecord == 0x0A) line.zone = {2, 0, 0, 0};
+        m_Out->push_back(line);
+        m_Records.clear();
+    }
+    // Sorts each run of lines from one zone of the zone pass, or from one of the list passes (whose
+    // order follows from the order in which the zone pass took entities out of the lists). A pass
+    // cut short by the byte limit goes on in the next message, after what comes before it there:
+    // the run takes in that message too, and what it passes over goes after its sorted lines.
+    static void SortZoneRuns(std::vector<Line>& lines) {
+        for (size_t i = 0; i < lines.size(); ++i) {
+            if (!lines[i].zoned) continue;
+            const std::array<int, 4> zone = lines[i].zone;
+            std::vector<size_t> run{i};
+            bool cut = lines[i].cut, crossed = false;
+            for (size_t j = i + 1; j < lines.size(); ++j) {
+                const Line& l = lines[j];
+                if (l.what == Line::kHead) {
+                    if (!cut) break;
+                    crossed = true;
+                    continue;
+                }
+                if (l.what == Line::kPlain) continue;
+                cut = l.cut;
+                if (l.zoned && l.zone == zone)
+                    run.push_back(j);
+                else if (!(crossed && (l.own || l.zone < zone)))
+                    break;
+            }
+            std::vector<Line> sorted, others;
+            for (size_t k = i; k <= run.back(); ++k)
+                (lines[k].zoned && lines[k].zone == zone ? sorted : others).push_back(lines[k]);
+            std::sort(sorted.begin(), sorted.end(), [](const Line& a, const Line& b) { return a.text < b.text; });
+            sorted.insert(sorted.end(), others.begin(), others.end());
+            std::copy(sorted.begin(), sorted.end(), lines.begin() + std::ptrdiff_t(i));
+            i += run.size() - 1; // what was passed over may hold runs of its own
+        }
+    }
+
+    std::string m_Own;
+    std::map<unsigned, std::vector<Line>> m_Lines;
+    std::map<unsigned, int> m_Count;
+    std::vector<Line>* m_Out = nullptr;
+    std::array<float, 3> m_At{};
+    std::vector<Object> m_Objects;
+    std::map<uint32_t, int> m_Live; // handle to object, while the client has it
+    std::array<int, 256> m_Slots;
+    int m_Selected = -1;
+    std::string m_Records;
+    uint8_t m_ucFirstRecord = 0;
+    bool m_bCut = false, m_bFiled = false;
+    uint32_t m_uiLimit;
+};
+
+// Resolved at start: the server's working folder replaces the current one.
+const std::filesystem::path kGolden = [] {
+    const std::filesystem::path source(__FILE__);
+    const std::filesystem::path base =
+        source.is_absolute() ? std::filesystem::path() : std::filesystem::canonical("/proc/self/exe").parent_path();
+    return (base / source).parent_path() / "data" / "streams.golden.txt";
+}();
+
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+class StreamCompare : public ::testing::Test {
+protected:
+    struct Viewer {
+        ServerHarness::Peer peer;
+        ClientStream stream;
+        VUKVector at;
+    };
+    struct Mover {
+        Server_Entity* entity;
+        VUKVector velocity;
+        VUKVector acceleration{};
+    };
+
+    Server& server() { return m_Harness.server(); }
+
+    Server_Entity* Place(uint8_t kind, VUKVector pos, VUKVector size, float yaw = 0.0f) {
+        Server_Entity* e = server().ProperAddByType(kind);
+        e->m_vPosition = pos;
+        e->m_vSize = size;
+        if (yaw != 0.0f) e->SetYaw(yaw);
+        server().UpdateZonesEntityIsIn(e);
+        return e;
+    }
+    void Moved(Server_Entity* e) {
+        server().UpdateZonesEntityIsIn(e);
+        server().InformClients_EntityUpdated(e);
+    }
+    void Walk(size_t viewer, VUKVector to) {
+        Server_Player* player = m_Viewers[viewer].peer.client->m_pPlayer;
+        player->m_vPosition = to;
+        Moved(player);
+    }
+    void Join(const std::string& name, const std::vector<std::string>& extensions, uint32_t maxUpdateSize) {
+        Bytes login;
+        for (const std::string& ext : extensions) login = login + records::Declare(ext, 1);
+        login = login + records::Version(84) + records::NewLogin(name, "pw") + Bytes{10} + U32(maxUpdateSize);
+        m_Viewers.push_back({m_Harness.Connect(), ClientStream(name, maxUpdateSize), {}});
+        m_Viewers.back().peer.Send(0, login);
+    }
+    // Ready for updates once the pending grid is filed: before, the left-over pass would send the
+    // world in the order of the entities' addresses, which depends on what the process did before.
+    void ReadyWhenFiled() {
+        for (int pass = 0; pass < 10; ++pass) {
+            Pass();
+            if (std::all_of(m_Viewers.begin(), m_Viewers.end(),
+                            [](Viewer& v) { return v.peer.client->m_bZonesFilled; }))
+                break;
+        }
+        for (Viewer& v : m_Viewers)
+            if (!v.peer.client->m_bReadyForUpdates) v.peer.Send(0, {6});
+    }
+
+    // One server pass; each client's messages are decoded against where its player was when the
+    // pass's updates ran: before the pass, or where the login of this pass put it.
+    void Pass(int count = 1) {
+        for (int i = 0; i < count; ++i) {
+            for (Viewer& v : m_Viewers)
+                if (v.peer.client->m_pPlayer) v.at = v.peer.client->m_pPlayer->m_vPosition;
+            std::vector<bool> hadPlayer, filed;
+            for (Viewer& v : m_Viewers) {
+                hadPlayer.push_back(v.peer.client->m_pPlayer != nullptr);
+                filed.push_back(v.peer.client->m_bZonesFilled);
+            }
+            m_Harness.Pass();
+            for (size_t k = 0; k < m_Viewers.size(); ++k) {
+                Viewer& v = m_Viewers[k];
+                if (!hadPlayer[k] && v.peer.client->m_pPlayer) v.at = v.peer.client->m_pPlayer->m_vPosition;
+                for (unsigned channel = 0; channel < kChannelCount; ++channel)
+                    for (const Bytes& m : v.peer.Take(channel)) {
+                        v.stream.Decode(channel, m, v.at, filed[k]);
+                        m_bBusy |= m.size() > 1; // more than a tick mark
+                    }
+            }
+        }
+    }
+    // Game ticks until three in a row send nothing. Nothing moves meanwhile: where a cut falls
+    // depends on the order of a zone's adds, and so would what a moved entity sends after it.
+    void Settle() {
+        for (int tick = 0, quiet = 0; quiet < 3; ++tick) {
+            ASSERT_LT(tick, 200);
+            m_bBusy = false;
+            GameTick();
+            Pass(3);
+            quiet = m_bBusy ? 0 : quiet + 1;
+        }
+    }
+    void GameTick() {
+        m_Harness.clock().AdvanceNanoseconds(server().m_GameTickTimer.m_iPeriod + 1);
+        Pass();
+    }
+
+    // A grid of pads with drawn offsets and sizes (each pad its own position, so its own name),
+    // pads across zone borders, and the movers.
+    void BuildWorld() {
+        uint32_t seed = 12345;
+        auto draw = [&](int n) { return float(((seed = seed * 1103515245u + 12345u) >> 16) % uint32_t(n)); };
+        auto awayFromBorders = [](float v) {
+            const float r = std::fmod(v + 150000.0f, kZoneSize);
+            return r > 700.0f && r < kZoneSize - 700.0f;
+        };
+        for (int n = 0; n < 240; ++n) {
+            VUKVector pos(-14000.0f + 1800.0f * float(n % 16) + draw(500), 100.0f + draw(2500),
+                          -13000.0f + 1800.0f * float(n / 16) + draw(500));
+            VUKVector size(60.0f + draw(300), 10.0f + draw(60), 60.0f + draw(300));
+            if (n % 9 == 0) size.y = size.z = size.x;
+            const bool rotated = n % 7 == 0 && awayFromBorders(pos.x) && awayFromBorders(pos.z);
+            Server_Entity* pad = Place(kKindNormalPad, pos, size, rotated ? 0.25f * float(1 + n % 5) : 0.0f);
+            if (n % 13 == 0) pad->m_usTexture = uint16_t(5 + n % 6);
+            m_Pads.push_back(pad);
+        }
+        m_Pads[20]->SetLabel("alpha");
+        m_Pads[40]->SetLabel("bravo");
+        m_Pads[60]->SetLabel("charlie");
+        const VUKVector across[][2] = {{{0, 400, 2500}, {400, 40, 300}},
+                                       {{3000, 700, 6000}, {300, 20, 500}},
+                                       {{6000, 300, -6000}, {600, 600, 600}},
+                                       {{-6000, 900, 0}, {500, 50, 500}},
+                                       {{12000, 1500, -100}, {200, 80, 600}}};
+        for (const auto& [pos, size] : across) m_Pads.push_back(Place(kKindNormalPad, pos, size));
+        m_Movers = {{Place(kKindZorbinCube, {5800, 20.01f, 3500}, {40, 40, 40}), {30, 0, 0}}, // resting on the ground
+                    {Place(kKindZorbinCube, {-3500, 20.01f, 300}, {40, 40, 40}), {0, 0, -30}},
+                    {Place(kKindNormalPad, {2000, 1200, 5900}, {100, 20, 100}), {0, 0, 20}},
+                    {Place(kKindTalvyCube, {3000, 400, 3000}, {30, 30, 30}), {7, 0, 3}, {0.5f, 0, 0.25f}},
+                    {Place(kKindNormalPad, {-3000, 150, -2950}, {80, 30, 80}), {-25, 0, -25}}};
+    }
+
+    WorkingFolder m_Folder; // before the server, which writes its log there
+    ServerHarness m_Harness;
+    std::vector<Viewer> m_Viewers;
+    std::vector<Server_Entity*> m_Pads;
+    std::vector<Mover> m_Movers;
+    bool m_bBusy = false;
+};
+
+TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
+    server().m_bPrincessesRunning = false; // the princess cube moves only as the test moves it
+    BuildWorld();
+    Join("ann", {"KRV_FASTADD_NORMALPADS", "KRV_CACHE_STRINGS", "KRV_MULTI_UDP_CHANNEL"}, 1400);
+    Join("bob", {}, 300);
+    Pass();
+    Walk(0, {500, 8, 500});
+    Walk(1, {-9000, 8, -9000});
+    ReadyWhenFiled();
+    Settle();
+    Join("cat", {"KRV_FASTADD_NORMALPADS", "KRV_ALPHA_BLEND_SUPPORT"}, 800);
+    Pass();
+    Walk(2, {2000, 8, -7000});
+    ReadyWhenFiled();
+    Settle();
+    // Players walk across zone borders while the movers move; then some go and two change.
+    for (int tick = 0; tick < 40; ++tick) {
+        const VUKVector& ann = m_Viewers[0].peer.client->m_pPlayer->m_vPosition;
+        if (tick < 8) Walk(0, {ann.x + 1500, 8, ann.z});
+        if (tick >= 10 && tick < 16) Walk(0, {ann.x, 8, ann.z + 1500});
+        if (tick >= 4 && tick < 12)
+            Walk(1, {-9000.0f + 1200.0f * float(tick - 3), 8, -9000.0f + 1000.0f * float(tick - 3)});
+        if (tick >= 6 && tick < 10) Walk(2, {2000, 8, -7000.0f + 900.0f * float(tick - 5)});
+        if (tick == 20) {
+            for (size_t n : {5u, 77u, 150u, 200u}) server().QueueEntityForRemoval(m_Pads[n]);
+            server().QueueEntityForRemoval(m_Movers[1].entity);
+            m_Movers.erase(m_Movers.begin() + 1);
+            m_Pads[40]->SetLabel("delta");
+            server().InformClients_EntityUpdated(m_Pads[40]);
+            m_Pads[121]->m_usTexture = 7;
+            server().InformClients_EntityUpdated(m_Pads[121]);
+        }
+        if (tick == 22) { // both beyond bob's zone pass: the list passes send them, entities first
+            Walk(2, {-30000, 8, -30000});
+            m_Pads[16]->m_usTexture = 9;
+            server().InformClients_EntityUpdated(m_Pads[16]);
+        }
+        if (tick < 30)
+            for (Mover& m : m_Movers) {
+                m.velocity += m.acceleration;
+                if (tick == 12 || tick == 18) m.velocity += m.acceleration * 16.0f; // jolts: a correction of 8.5
+                m.entity->m_vPosition += m.velocity;
+                Moved(m.entity);
+            }
+        GameTick();
+        Pass(3);
+    }
+
+    std::string transcript;
+    for (Viewer& v : m_Viewers) transcript += v.stream.Text();
+    if (const char* path = std::getenv("QV_RECORD_STREAMS")) {
+        std::ofstream(path) << transcript;
+        std::printf("transcript written to %s\n", path);
+        return;
+    }
+    std::ifstream golden(kGolden);
+    ASSERT_TRUE(golden) << "no " << kGolden;
+    const std::vector<std::string> want = SplitLines(std::string(std::istreambuf_iterator<char>(golden), {}));
+    const std::vector<std::string> got = SplitLines(transcript);
+    ASSERT_FALSE(want.empty());
+    size_t at = 0;
+    while (at < want.size() && at < got.size() && want[at] == got[at]) ++at;
+    if (at == want.size() && at == got.size()) return;
+    // The message that differs, from its head line, and a few lines after the difference.
+    size_t head = at;
+    while (head > 0 && head < want.size() && want[head][0] == ' ') --head;
+    std::string report;
+    for (const auto* side : {&want, &got}) {
+        report += side == &want ? "recorded:\n" : "now:\n";
+        for (size_t k = head; k < std::min(side->size(), at + 4); ++k)
+            report += (k == at ? "> " : "  ") + (*side)[k] + "\n";
+    }
+    size_t stream = std::min(head, want.size() - 1);
+    while (stream > 0 && want[stream].rfind("--", 0) != 0) --stream;
+    ADD_FAILURE() << "the streams differ at transcript line " << at + 1 << ", in " << want[stream] << "\n" << report;
+}
+
+} // namespace
