@@ -396,8 +396,8 @@ void Server_Client::HandleServerButtonClick(unsigned char id) {
 // carried. Afterwards m_pEntity and m_pView point at the selection and this client's view of it.
 void Server_Client::SendAdminSignals() {
     Server_Client_Entity* own = ViewOf(m_pPlayer);
-    if (!own || !own->m_pPlayerView) return;
-    SCE_Player* sent = own->m_pPlayerView;
+    if (!own || !own->PlayerView()) return;
+    SCE_Player* sent = own->PlayerView();
     const bool adminMode = m_pPlayer->GetFlag(kPlayerAdminMode);
     if (adminMode != ((sent->m_ucSentBits & kSCEAdminFlag) != 0)) {
         m_pPacket->AppendByte(kMsgAdminMode);

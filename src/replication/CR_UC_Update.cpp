@@ -168,7 +168,7 @@ void Server_Client::UC_LabelUpdate() {
         m_pPacket->AppendByte(kMsgCachedLabel);
         m_pPacket->AppendByte(key);
     }
-    m_pView->m_pLabel = m_pEntity->m_pLabel;
+    m_pView->SetLabelPointer(m_pEntity->m_pLabel);
 }
 
 // ---- add messages ----
@@ -193,7 +193,7 @@ void Server_Client::UC_ProcessAdd2_FastBox() {
     m_pView->m_vSize = e->m_vSize;
     m_pView->m_usTexture = e->m_usTexture;
     m_pView->SetTextureMode(e->GetTextureMode());
-    m_pView->m_vPredictedStep = VUKVector();
+    m_pView->SetPredictedStep(VUKVector());
 }
 
 void Server_Client::UC_ProcessAdd2_FireBlock() {
@@ -210,7 +210,6 @@ void Server_Client::UC_ProcessAdd2_FireBlock() {
     m_pPacket->AppendI32(fire->m_sLife);
     m_pView->m_vSize = fire->m_vSize;
     m_pView->m_vPosition = fire->m_vPosition;
-    m_pView->m_vVelocity = fire->m_vVelocity;
 }
 
 // ---- kind encoders ----
@@ -283,7 +282,7 @@ void Server_Client::UC_Update_NormalPad() {
                 info->m_f[2] = respawn.z;
             }
         }
-        if (SCE_GoalPadInfo* info = view->m_pGoalPadInfo; info && (info->m_ucFlag != 0) != plain) {
+        if (SCE_GoalPadInfo* info = view->GoalPadInfo(); info && (info->m_ucFlag != 0) != plain) {
             m_pPacket->AppendByte(kMsgPlainGoalPad);
             m_pPacket->AppendBool(plain);
             info->m_ucFlag = plain ? 1 : 0;

@@ -54,14 +54,15 @@ void Server_Client::UC_Update_Position() {
         m_pPacket->AppendFloat(m_pEntity->GetRoll());
         view->m_vPosition = position;
         view->SetRotation(m_pEntity->GetYaw(), m_pEntity->GetPitch(), m_pEntity->GetRoll());
-        view->m_vPredictedStep = VUKVector();
+        view->SetPredictedStep(VUKVector());
         return;
     }
 
     VUKVector d = position - view->m_vPosition;
     if (std::fabs(d.x) < kPositionDeadband && std::fabs(d.y) < kPositionDeadband && std::fabs(d.z) < kPositionDeadband)
         return;
-    VUKVector a = d - view->m_vPredictedStep;
+    VUKVector step = view->PredictedStep();
+    VUKVector a = d - step;
     SendIDChange();
     if (a.x * a.x + a.y * a.y + a.z * a.z < kSteadyStepSquared) {
         m_pPacket->AppendByte(kMsgStepAgain);
@@ -73,13 +74,13 @@ void Server_Client::UC_Update_Position() {
             m_pPacket->AppendI16(sx);
             m_pPacket->AppendI16(sy);
             m_pPacket->AppendI16(sz);
-            view->m_vPredictedStep += VUKVector(float(sx), float(sy), float(sz)) * 0.1f;
+            step += VUKVector(float(sx), float(sy), float(sz)) * 0.1f;
         } else {
             m_pPacket->AppendByte(kMsgStepFloat);
             m_pPacket->AppendFloat(a.x);
             m_pPacket->AppendFloat(a.y);
             m_pPacket->AppendFloat(a.z);
-            view->m_vPredictedStep += a;
+            step += a;
         }
     } else {
         int8_t sx = int8_t(a.x * 10.0f), sy = int8_t(a.y * 10.0f), sz = int8_t(a.z * 10.0f);
@@ -87,9 +88,10 @@ void Server_Client::UC_Update_Position() {
         m_pPacket->AppendByte(uint8_t(sx));
         m_pPacket->AppendByte(uint8_t(sy));
         m_pPacket->AppendByte(uint8_t(sz));
-        view->m_vPredictedStep += VUKVector(float(sx), float(sy), float(sz)) * 0.1f;
+        step += VUKVector(float(sx), float(sy), float(sz)) * 0.1f;
     }
-    view->m_vPosition += view->m_vPredictedStep;
+    view->SetPredictedStep(step);
+    view->m_vPosition += step;
 }
 
 void Server_Client::UC_Update_Rotation() {
@@ -97,7 +99,8 @@ void Server_Client::UC_Update_Rotation() {
     float r = m_pEntity->GetYaw();
     float v = view->GetYaw();
     if (std::fabs(r - v) < kYawDeadband) return;
-    float a = (r - v) - view->m_fPredictedYawStep;
+    float step = view->PredictedYawStep();
+    float a = (r - v) - step;
     SendIDChange();
     if (std::fabs(a) < kYawDeadband) {
         m_pPacket->AppendByte(kMsgYawStepAgain);
@@ -107,12 +110,13 @@ void Server_Client::UC_Update_Rotation() {
         if (b == 0) {
             m_pPacket->AppendByte(kMsgYawFloat);
             m_pPacket->AppendFloat(a);
-            view->m_fPredictedYawStep += a;
+            step += a;
         } else {
             m_pPacket->AppendByte(kMsgYawTenths);
             m_pPacket->AppendByte(uint8_t(b));
-            view->m_fPredictedYawStep += float(b) * 0.1f;
+            step += float(b) * 0.1f;
         }
     }
-    view->SetYaw(v + view->m_fPredictedYawStep);
+    view->SetPredictedYawStep(step);
+    view->SetYaw(v + step);
 }

@@ -101,13 +101,17 @@ uint32_t Server_Client::HandleOf(const Server_Client_Entity* view) const {
     return g_VukHeap_ServerClientEntity.HandleOf(view);
 }
 
+IndexLink* Server_Client::LinkOf(const Server_Client_Entity* view) const {
+    return view->m_bLinked ? &m_pLinkBlock[view->m_ucLinkSlot] : nullptr;
+}
+
 void Server_Client::SendIDChange() {
     if (m_pView == m_pSelectedView) return;
     SendIDChange_Core();
 }
 
 void Server_Client::SendIDChange_Core() {
-    if (IndexLink* link = m_pView->m_pIndexLink) {
+    if (IndexLink* link = LinkOf(m_pView)) {
         CR_ILH_RemoveAnyEntry(link);
         CR_ILH_AddNewUsedEntry(link);
         m_pPacket->AppendByte(kSelectSlot);
@@ -116,9 +120,10 @@ void Server_Client::SendIDChange_Core() {
         if (!m_pLinkBlock) MakeIndexLinks();
         link = CR_ILH_RemoveOldestUsedEntry();
         CR_ILH_AddNewUsedEntry(link);
-        if (link->m_pOwner) link->m_pOwner->m_pIndexLink = nullptr;
+        if (link->m_pOwner) link->m_pOwner->m_bLinked = false;
         link->m_pOwner = m_pView;
-        m_pView->m_pIndexLink = link;
+        m_pView->m_ucLinkSlot = link->m_ucSlot;
+        m_pView->m_bLinked = true;
         m_pPacket->AppendByte(kBindSlot);
         m_pPacket->AppendByte(link->m_ucSlot);
         m_pPacket->AppendU32(HandleOf(m_pView));
@@ -127,11 +132,11 @@ void Server_Client::SendIDChange_Core() {
 }
 
 void Server_Client::ReleaseView(Server_Client_Entity* view) {
-    if (IndexLink* link = view->m_pIndexLink) {
+    if (IndexLink* link = LinkOf(view)) {
         link->m_pOwner = nullptr;
         CR_ILH_RemoveAnyEntry(link);
         CR_ILH_AddOldUsedEntry(link);
-        view->m_pIndexLink = nullptr;
+        view->m_bLinked = false;
     }
     // Pool storage is reused at once: a stale selection could match the next new record and
     // skip its binding.

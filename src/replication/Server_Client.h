@@ -128,6 +128,8 @@ public:
     void CR_ILH_RemoveAnyEntry(IndexLink* link);
     // Frees a view's slot (to the oldest end) and destroys the view.
     void ReleaseView(Server_Client_Entity* view);
+    // The reference slot bound to a view, or null.
+    IndexLink* LinkOf(const Server_Client_Entity* view) const;
     // The 32-bit handle the client knows a view by.
     uint32_t HandleOf(const Server_Client_Entity* view) const;
 

@@ -4,11 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "world/Entity.h"
 
-class IndexLink; // the replication layer's client slot link
 class SCE_Player;
+struct SCE_GoalPadInfo;
 
 // m_ucViewFlags
 inline constexpr uint8_t kViewScoreSent = 0x01;       // the score entry (name) was sent
@@ -22,25 +23,92 @@ struct SCE_GoalPadInfo {
     std::string m_str;
 };
 
-class Server_Client_Entity : public Entity {
+// What a view keeps beyond its box: made at the first value that differs from the default, so
+// the views of plain pads (nearly all of them) cost only the record itself.
+struct SCE_Extras {
+    const std::string* m_pLabel = nullptr;
+    VUKVector m_vPredictedStep;
+    float m_fPredictedYawStep = 0.0f;
+    float m_fAngles[3] = {}; // yaw, pitch, roll
+    uint32_t m_uiInverseAlpha = 0;
+    uint32_t m_uiBounce = 0;
+    SCE_Player* m_pPlayerView = nullptr;
+    SCE_GoalPadInfo* m_pGoalPadInfo = nullptr;
+};
+
+// A view record: one per (client, entity the client has been sent), so kept small. Not an
+// Entity: a view needs the box and texture as last sent and little else, and a view of each of
+// 100,000 entities for each of 128 clients must fit in well under a gigabyte.
+class Server_Client_Entity {
 public:
     Server_Client_Entity() = default;
-    // Frees the player part, the goal-pad record, the rotation record and the attribute list;
-    // the storage returns to g_VukHeap_ServerClientEntity.
-    ~Server_Client_Entity() override;
+    // Frees the extras with their player part and goal-pad record; the storage returns to
+    // g_VukHeap_ServerClientEntity.
+    ~Server_Client_Entity();
+    Server_Client_Entity(const Server_Client_Entity&) = delete;
+    Server_Client_Entity& operator=(const Server_Client_Entity&) = delete;
     static void* operator new(std::size_t size);
     static void operator delete(void* p);
 
-    VUKVector m_vPredictedStep;        // step the client adds on each position message
-    IndexLink* m_pIndexLink = nullptr; // slot bound to this record
-    SCE_Player* m_pPlayerView = nullptr;
-    float m_fPredictedYawStep = 0.0f;
-    int16_t m_usStepsSinceResync = 0;
+    VUKVector m_vPosition;
+    VUKVector m_vSize;
+    VUKVector m_vTextureScale;
+    SCE_Extras* m_pExtras = nullptr;
+    uint16_t m_usTexture = 0;
+    uint8_t m_ucTypeAndFlags = 0; // kind and texture mode, as Entity keeps them
     uint8_t m_ucViewFlags = 0;
-    SCE_GoalPadInfo* m_pGoalPadInfo = nullptr;
+    int16_t m_usStepsSinceResync = 0;
+    uint8_t m_ucLinkSlot = 0; // the client-side reference slot bound to this view, while linked
+    bool m_bLinked = false;
 
+    uint8_t GetKind() const { return m_ucTypeAndFlags & kTypeKindMask; }
+    void SetKind(uint8_t kind) {
+        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeKindMask) | (kind & kTypeKindMask));
+    }
+    uint8_t GetTextureMode() const {
+        return uint8_t((m_ucTypeAndFlags & kTypeTextureModeMask) >> kTypeTextureModeShift);
+    }
+    void SetTextureMode(uint8_t mode) {
+        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeTextureModeMask) |
+                                   ((mode << kTypeTextureModeShift) & kTypeTextureModeMask));
+    }
+
+    // The label as last sent (empty without one); SetLabel caches the text as entities do.
+    const std::string& GetLabel() const;
+    const std::string* LabelPointer() const { return m_pExtras ? m_pExtras->m_pLabel : nullptr; }
+    void SetLabelPointer(const std::string* label);
+    void SetLabel(std::string_view text) { SetLabelPointer(Entity::CacheLabel(text)); }
+
+    VUKVector PredictedStep() const { return m_pExtras ? m_pExtras->m_vPredictedStep : VUKVector(); }
+    void SetPredictedStep(const VUKVector& step);
+    float PredictedYawStep() const { return m_pExtras ? m_pExtras->m_fPredictedYawStep : 0.0f; }
+    void SetPredictedYawStep(float step);
+
+    float GetYaw() const { return Angle(0); }
+    float GetPitch() const { return Angle(1); }
+    float GetRoll() const { return Angle(2); }
+    void SetYaw(float angle) { SetAngle(0, angle); }
+    void SetPitch(float angle) { SetAngle(1, angle); }
+    void SetRoll(float angle) { SetAngle(2, angle); }
+    void SetRotation(float yaw, float pitch, float roll) {
+        SetAngle(0, yaw);
+        SetAngle(1, pitch);
+        SetAngle(2, roll);
+    }
+
+    // Only the opacity and the bounce are replicated attributes.
+    uint32_t GetEEA(uint8_t id) const;
+    void SetEEA(uint8_t id, uint32_t value);
+
+    SCE_Player* PlayerView() const { return m_pExtras ? m_pExtras->m_pPlayerView : nullptr; }
+    SCE_GoalPadInfo* GoalPadInfo() const { return m_pExtras ? m_pExtras->m_pGoalPadInfo : nullptr; }
     SCE_Player* GetOrCreatePlayerView();
     SCE_GoalPadInfo* GetOrCreateGoalPadInfo();
+
+private:
+    float Angle(int i) const { return m_pExtras ? m_pExtras->m_fAngles[i] : 0.0f; }
+    void SetAngle(int i, float angle);
+    SCE_Extras* Extras();
 };
 
 inline constexpr int kSCEStrings = 13;

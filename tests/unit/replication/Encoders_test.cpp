@@ -122,7 +122,7 @@ TEST_F(Encoders, FireBlockAddsAndTheOwnShotOfAClientThatSimulatesThem) {
         EXPECT_TRUE(Keep(m_Client->m_pView)->m_ucViewFlags & kViewClientFireBlock);
     }
     m_Client->m_pPlayer = nullptr;
-    EXPECT_EQ(m_Views[0]->m_pIndexLink, nullptr);
+    EXPECT_FALSE(m_Views[0]->m_bLinked);
     EXPECT_EQ(Written(), Bind(0, m_Views[1]) + Bytes{0x58} + F32(kF10) + F32(kF20) + F32(kF10) + F32(kF0) + F32(kF0) +
                              F32(kF0) + F32(kF0) + F32(kF0) + F32(0x40A00000) + U32(0xFFFFFFFF));
 }
@@ -223,13 +223,13 @@ TEST_F(Encoders, PositionAndYawCorrectionsByMagnitude) {
             m_Client->UC_Update_Rotation();
             EXPECT_EQ(Written(), m.expected) << c.name << " to " << m.x << ", yaw " << m.yaw;
         }
+        const VUKVector step = view->PredictedStep();
         for (int i = 0; i < 3; ++i) {
             EXPECT_NEAR((&view->m_vPosition.x)[i], (&c.position.x)[i], 1e-3) << c.name;
-            EXPECT_NEAR((&view->m_vPredictedStep.x)[i], (&c.step.x)[i], 1e-3) << c.name;
+            EXPECT_NEAR((&step.x)[i], (&c.step.x)[i], 1e-3) << c.name;
         }
         EXPECT_NEAR(view->GetYaw(), c.yaw, 1e-6) << c.name;
-        EXPECT_NEAR(view->m_fPredictedYawStep, c.yawStep, 1e-6) << c.name;
-        EXPECT_EQ(view->m_pRotation == nullptr, c.yaw == 0.0f) << c.name;
+        EXPECT_NEAR(view->PredictedYawStep(), c.yawStep, 1e-6) << c.name;
     }
 }
 
@@ -246,7 +246,7 @@ TEST_F(Encoders, ThousandAndFirstPositionUpdateResyncsExceptForFireBlocksAndNaNG
     box->m_vPosition.Set(400.0f, 200.0f, -200.0f);
     m_Client->UC_Update_Position();
     EXPECT_EQ(Written(), Bytes{0x52} + F32(kF400) + F32(kF200) + F32(kFMinus200) + F32(kF0_5) + F32(kF0) + F32(kF0));
-    EXPECT_EQ(std::tuple(view->m_vPosition, view->m_vPredictedStep, view->GetYaw()),
+    EXPECT_EQ(std::tuple(view->m_vPosition, view->PredictedStep(), view->GetYaw()),
               std::tuple(VUKVector(400.0f, 200.0f, -200.0f), VUKVector(), 0.5f));
 
     Server_Entity* fire = Make(kKindFireBlock);

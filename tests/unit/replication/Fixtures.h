@@ -169,7 +169,7 @@ protected:
     }
 
     Server_Client_Entity* ViewOf(const Peer& peer, const Server_Entity* e) const { return peer.client->ViewOf(e); }
-    uint8_t SlotOf(const Peer& peer, const Server_Entity* e) const { return ViewOf(peer, e)->m_pIndexLink->m_ucSlot; }
+    uint8_t SlotOf(const Peer& peer, const Server_Entity* e) const { return ViewOf(peer, e)->m_ucLinkSlot; }
     bool Pending(const Peer& peer, const Server_Entity* e) const { return peer.client->IsPending(e); }
     static bool Contains(const Bytes& haystack, const Bytes& needle) {
         return std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) != haystack.end();

@@ -52,7 +52,7 @@ TEST_F(ClientSlots, SlotsAreBoundInOrderAndTheLeastRecentlySelectedIsTakenOver) 
     EXPECT_EQ(Select(views[0]), (std::vector<uint8_t>{0x2E, 0x00}));
     Server_Client_Entity* extra = NewView();
     EXPECT_EQ(Select(extra), Bind(1, extra));
-    EXPECT_EQ(views[1]->m_pIndexLink, nullptr);
+    EXPECT_FALSE(views[1]->m_bLinked);
     EXPECT_EQ(Select(views[1]), Bind(2, views[1]));
     std::erase(m_Views, views[1]);
     m_Client->ReleaseView(views[1]);
