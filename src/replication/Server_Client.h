@@ -26,40 +26,55 @@ struct Server_WeirdLink;
 struct ClientEntityCell {
     uint32_t m_uiView = 0;         // the view record's handle in g_VukHeap_ServerClientEntity; 0 none
     uint32_t m_uiPendingPlace = 0; // place in its pending list + 1; 0 not pending
-    uint32_t m_uiWaitPlace = 0;    // place in m_ZoneWaitEntities + 1; 0 not waiting to be filed
 };
 
-// An entity list whose members' places are kept by the client (in their cells), so that a member
-// leaves in constant time: the last member moves into its place.
+// An entity list (by compact index) whose members' places are kept by the client in their cells,
+// so that a member leaves in constant time: the last member moves into its place.
 class PlacedEntityList {
 public:
+    static constexpr uint32_t kNone = 0xFFFFFFFFu;
     explicit PlacedEntityList(uint32_t capacity) { m_Items.reserve(capacity); }
     virtual ~PlacedEntityList() = default;
     PlacedEntityList(const PlacedEntityList&) = delete;
     PlacedEntityList& operator=(const PlacedEntityList&) = delete;
 
     uint32_t Count() const { return uint32_t(m_Items.size()); }
-    Server_Entity* operator[](uint32_t i) const { return m_Items[i]; }
+    Server_Entity* operator[](uint32_t i) const { return g_EntityClientBits.EntityAt(m_Items[i]); }
     // Appends e; returns its place.
-    uint32_t Append(Server_Entity* e) {
-        m_Items.push_back(e);
+    uint32_t Append(const Server_Entity* e) {
+        m_Items.push_back(e->m_uiIndex);
         return uint32_t(m_Items.size() - 1);
     }
-    // Removes the member at place i; returns the member moved into it, or null.
-    Server_Entity* RemoveAt(uint32_t i) {
-        Server_Entity* moved = m_Items.back();
+    // Removes the member at place i; returns the index of the member moved into it, or kNone.
+    uint32_t RemoveAt(uint32_t i) {
+        uint32_t moved = m_Items.back();
         m_Items[i] = moved;
         m_Items.pop_back();
-        return i < m_Items.size() ? moved : nullptr;
+        return i < m_Items.size() ? moved : kNone;
     }
     void ReserveEnoughFor(uint32_t n) {
         if (m_Items.capacity() - m_Items.size() < n) m_Items.reserve(m_Items.size() + n);
     }
-    void Release() { std::vector<Server_Entity*>().swap(m_Items); }
-    size_t Bytes() const { return m_Items.capacity() * sizeof(Server_Entity*); }
 
 private:
-    std::vector<Server_Entity*> m_Items;
+    std::vector<uint32_t> m_Items;
+};
+
+// The entities waiting to be filed into the pending grid, in the order they came. Taking one out
+// early only clears its waiting bit; the filing passes over it.
+class ZoneWaitList {
+public:
+    ZoneWaitList() = default;
+    virtual ~ZoneWaitList() = default;
+    ZoneWaitList(const ZoneWaitList&) = delete;
+    ZoneWaitList& operator=(const ZoneWaitList&) = delete;
+
+    uint32_t Count() const { return m_uiCount; }
+    void ReserveEnoughFor(uint32_t n) { m_Order.reserve(m_Order.size() + n); }
+
+    std::vector<uint32_t> m_Order; // compact indices
+    uint32_t m_uiCursor = 0;       // the next place the filing looks at
+    uint32_t m_uiCount = 0;        // entities still waiting
 };
 
 // One client-side reference slot, kept in least-recently-selected order.
@@ -196,7 +211,9 @@ public:
     static constexpr uint32_t kNoWatcher = 0xFFFFFFFFu;
     bool IsWatching() const { return m_uiWatcher != kNoWatcher; }
     bool IsPending(const Server_Entity* e) const { return CellOf(e).m_uiPendingPlace != 0; }
-    bool IsWaitingForZone(const Server_Entity* e) const { return CellOf(e).m_uiWaitPlace != 0; }
+    bool IsWaitingForZone(const Server_Entity* e) const {
+        return IsWatching() && g_EntityClientBits.Test(e->m_uiIndex, kBitWaiting, m_uiWatcher);
+    }
     Server_Client_Entity* ViewOf(const Server_Entity* e) const;
     void SetView(Server_Entity* e, Server_Client_Entity* view);
     // Players wait in m_PendingPlayers, everything else in m_PendingEntities.
@@ -289,7 +306,7 @@ public:
     PlacedEntityList m_PendingPlayers{kInitialListCapacity};
     VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedViews{kInitialListCapacity};
     VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedFireBlockViews{kInitialListCapacity};
-    PlacedEntityList m_ZoneWaitEntities{kInitialListCapacity};
+    ZoneWaitList m_ZoneWaitEntities;
     std::vector<ClientEntityCell> m_Cells; // by compact index
     uint32_t m_uiWatcher = kNoWatcher;
     uint32_t m_uiTeardownCursor = 0; // cells below it are already dismantled

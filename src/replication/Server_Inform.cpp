@@ -104,27 +104,26 @@ void Server_Client::TakeOutOfPending(Server_Entity* e) {
     if (e->m_uiIndex >= m_Cells.size()) return;
     ClientEntityCell& cell = m_Cells[e->m_uiIndex];
     if (!cell.m_uiPendingPlace) return;
-    if (Server_Entity* moved = PendingListOf(e).RemoveAt(cell.m_uiPendingPlace - 1))
-        m_Cells[moved->m_uiIndex].m_uiPendingPlace = cell.m_uiPendingPlace;
+    uint32_t moved = PendingListOf(e).RemoveAt(cell.m_uiPendingPlace - 1);
+    if (moved != PlacedEntityList::kNone) m_Cells[moved].m_uiPendingPlace = cell.m_uiPendingPlace;
     cell.m_uiPendingPlace = 0;
     SetBit(e, kBitPending, false);
 }
 
 void Server_Client::PutInZoneWait(Server_Entity* e) {
-    ClientEntityCell& cell = CellFor(e);
-    if (cell.m_uiWaitPlace) return;
-    cell.m_uiWaitPlace = m_ZoneWaitEntities.Append(e) + 1;
+    if (!IsWatching() || IsWaitingForZone(e)) return;
     SetBit(e, kBitWaiting, true);
+    m_ZoneWaitEntities.m_Order.push_back(e->m_uiIndex);
+    ++m_ZoneWaitEntities.m_uiCount;
 }
 
 void Server_Client::TakeOutOfZoneWait(Server_Entity* e) {
-    if (e->m_uiIndex >= m_Cells.size()) return;
-    ClientEntityCell& cell = m_Cells[e->m_uiIndex];
-    if (!cell.m_uiWaitPlace) return;
-    if (Server_Entity* moved = m_ZoneWaitEntities.RemoveAt(cell.m_uiWaitPlace - 1))
-        m_Cells[moved->m_uiIndex].m_uiWaitPlace = cell.m_uiWaitPlace;
-    cell.m_uiWaitPlace = 0;
+    if (!IsWaitingForZone(e)) return;
     SetBit(e, kBitWaiting, false);
+    if (--m_ZoneWaitEntities.m_uiCount == 0) {
+        std::vector<uint32_t>().swap(m_ZoneWaitEntities.m_Order);
+        m_ZoneWaitEntities.m_uiCursor = 0;
+    }
 }
 
 void Server_Client::TakeOutOfGrid(Server_Entity* e) {
@@ -283,7 +282,10 @@ void Server_Client::HandleZonesBeUpdatedThingy() {
             m_bZonesFilled = true;
             return;
         }
-        Server_Entity* e = m_ZoneWaitEntities[0];
+        // Entries of entities taken out early (or of indices handed to another entity since that
+        // is waiting again further on) are passed over.
+        Server_Entity* e = g_EntityClientBits.EntityAt(m_ZoneWaitEntities.m_Order[m_ZoneWaitEntities.m_uiCursor++]);
+        if (!e || !IsWaitingForZone(e)) continue;
         TakeOutOfZoneWait(e);
         FileInPendingGrid(e);
         if (platform::QueryCounter() - start >= slice) return;
@@ -297,7 +299,8 @@ bool Server_Client::GradualDeleteThingy() {
     for (uint32_t i = m_uiTeardownCursor; i < end; ++i) {
         ClientEntityCell& cell = m_Cells[i];
         // The bits mirror the cell and the grid filing: a cell without either has none set.
-        const bool held = cell.m_uiView || cell.m_uiPendingPlace || cell.m_uiWaitPlace || m_PendingGrid.FiledKey(i);
+        // A waiting entity is always pending too.
+        const bool held = cell.m_uiView || cell.m_uiPendingPlace || m_PendingGrid.FiledKey(i);
         if (!held) continue;
         if (cell.m_uiView)
             ReleaseView(
