@@ -50,6 +50,9 @@ public:
     UDPServerInterface& operator=(const UDPServerInterface&) = delete;
 
     void ThreadRun();
+    // Thread mode: waits up to timeoutMs for the server's tick event or a datagram. True when
+    // the tick event came.
+    bool WaitForTickOrDatagram(int timeoutMs);
     // One pass: receive everything, then serve every peer.
     void Tick();
 
@@ -65,6 +68,9 @@ public:
     platform::Event m_hStopEvent;
     platform::Event m_hTickEvent;
     platform::Event m_hDoneEvent;
+    // Set after a pass that gave the server something to look at: a message or an
+    // acknowledgement came, or a peer was created or dropped. The server thread rests on it.
+    platform::Event m_hIncomingEvent;
 
 private:
     // Returns false when the pass's receive budget ran out with datagrams still waiting.
@@ -85,6 +91,7 @@ private:
     uint64_t m_uiLastKey = 0;
     std::vector<uint8_t> m_Finished; // per peer of the serve pass, reused
     bool m_bReceiveBudgetHit = false;
+    bool m_bServerShouldLook = false; // this pass, for m_hIncomingEvent
     std::atomic<uint64_t> m_uiDatagramsReceived{0};
     std::atomic<uint64_t> m_uiPeersEvicted{0};
 };
