@@ -118,8 +118,10 @@ void HandToUDPThread(UDPServerInterface& udp) {
 // Lock-step mode keeps the threads alternating pass for pass, so it never rests.
 void RestUntilWork(UDPServerInterface& udp, std::chrono::microseconds rest) {
     if (!g_bUDPThreadMode || rest.count() <= 0) return;
+    udp.BeginServerRest();
     platform::WaitUntilReadable({udp.m_hIncomingEvent.Fd(), platform::ConsoleKeyWakeFd(), platform::ShutdownWakeFd()},
                                 rest);
+    udp.EndServerRest();
 }
 
 void RunMainLoop(Server& server, std::unique_ptr<UDPServerInterface>& udp, bool bSaveEnabled, Timer& autosave,

@@ -125,11 +125,25 @@ void UDPServerInterface::ThreadRun() {
 }
 
 bool UDPServerInterface::WaitForTickOrDatagram(int timeoutMs) {
-    if (m_hTickEvent.IsSet()) return true;
-    // Waiting on the socket too keeps datagrams flowing while the server thread rests and sends
-    // no tick event; the time-out keeps resends and keep-alives on their time.
-    platform::WaitUntilReadable({m_hTickEvent.Fd(), m_Receive.m_Socket}, std::chrono::milliseconds(timeoutMs));
-    return m_hTickEvent.IsSet();
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (;;) {
+        if (m_hTickEvent.IsSet()) return true;
+        // A busy server hands over a tick event after each pass, and passes for each datagram
+        // would only compete with it for the cores. A resting one sends none, so then the socket
+        // wakes the thread; the time-out keeps resends and keep-alives on their time.
+        m_hRestEvent.Reset();
+        const int socket = m_bServerResting.load() ? m_Receive.m_Socket : -1;
+        const auto left = until - std::chrono::steady_clock::now();
+        if (left <= std::chrono::steady_clock::duration::zero()) return false;
+        platform::WaitUntilReadable({m_hTickEvent.Fd(), socket, m_hRestEvent.Fd()},
+                                    std::chrono::ceil<std::chrono::microseconds>(left));
+        if (!m_hRestEvent.IsSet()) return m_hTickEvent.IsSet();
+    }
+}
+
+void UDPServerInterface::BeginServerRest() {
+    m_bServerResting.store(true);
+    m_hRestEvent.Set();
 }
 
 void UDPServerInterface::Tick() {

@@ -50,9 +50,13 @@ public:
     UDPServerInterface& operator=(const UDPServerInterface&) = delete;
 
     void ThreadRun();
-    // Thread mode: waits up to timeoutMs for the server's tick event or a datagram. True when
-    // the tick event came.
+    // Thread mode: waits up to timeoutMs for the server's tick event, or for a datagram while
+    // the server thread rests. True when the tick event came.
     bool WaitForTickOrDatagram(int timeoutMs);
+    // The server thread calls these around a rest: only then do datagrams wake this thread
+    // between tick events.
+    void BeginServerRest();
+    void EndServerRest() { m_bServerResting.store(false); }
     // One pass: receive everything, then serve every peer.
     void Tick();
 
@@ -71,6 +75,9 @@ public:
     // Set after a pass that gave the server something to look at: a message or an
     // acknowledgement came, or a peer was created or dropped. The server thread rests on it.
     platform::Event m_hIncomingEvent;
+    // Set when the server thread begins a rest, so that a wait begun before it takes the socket in.
+    platform::Event m_hRestEvent;
+    std::atomic<bool> m_bServerResting{false};
 
 private:
     // Returns false when the pass's receive budget ran out with datagrams still waiting.
