@@ -47,6 +47,24 @@ inline std::string ReadFile(const std::string& path) {
 }
 
 // utime + stime of a /proc stat line, in seconds.
+inline double CpuSecondsFromStat(const std::string& stat) {
+    size_t close = stat.rfind(')');
+    if (close == std::string::npos) return 0;
+    std::istringstream fields(stat.substr(close + 2));
+    std::string f;
+    double ticks = 0;
+    for (int i = 3; i <= 15 && fields >> f; ++i)
+        if (i == 14 || i == 15) ticks += std::atof(f.c_str());
+    return ticks / double(sysconf(_SC_CLK_TCK));
+}
+
+// The whole process's CPU time so far, in seconds.
+inline double ProcessCpuSeconds(int pid) {
+    std::string path = "/proc/";
+    path += std::to_string(pid);
+    path += "/stat";
+    return CpuSecondsFromStat(ReadFile(path));
+}
 
 // A "Vm...:" field of the process's status, in KiB (0 when absent).
 inline long StatusKiB(int pid, const char* field) {
@@ -67,10 +85,17 @@ struct ServerRun {
     std::string folder;
 };
 
-inline ServerRun StartServer(const std::string& binary, int port, const std::vector<std::string>& extra = {}) {
-    ServerRun run;
+// A fresh folder for one server run (empty on failure); StopServer removes it.
+inline std::string NewRunFolder() {
     char folder[] = "/tmp/qv-bench-XXXXXX";
-    if (!mkdtemp(folder)) return run;
+    return mkdtemp(folder) ? std::string(folder) : std::string();
+}
+
+// Starts the server in a folder prepared beforehand (save files written into it, say).
+inline ServerRun StartServerIn(const std::string& folder, const std::string& binary, int port,
+                               const std::vector<std::string>& extra = {}) {
+    ServerRun run;
+    if (folder.empty()) return run;
     run.folder = folder;
     int in[2];
     if (pipe(in) != 0) return run;
@@ -80,7 +105,7 @@ inline ServerRun StartServer(const std::string& binary, int port, const std::vec
     posix_spawn_file_actions_adddup2(&actions, in[0], 0);
     posix_spawn_file_actions_adddup2(&actions, out, 1);
     posix_spawn_file_actions_adddup2(&actions, out, 2);
-    posix_spawn_file_actions_addchdir_np(&actions, folder);
+    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
     std::vector<std::string> args = {binary, "--auto", "--port", std::to_string(port), "--dir", folder};
     args.insert(args.end(), extra.begin(), extra.end());
     std::vector<char*> argv;
@@ -93,6 +118,10 @@ inline ServerRun StartServer(const std::string& binary, int port, const std::vec
     close(out);
     run.input = in[1];
     return run;
+}
+
+inline ServerRun StartServer(const std::string& binary, int port, const std::vector<std::string>& extra = {}) {
+    return StartServerIn(NewRunFolder(), binary, port, extra);
 }
 
 inline void StopServer(ServerRun& run) {

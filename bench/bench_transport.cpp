@@ -48,17 +48,6 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 using namespace bench;
 
-double CpuSecondsFromStat(const std::string& stat) {
-    size_t close = stat.rfind(')');
-    if (close == std::string::npos) return 0;
-    std::istringstream fields(stat.substr(close + 2));
-    std::string f;
-    double ticks = 0;
-    for (int i = 3; i <= 15 && fields >> f; ++i)
-        if (i == 14 || i == 15) ticks += std::atof(f.c_str());
-    return ticks / double(sysconf(_SC_CLK_TCK));
-}
-
 // The task of a process whose name is name, or -1.
 int FindThread(int pid, const std::string& name) {
     std::string folder = "/proc/" + std::to_string(pid) + "/task";
@@ -217,7 +206,7 @@ void SteadyLoad(const std::string& binary, size_t clientCount, double seconds) {
     for (auto until = Clock::now() + 2s; Clock::now() < until;) swarm.Poll(5ms);
     const long rss1 = ResidentKiB(run.pid);
 
-    const double cpu0 = CpuSecondsFromStat(ReadFile("/proc/" + std::to_string(run.pid) + "/stat"));
+    const double cpu0 = ProcessCpuSeconds(run.pid);
     uint64_t sent0 = 0;
     for (size_t i = 0; i < swarm.Size(); ++i) sent0 += swarm[i].m_uiDatagramsSent;
     const auto start = Clock::now();
@@ -232,7 +221,7 @@ void SteadyLoad(const std::string& binary, size_t clientCount, double seconds) {
         }
         swarm.Poll(1ms);
     }
-    const double cpu = CpuSecondsFromStat(ReadFile("/proc/" + std::to_string(run.pid) + "/stat")) - cpu0;
+    const double cpu = ProcessCpuSeconds(run.pid) - cpu0;
     uint64_t sent = 0, acked = 0, messages = 0;
     for (size_t i = 0; i < swarm.Size(); ++i) {
         sent += swarm[i].m_uiDatagramsSent;

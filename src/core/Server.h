@@ -1,5 +1,6 @@
 // The one server object: the world, the rules and the network server at once.
 #pragma once
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -51,6 +52,11 @@ public:
     uint32_t CountClientsWithPlayer() const;
     // Nothing to simulate and nobody to serve: the main loop may sleep.
     bool IsIdle() const;
+    // How long the server thread may wait after this pass: zero while a client has a message
+    // waiting or something to be handed, or a job runs in slices; otherwise the time until the
+    // game tick or a position reset is due, at most kMaxRest.
+    std::chrono::microseconds RestAllowance();
+    static constexpr std::chrono::microseconds kMaxRest{33000};
 
     // ---- incoming messages (session/Server_Tick_PIC.cpp) ----
     bool PIC();
@@ -280,4 +286,23 @@ public:
     // The last save, for the operator's metrics (0: none since start).
     int64_t m_iLastSaveUnixMs = 0;
     double m_dLastSaveSeconds = 0.0;
+
+    // A client's last extra-update turn that handed nothing over and changed nothing: while the
+    // world stays as it was then (same epoch) and no acknowledgement made room, another turn
+    // would find nothing either, so it gives no reason to stay awake. Clients whose far pending
+    // entities stay pending until the player comes near would otherwise keep the thread busy.
+    struct FruitlessTurn {
+        uint64_t m_uiEpoch = 0; // 0: none
+        uint32_t m_uiBacklog = 0;
+    };
+    // Bumped by whatever may give a client something new to be told: a game tick, a message, a
+    // zone filing step, a client that comes or goes, a position reset.
+    uint64_t m_uiReplicationEpoch = 1;
+    // By client number.
+    std::vector<FruitlessTurn> m_FruitlessTurns;
+
+private:
+    // The extra-update turn could hand the client something now.
+    bool ExtraTurnMayHandOver(Server_Client* client);
+    void NoteExtraTurn(Server_Client* client, uint64_t pushedBefore, uint64_t footprintBefore);
 };

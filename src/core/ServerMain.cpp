@@ -17,6 +17,7 @@
 #include "net/UDPServerInterface.h"
 #include "platform/Clock.h"
 #include "platform/Console.h"
+#include "platform/Event.h"
 #include "platform/Files.h"
 #include "platform/Process.h"
 #include "platform/Signals.h"
@@ -111,15 +112,31 @@ void HandToUDPThread(UDPServerInterface& udp) {
     }
 }
 
+// With nothing to hand over, the server thread waits for the next timer of the tick or for
+// whatever could give it work: the UDP thread's word that something came, a console key, a
+// shutdown signal. The rest is short enough (one game tick at most) for the loop's slower timers.
+// Lock-step mode keeps the threads alternating pass for pass, so it never rests.
+void RestUntilWork(UDPServerInterface& udp, std::chrono::microseconds rest) {
+    if (!g_bUDPThreadMode || rest.count() <= 0) return;
+    udp.BeginServerRest();
+    platform::WaitUntilReadable({udp.m_hIncomingEvent.Fd(), platform::ConsoleKeyWakeFd(), platform::ShutdownWakeFd()},
+                                rest);
+    udp.EndServerRest();
+}
+
 void RunMainLoop(Server& server, std::unique_ptr<UDPServerInterface>& udp, bool bSaveEnabled, Timer& autosave,
                  Timer& switchCheck, OperatorServices& services) {
     bool running = true;
     while (running) {
+        // Whatever the UDP thread reports from here on is seen by this pass or ends its rest.
+        udp->m_hIncomingEvent.Reset();
+        std::chrono::microseconds rest;
         {
             ServerLockGuard lock(server.m_ServerLock);
             auto start = std::chrono::steady_clock::now();
             server.Tick();
             services.AfterTick(server, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+            rest = server.RestAllowance();
         }
         HandToUDPThread(*udp);
 
@@ -128,7 +145,10 @@ void RunMainLoop(Server& server, std::unique_ptr<UDPServerInterface>& udp, bool 
             ServerLockGuard lock(server.m_ServerLock);
             idle = server.IsIdle();
         }
-        if (idle) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        if (idle)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        else
+            RestUntilWork(*udp, rest);
 
         if (platform::ConsoleKeyWaiting()) {
             int key = platform::ConsoleReadKeyWithEcho();

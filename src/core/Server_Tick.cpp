@@ -1,4 +1,5 @@
 // One pass of the server's work, in its fixed order, and the client bookkeeping around it.
+#include <algorithm>
 #include <cstdio>
 
 #include "base/LogChat.h"
@@ -18,20 +19,39 @@ constexpr int kDismantleStepsPerPass = 10;
 
 uint32_t Advance(uint32_t cursor, size_t count) { return cursor + 1 >= count ? 0 : cursor + 1; }
 
+// What an extra-update turn can change in a client's replication state besides queueing a
+// message: its pending lists shrink, its window and zone flags turn.
+uint64_t ReplicationFootprint(const Server_Client* client) {
+    uint64_t pending = uint64_t(client->m_PendingEntities.Count()) + client->m_PendingPlayers.Count() +
+                       client->m_RemovedViews.Count() + client->m_RemovedFireBlockViews.Count() +
+                       client->m_ZoneWaitEntities.Count();
+    return pending << 2 | uint64_t(client->m_bZonesFilled) << 1 | uint64_t(client->m_bPleaseWaitShown);
+}
+
+// Messages of the client not yet acknowledged or still queued, on the channels extra turns use.
+uint32_t ExtraTurnBacklog(Server_Client* client) {
+    return client->m_Pipe.Backlog(kChannelWorld) + client->m_Pipe.Backlog(kChannelTextures);
+}
+
+// Counter ticks until the timer fires (it fires once now - start exceeds the period).
+int64_t CountsUntilDue(const Timer& timer, int64_t now) { return timer.m_iStart + timer.m_iPeriod + 1 - now; }
+
 } // namespace
 
 void Server::Tick() {
+    bool handled = false;
     if (g_bImprovedCTSResponse) {
-        while (PIC()) {
-        }
+        while (PIC()) handled = true;
     } else {
-        PIC();
+        handled = PIC();
     }
+    if (handled) ++m_uiReplicationEpoch;
 
     UpdateClientsWithWorldUpdates();
     UpdateClients_Extra();
 
     if (m_GameTickTimer.Check()) {
+        ++m_uiReplicationEpoch;
         Game_Tick();
         for (Server_Client* client : m_Clients) client->m_bNeedsNormalUpdate = true;
         if (m_OneSecondTimer.Check()) {
@@ -63,6 +83,7 @@ void Server::Tick() {
         m_GameTickTimer.SetRate(m_iGameTicksPerSecond);
     }
 
+    m_RoundRobins.m_bBudgetRanOut = false;
     if (m_bPrincessesRunning) {
         Tick_TCs();
         Tick_OCs();
@@ -72,7 +93,10 @@ void Server::Tick() {
     if (!m_Clients.Empty()) {
         m_uiZoneUpdateCursor = Advance(m_uiZoneUpdateCursor, m_Clients.Length());
         Server_Client* client = m_Clients[m_uiZoneUpdateCursor];
-        if (client->m_pPlayer && !client->m_bZonesFilled) client->HandleZonesBeUpdatedThingy();
+        if (client->m_pPlayer && !client->m_bZonesFilled) {
+            client->HandleZonesBeUpdatedThingy();
+            ++m_uiReplicationEpoch;
+        }
     }
 
     DeleteInactiveClients();
@@ -101,7 +125,54 @@ void Server::Tick() {
     }
 
     for (Server_Client* client : m_Clients)
-        if (client->m_pPlayer && client->m_bResetPositionActive) PIC_IfResetPositionTimerActive(client);
+        if (client->m_pPlayer && client->m_bResetPositionActive) {
+            PIC_IfResetPositionTimerActive(client);
+            if (!client->m_bResetPositionActive) ++m_uiReplicationEpoch;
+        }
+}
+
+std::chrono::microseconds Server::RestAllowance() {
+    using std::chrono::microseconds;
+    if (!m_ClientsBeingDeleted.Empty() || m_RoundRobins.m_bBudgetRanOut) return microseconds(0);
+    const int64_t now = platform::QueryCounter();
+    int64_t counts = CountsUntilDue(m_GameTickTimer, now);
+    for (Server_Client* client : m_Clients) {
+        if (client->m_Pipe.AnyInboundWaiting()) return microseconds(0);
+        // Zone filing goes on in slices, one client per pass.
+        if (client->m_pPlayer && !client->m_bZonesFilled) return microseconds(0);
+        if (client->m_pPlayer && client->m_bResetPositionActive)
+            counts = std::min(counts, CountsUntilDue(client->m_ResetPositionTimer, now));
+        if (!client->m_bReadyForUpdates) continue;
+        if (client->m_bNeedsNormalUpdate && client->m_Pipe.Backlog() < g_uiUdpSendBufferLimit) return microseconds(0);
+        if (ExtraTurnMayHandOver(client)) return microseconds(0);
+    }
+    if (counts <= 0) return microseconds(0);
+    const int64_t most = Timer::ms_frequency * kMaxRest.count() / 1000000;
+    if (counts >= most) return kMaxRest;
+    // Rounded up: waking a little early would only find the timer not yet due.
+    return microseconds((counts * 1000000 + Timer::ms_frequency - 1) / Timer::ms_frequency);
+}
+
+bool Server::ExtraTurnMayHandOver(Server_Client* client) {
+    const bool replication = client->m_pPlayer && client->HasReplicationWork();
+    const bool textures = client->m_bMultiUdpChannel && !client->m_Textures.m_ServerTextures.Empty();
+    if (!replication && !textures) return false;
+    if (!client->m_pSlotRecord || client->m_pSlotRecord->m_uiNumber >= m_FruitlessTurns.size()) return true;
+    const FruitlessTurn& last = m_FruitlessTurns[client->m_pSlotRecord->m_uiNumber];
+    return last.m_uiEpoch != m_uiReplicationEpoch || ExtraTurnBacklog(client) < last.m_uiBacklog;
+}
+
+void Server::NoteExtraTurn(Server_Client* client, uint64_t pushedBefore, uint64_t footprintBefore) {
+    if (!client->m_pSlotRecord) return;
+    const uint32_t number = client->m_pSlotRecord->m_uiNumber;
+    if (number >= m_FruitlessTurns.size()) m_FruitlessTurns.resize(number + 1);
+    FruitlessTurn& last = m_FruitlessTurns[number];
+    if (client->m_Pipe.MessagesPushedToClient() != pushedBefore || ReplicationFootprint(client) != footprintBefore) {
+        last.m_uiEpoch = 0;
+        return;
+    }
+    last.m_uiEpoch = m_uiReplicationEpoch;
+    last.m_uiBacklog = ExtraTurnBacklog(client);
 }
 
 void Server::UpdateClientsWithWorldUpdates() {
@@ -127,8 +198,11 @@ void Server::UpdateClients_Extra() {
     for (size_t tried = 0; tried < count; ++tried) {
         Server_Client* client = m_Clients[m_uiExtraUpdateCursor];
         if (client->m_bReadyForUpdates) {
+            const uint64_t pushed = client->m_Pipe.MessagesPushedToClient();
+            const uint64_t footprint = ReplicationFootprint(client);
             if (client->m_bMultiUdpChannel) client->SendServerTextures_Channel3();
             if (client->m_Pipe.Backlog() <= 1) client->UpdateClient_ExtraPacket();
+            NoteExtraTurn(client, pushed, footprint);
             return;
         }
         m_uiExtraUpdateCursor = Advance(m_uiExtraUpdateCursor, count);
@@ -156,6 +230,7 @@ void Server::DeleteInactiveClients() {
         anyDropped = true;
     }
     if (!anyDropped) return;
+    ++m_uiReplicationEpoch;
     m_Clients.Truncate(kept);
     PutRateLimitOnClients();
 }
@@ -193,6 +268,9 @@ ClientServerPipe* Server::CreateClientServerPipe() {
     if (!m_pFreeClientNumbers && m_uiNextClientNumber >= kMaxClientSlots) return nullptr;
     Server_Client* client = new Server_Client;
     client->m_pSlotRecord = TakeACRNumber();
+    ++m_uiReplicationEpoch;
+    if (client->m_pSlotRecord->m_uiNumber < m_FruitlessTurns.size())
+        m_FruitlessTurns[client->m_pSlotRecord->m_uiNumber] = FruitlessTurn();
     if (client->m_pSlotRecord->m_uiNumber >= g_uiAllocatedClientUINs) DoubleAllocatedClientUINs();
     m_Clients.Append(client);
     PutRateLimitOnClients();

@@ -28,6 +28,9 @@ struct RoundRobinCursors {
     uint32_t m_uiLiftCursor = 0;
     uint32_t m_uiTalvyCursor = 0;
     uint32_t m_uiOrisetCursor = 0;
+    // Set by a round robin that stopped on its budget before every signalled cube or lift had
+    // its turn: the next pass must follow without a rest. Cleared by the server before each round.
+    bool m_bBudgetRanOut = false;
 };
 
 // The property moving group each moving-property pass works on in this tick.

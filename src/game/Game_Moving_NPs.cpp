@@ -95,13 +95,15 @@ void Game::Tick_Lifts() {
     uint32_t& cursor = m_RoundRobins.m_uiLiftCursor;
     // A lift is due once per game tick, so one lap is the most a pass can use; it also keeps a
     // clock that stands still from holding the pass.
-    for (uint32_t visited = 0; visited < count && platform::QueryCounter() - start < budget; ++visited) {
+    uint32_t visited = 0;
+    for (; visited < count && platform::QueryCounter() - start < budget; ++visited) {
         if (++cursor >= count) cursor = 0;
         Server_Entity* lift = m_Lifts.GetEntity(cursor);
         if (!(lift->m_ucPassFlags & kPassTickSignal)) continue;
         lift->m_ucPassFlags &= uint8_t(~kPassTickSignal);
         Tick_Lift(lift);
     }
+    if (visited < count) m_RoundRobins.m_bBudgetRanOut = true;
 }
 
 void Game::Tick_Lift(Server_Entity* lift) {

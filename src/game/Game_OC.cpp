@@ -57,11 +57,15 @@ void GiveSpiritOfZorbin(Server_Player* p, float time) {
 void Game::Tick_OCs() {
     const PassBudget budget(kOrisetBudgetSeconds);
     uint32_t& cursor = m_RoundRobins.m_uiOrisetCursor;
+    bool allHadTurn = false;
     while (m_OrisetCubes.Count() != 0 && !budget.Spent()) {
         if (++cursor >= m_OrisetCubes.Count()) cursor = 0;
         auto* o = static_cast<Server_OrisetCube*>(m_OrisetCubes.GetEntity(cursor));
         // The cubes are signalled together, so the first one without signal means all had their turn.
-        if (!(o->m_ucPassFlags & kPassTickSignal)) break;
+        if (!(o->m_ucPassFlags & kPassTickSignal)) {
+            allHadTurn = true;
+            break;
+        }
         o->m_ucPassFlags &= uint8_t(~kPassTickSignal);
         o->ClearDirty();
         VUKVector& v = o->m_vVelocity;
@@ -102,6 +106,7 @@ void Game::Tick_OCs() {
             QueueEntityForUpdate(o);
         }
     }
+    if (!allHadTurn && m_OrisetCubes.Count() != 0) m_RoundRobins.m_bBudgetRanOut = true;
 }
 
 void Server_Player::HandleTalvyCubeOnPyramid(unsigned reward) {

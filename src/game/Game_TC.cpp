@@ -69,6 +69,7 @@ void Game::Tick_TCs() {
         else
             --unsignalled;
     }
+    if (unsignalled != 0) m_RoundRobins.m_bBudgetRanOut = true;
 }
 
 void Game::Tick_One_TC(Server_TalvyCube* c) {

@@ -11,6 +11,7 @@ void ClientServerPipe::PushToClient(unsigned channel, Packet* packet) {
     std::lock_guard<std::mutex> lock(m_ToClientLocks[channel]);
     m_ToClient[channel].Append(packet);
     m_uiOutboundWaiting.fetch_add(1, std::memory_order_release);
+    m_uiPushedToClient.fetch_add(1, std::memory_order_relaxed);
 }
 
 Packet* ClientServerPipe::TakeToServer(unsigned channel) {

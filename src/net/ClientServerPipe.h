@@ -74,6 +74,9 @@ public:
     // peer with nothing to send without taking its sixteen locks (thousands of silent peers in a
     // flood). A message pushed meanwhile is seen on the next pass.
     bool AnyOutboundWaiting() const { return m_uiOutboundWaiting.load(std::memory_order_acquire) != 0; }
+    // Messages ever queued for the client: the server thread tells from it whether a turn of
+    // its own handed anything over.
+    uint64_t MessagesPushedToClient() const { return m_uiPushedToClient.load(std::memory_order_relaxed); }
     void SetUnackedCount(unsigned channel, uint32_t count);
     uint32_t UnackedCount(unsigned channel);
 
@@ -100,5 +103,6 @@ public:
     std::mutex m_PipeLock;
     std::atomic<uint32_t> m_uiInboundWaiting{0};
     std::atomic<uint32_t> m_uiOutboundWaiting{0};
+    std::atomic<uint64_t> m_uiPushedToClient{0};
     std::atomic<bool> m_bPlayerLoggedIn{false};
 };

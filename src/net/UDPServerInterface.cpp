@@ -28,6 +28,8 @@ constexpr unsigned kReceiveBatch = 32;
 constexpr uint64_t kReceiveBudgetPerPass = 16384;
 // Room for the datagrams of many clients that arrive while the thread waits between passes.
 constexpr int kSocketReceiveBytes = 4 << 20;
+// In thread mode a pass runs at least this often, tick event or not.
+constexpr int kThreadModePassMs = 33;
 
 uint64_t PeerKey(const sockaddr_in& address) { return (uint64_t(address.sin_addr.s_addr) << 16) | address.sin_port; }
 
@@ -105,7 +107,7 @@ void UDPServerInterface::ThreadRun() {
     for (;;) {
         if (m_hStopEvent.IsSet()) return;
         if (g_bUDPThreadMode) {
-            if (m_hTickEvent.Wait(m_bReceiveBudgetHit ? 0 : 33)) {
+            if (WaitForTickOrDatagram(m_bReceiveBudgetHit ? 0 : kThreadModePassMs)) {
                 m_hTickEvent.Reset();
                 Tick();
                 m_hDoneEvent.Set();
@@ -122,9 +124,35 @@ void UDPServerInterface::ThreadRun() {
     }
 }
 
+bool UDPServerInterface::WaitForTickOrDatagram(int timeoutMs) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (;;) {
+        if (m_hTickEvent.IsSet()) return true;
+        // A busy server hands over a tick event after each pass, and passes for each datagram
+        // would only compete with it for the cores. A resting one sends none, so then the socket
+        // wakes the thread; the time-out keeps resends and keep-alives on their time.
+        m_hRestEvent.Reset();
+        const int socket = m_bServerResting.load() ? m_Receive.m_Socket : -1;
+        const auto left = until - std::chrono::steady_clock::now();
+        if (left <= std::chrono::steady_clock::duration::zero()) return false;
+        platform::WaitUntilReadable({m_hTickEvent.Fd(), socket, m_hRestEvent.Fd()},
+                                    std::chrono::ceil<std::chrono::microseconds>(left));
+        if (!m_hRestEvent.IsSet()) return m_hTickEvent.IsSet();
+    }
+}
+
+void UDPServerInterface::BeginServerRest() {
+    m_bServerResting.store(true);
+    m_hRestEvent.Set();
+}
+
 void UDPServerInterface::Tick() {
     m_bReceiveBudgetHit = !ReceiveAll();
     ServeAll();
+    if (m_bServerShouldLook) {
+        m_bServerShouldLook = false;
+        m_hIncomingEvent.Set();
+    }
 }
 
 bool UDPServerInterface::ReceiveAll() {
@@ -164,6 +192,9 @@ bool UDPServerInterface::ReceiveAll() {
 void UDPServerInterface::HandleDatagram(const sockaddr_in& from, uint8_t* data, int32_t length) {
     UDPClient* peer = PeerKey(from) == m_uiLastKey && m_pLastPeer ? m_pLastPeer : FindOrCreatePeer(from);
     if (!peer) return;
+    // A keep-alive only keeps the peer alive; anything else may be a message, an acknowledgement
+    // that lets the server send more, or a leave.
+    if (data[0] != kUdpKindKeepAlive) m_bServerShouldLook = true;
     m_uiDatagramsReceived.fetch_add(1, std::memory_order_relaxed);
     UDPC_PID_Struct record;
     record.m_Socket = m_Receive.m_Socket;
@@ -185,6 +216,7 @@ UDPClient* UDPServerInterface::FindOrCreatePeer(const sockaddr_in& from) {
         ClientServerPipe* pipe = m_CreatePipe();
         if (!pipe) return nullptr;
         peer = new UDPClient(&from, pipe);
+        m_bServerShouldLook = true;
         m_Peers.Append(peer);
         m_PeerIndex.emplace(key, peer);
     }
@@ -213,6 +245,7 @@ void UDPServerInterface::RemovePeer(UDPClient* peer) {
         }
     m_PeerIndex.erase(PeerKey(peer->m_Address));
     if (m_pLastPeer == peer) m_pLastPeer = nullptr;
+    m_bServerShouldLook = true;
     // Its pipe is marked disconnected: the server drops the client record on its next pass.
     delete peer;
 }
@@ -233,6 +266,7 @@ void UDPServerInterface::ServeAll() {
     m_pSender->Flush();
     if (!anyFinished) return;
 
+    m_bServerShouldLook = true;
     m_pLastPeer = nullptr;
     UDPClientList kept;
     index = 0;

@@ -50,6 +50,13 @@ public:
     UDPServerInterface& operator=(const UDPServerInterface&) = delete;
 
     void ThreadRun();
+    // Thread mode: waits up to timeoutMs for the server's tick event, or for a datagram while
+    // the server thread rests. True when the tick event came.
+    bool WaitForTickOrDatagram(int timeoutMs);
+    // The server thread calls these around a rest: only then do datagrams wake this thread
+    // between tick events.
+    void BeginServerRest();
+    void EndServerRest() { m_bServerResting.store(false); }
     // One pass: receive everything, then serve every peer.
     void Tick();
 
@@ -65,6 +72,12 @@ public:
     platform::Event m_hStopEvent;
     platform::Event m_hTickEvent;
     platform::Event m_hDoneEvent;
+    // Set after a pass that gave the server something to look at: a message or an
+    // acknowledgement came, or a peer was created or dropped. The server thread rests on it.
+    platform::Event m_hIncomingEvent;
+    // Set when the server thread begins a rest, so that a wait begun before it takes the socket in.
+    platform::Event m_hRestEvent;
+    std::atomic<bool> m_bServerResting{false};
 
 private:
     // Returns false when the pass's receive budget ran out with datagrams still waiting.
@@ -85,6 +98,7 @@ private:
     uint64_t m_uiLastKey = 0;
     std::vector<uint8_t> m_Finished; // per peer of the serve pass, reused
     bool m_bReceiveBudgetHit = false;
+    bool m_bServerShouldLook = false; // this pass, for m_hIncomingEvent
     std::atomic<uint64_t> m_uiDatagramsReceived{0};
     std::atomic<uint64_t> m_uiPeersEvicted{0};
 };

@@ -103,6 +103,11 @@ bool ConsoleKeyWaiting() {
     return false;
 }
 
+int ConsoleKeyWakeFd() {
+    if (g_KeySource.load() || g_bEndOfInput) return -1;
+    return STDIN_FILENO;
+}
+
 int ConsoleReadKeyWithEcho() {
     int key = -1;
     if (g_iPendingKey >= 0) {

@@ -15,6 +15,9 @@ void ErrorWrite(std::string_view text);
 
 // True when a key can be read without blocking.
 bool ConsoleKeyWaiting();
+// A descriptor that turns readable when a key may be waiting, for a thread that rests: -1 when
+// keys come from a test's source or the input has ended (a wait then relies on its time-out).
+int ConsoleKeyWakeFd();
 // Blocks for one key and echoes it. Returns -1 at the end of input or when a shutdown signal
 // interrupts the wait.
 int ConsoleReadKeyWithEcho();

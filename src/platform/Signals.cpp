@@ -4,16 +4,30 @@
 #include <csignal>
 #include <cstring>
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 namespace platform {
 namespace {
 
 std::atomic<bool> g_bShutdown{false};
+std::atomic<int> g_iWakeFd{-1};
 
-void OnShutdownSignal(int) { g_bShutdown.store(true); }
+// Async-signal-safe: an atomic store and a write.
+void Wake() {
+    const uint64_t one = 1;
+    if (int fd = g_iWakeFd.load(); fd >= 0) (void)!write(fd, &one, sizeof one);
+}
+
+void OnShutdownSignal(int) {
+    g_bShutdown.store(true);
+    Wake();
+}
 
 } // namespace
 
 void InstallShutdownSignals() {
+    if (g_iWakeFd.load() < 0) g_iWakeFd.store(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
     struct sigaction action;
     std::memset(&action, 0, sizeof action);
     action.sa_handler = &OnShutdownSignal;
@@ -27,8 +41,17 @@ void InstallShutdownSignals() {
 
 bool ShutdownRequested() { return g_bShutdown.load(); }
 
-void RequestShutdown() { g_bShutdown.store(true); }
+int ShutdownWakeFd() { return g_iWakeFd.load(); }
 
-void ClearShutdownRequest() { g_bShutdown.store(false); }
+void RequestShutdown() {
+    g_bShutdown.store(true);
+    Wake();
+}
+
+void ClearShutdownRequest() {
+    g_bShutdown.store(false);
+    uint64_t value;
+    if (int fd = g_iWakeFd.load(); fd >= 0) (void)!read(fd, &value, sizeof value);
+}
 
 } // namespace platform

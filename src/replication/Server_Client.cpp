@@ -53,6 +53,12 @@ uint32_t Server_Client::Slot() const { return m_pSlotRecord ? m_pSlotRecord->m_u
 
 void Server_Client::Send(unsigned channel, Packet* packet) { m_Pipe.PushToClient(channel, packet); }
 
+bool Server_Client::HasReplicationWork() const {
+    return m_PendingEntities.Count() != 0 || m_PendingPlayers.Count() != 0 || m_RemovedViews.Count() != 0 ||
+           m_RemovedFireBlockViews.Count() != 0 || m_ZoneWaitEntities.Count() != 0 || !m_bZonesFilled ||
+           m_bPleaseWaitShown;
+}
+
 bool Server_Client::HandleFullPacket() const {
     uint32_t length = m_pPacket->Length();
     return length <= m_uiMaxUpdateSize && (m_uiRateLimit == 0 || length <= m_uiRateLimit);

@@ -148,6 +148,11 @@ public:
     // The 32-bit handle the client knows a view by.
     uint32_t HandleOf(const Server_Client_Entity* view) const;
 
+    // True while the update cycle still owes the client something: entities or players to add or
+    // update, views to remove, entities waiting for their zones, zone filing unfinished, or the
+    // please-wait window still open. The server thread rests only when no client has any.
+    bool HasReplicationWork() const;
+
     // ---- update cycle (replication/CR_UpdateClient.cpp) ----
     void UpdateClient_NormalPacket(uint32_t tick);
     void UpdateClient_ExtraPacket();

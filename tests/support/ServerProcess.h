@@ -40,6 +40,7 @@ public:
     // Waits for the process to end; returns its exit code, or -1 on time-out (it is then killed).
     int WaitForExit(std::chrono::milliseconds timeout);
     bool Running();
+    int Pid() const { return m_Pid; }
 
 private:
     void ReadLoop(int fd, std::string* sink);

@@ -4,8 +4,10 @@
 #include <atomic>
 
 #include "platform/Clock.h"
+#include "support/ClientRecords.h"
 #include "support/ServerHarness.h"
 #include "support/WorkingFolder.h"
+#include "world/Entity.h"
 
 namespace {
 
@@ -156,6 +158,53 @@ TEST_F(ClientBookkeeping, NormalUpdateWaitsForTheNextGameTickAndForTheBacklog) {
     a.Take(0);
     m_Harness->Pass();
     EXPECT_FALSE(a.client->m_bNeedsNormalUpdate);
+}
+
+// The server thread rests until the game tick is due (rounded up to the microsecond, at most
+// kMaxRest), but not while a message waits, a ready client is owed an update it has room for, or
+// a player's zones are still being filed. A far cube stays pending for good: turns that find
+// nothing to send do not keep the thread awake, until the next game tick may have changed that.
+TEST_F(ClientBookkeeping, RestsOnlyWhileNothingIsOwedAndUntilTheGameTickIsDue) {
+    using std::chrono::microseconds;
+    Server& server = m_Harness->server();
+    server.m_bPrincessesRunning = false;
+    auto rest = [&] {
+        ServerLockGuard lock(server.m_ServerLock);
+        return server.RestAllowance();
+    };
+    EXPECT_EQ(rest(), Server::kMaxRest);
+    m_Harness->clock().AdvanceNanoseconds(10'000'000); // of a period of 33,333,335
+    const microseconds untilTick(23'334);
+    EXPECT_EQ(rest(), untilTick);
+
+    auto a = m_Harness->Connect();
+    a.Send(0, {29, 0});
+    EXPECT_EQ(rest(), microseconds(0));
+    m_Harness->Pass();
+    EXPECT_EQ(rest(), untilTick);
+    a.client->m_bReadyForUpdates = true;
+    EXPECT_EQ(rest(), microseconds(0));
+    a.client->m_Pipe.SetUnackedCount(0, g_uiUdpSendBufferLimit);
+    EXPECT_EQ(rest(), untilTick);
+    a.client->m_Pipe.SetUnackedCount(0, 0);
+    m_Harness->Pass();
+    EXPECT_EQ(rest(), untilTick);
+
+    Server_Entity* cube = server.ProperAddByType(kKindTalvyCube);
+    cube->m_vPosition.Set(90000.0f, 200.0f, 0.0f);
+    server.UpdateGroupsAndZonesEntityIsIn(cube);
+    auto b = m_Harness->Connect();
+    b.Send(0, records::Concat(records::Concat(records::Version(84), records::NewLogin("ann", "pw")), {6}));
+    m_Harness->Pass();
+    int passes = 0;
+    for (; passes < 1000 && rest() == microseconds(0); ++passes) m_Harness->Pass();
+    EXPECT_TRUE(b.client->m_bZonesFilled && b.client->HasReplicationWork());
+    EXPECT_EQ(std::tuple(b.client->m_PendingEntities.Count(), rest()), std::tuple(1u, untilTick));
+    m_Harness->GameTick();
+    EXPECT_EQ(rest(), microseconds(0));
+    m_Harness->Pass();
+    m_Harness->Pass();
+    EXPECT_GT(rest(), microseconds(0));
 }
 
 } // namespace
