@@ -23,8 +23,8 @@
 #include "base/LogChat.h"
 #include "base/Settings.h"
 #include "platform/Files.h"
+#include "world/EntityClientBits.h"
 #include "world/Server_Client_Entity.h"
-#include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/VUK_Zone.h"
 #include "world/World.h"
 #include "world/ZoneGridHolder.h"
@@ -216,29 +216,9 @@ void Run(uint32_t slots, size_t pads) {
                      b.zoneList + b.zones + b.rows;
     std::printf("%-44s %10.0f\n", "  sum of the parts", counted);
 
-    // Per-slot storage: one client slot records a link-back cell on every pad, as a client's
-    // pending list does. First slot 0, then the highest slot.
-    std::printf("\n%-44s %10s %10s\n", "per-slot storage per pad", "bytes", "ns/set");
-    for (uint32_t slot : {0u, slots - 1}) {
-        auto pending = std::make_unique<VUKFastArray_WithLinkBacks<Server_Entity*>>(uint32_t(pads + 1));
-        std::vector<uint32_t*> cells(pads);
-        for (size_t i = 0; i < pads; ++i) cells[i] = pending->Append(made[i]);
-        long before = ResidentBytes();
-        t = Clock::now();
-        for (size_t i = 0; i < pads; ++i) made[i]->SetClientPendingLink(slot, cells[i]);
-        double set = NsPer(t, pads);
-        long after = ResidentBytes();
-        size_t block = made[0]->GetClientSlotBytes();
-        t = Clock::now();
-        size_t found = 0;
-        for (size_t i = 0; i < pads; ++i) found += made[i]->GetClientPendingLink(slot) == cells[i];
-        double get = NsPer(t, pads);
-        std::printf("slot %-3u block %4zu B, malloc chunk %4zu B       %10.0f %10.1f   (get %.1f ns, %zu ok)\n", slot,
-                    block, Chunk(block), double(after - before) / double(pads), set, get, found);
-        for (size_t i = 0; i < pads; ++i) made[i]->SetClientPendingLink(slot, nullptr);
-        for (size_t i = 0; i < pads; ++i) pending->Remove(cells[i]);
-    }
-    std::printf("%-44s %10zu\n", "dense 64-bit arrays would take (5 x slots x 8)", Chunk(size_t(slots) * 8) * 5);
+    // What a pad costs for the clients: its row of client bits (pending, filed, waiting, viewed).
+    std::printf("%-44s %10.1f\n", "client bit row per pad",
+                double(g_EntityClientBits.Bytes()) / double(g_EntityClientBits.IndexLimit()));
 
     t = Clock::now();
     for (Server_Entity* e : made) w.ProperDestroy(e);
