@@ -260,6 +260,8 @@ public:
     // peers timing out), not at every ordinary logout.
     static constexpr uint32_t kClientsDeletedBeforeTrim = 256;
     uint32_t m_uiClientsDeletedSinceTrim = 0;
+    // The byte budget's share that every client in m_Clients holds (PutRateLimitOnClients).
+    uint32_t m_uiClientRateShare = 0;
     static_assert(kMaxPeers < kMaxClientSlots);
     // The powerup spawn table: positions and, in parallel, powerup types.
     PointerStringList<VUKVector> m_PowerupTablePositions;
