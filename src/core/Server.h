@@ -71,6 +71,8 @@ public:
     Server_Player* FindPlayerByName(const std::string& name) const;
     // Appends the welcome to answer and queues it.
     void SendWelcome(Server_Client* client, Packet* answer, const std::string& name);
+    // The client's player from now on; the transport no longer counts its peer as a guest.
+    void AttachPlayer(Server_Client* client, Server_Player* player);
     // A dropped client's player stays in the world, offline.
     void DetachPlayerOfDroppedClient(Server_Client* client);
 
@@ -241,6 +243,9 @@ public:
     uint32_t m_uiNormalUpdateCursor = 0;
     int32_t m_iGameTicksPerSecond = 30;
     ClientList m_Clients;
+    // The clients of m_Clients with a player, for the walks that concern only them: thousands of
+    // silent addresses of a flood then cost them nothing.
+    std::vector<Server_Client*> m_ClientsWithPlayer;
     ClientList m_ClientsBeingDeleted;
     Timer m_GameTickTimer{0.033333335f};
     Timer m_OneSecondTimer{1.0f};

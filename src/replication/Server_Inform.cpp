@@ -209,8 +209,7 @@ void Server::InformClients_EntityUpdated(Server_Entity* entity) {
     // Every client's pending grid has the same geometry: one key serves them all.
     uint32_t zones = m_Clients[0]->m_PendingGrid.ZoneKey(entity);
     bool sameZones = zones != 0 && zones == entity->m_uiPendingGridZones;
-    for (Server_Client* client : m_Clients)
-        if (client->m_pPlayer) client->Inform_EntityUpdated(entity, sameZones);
+    for (Server_Client* client : m_ClientsWithPlayer) client->Inform_EntityUpdated(entity, sameZones);
     entity->m_uiPendingGridZones = zones;
 }
 
