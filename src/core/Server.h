@@ -259,15 +259,17 @@ public:
     static constexpr uint32_t kMaxPeers = 4096;
     // Client records (live and being deleted) at most; each holds a slot number below it, so no
     // flood can reach a slot entities cannot hold. The room above kMaxPeers takes the records of
-    // evicted peers until the next pass drops them.
-    uint32_t m_uiMaxClients = kMaxClientSlots;
+    // evicted peers until the next pass drops them; it is kept to a quarter more because the
+    // transport makes records faster than the passes drop them, and every record costs memory
+    // (about 10 KB) until it is gone.
+    uint32_t m_uiMaxClients = kMaxPeers + kMaxPeers / 4;
     // After this many clients are gone the freed memory goes back to the system (a flood's
     // peers timing out), not at every ordinary logout.
     static constexpr uint32_t kClientsDeletedBeforeTrim = 256;
     uint32_t m_uiClientsDeletedSinceTrim = 0;
     // The byte budget's share that every client in m_Clients holds (PutRateLimitOnClients).
     uint32_t m_uiClientRateShare = 0;
-    static_assert(kMaxPeers < kMaxClientSlots);
+    static_assert(kMaxPeers + kMaxPeers / 4 <= kMaxClientSlots);
     // The powerup spawn table: positions and, in parallel, powerup types.
     PointerStringList<VUKVector> m_PowerupTablePositions;
     std::vector<uint32_t> m_PowerupTableTypes;

@@ -6,7 +6,6 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <system_error>
@@ -230,11 +229,16 @@ void UDPServerInterface::CreateNewPeers(const mmsghdr* messages, const sockaddr_
         freshKeys[freshCount++] = key;
     }
     if (freshCount == 0) return;
-    size_t room = PeerCount() < m_uiMaxPeers ? m_uiMaxPeers - PeerCount() : 0;
-    while (room < freshCount && EvictLongestIdleGuest()) ++room;
+    // The server may refuse addresses (its client table is full): only those it took make room
+    // by evicting, so that a refusal costs no guest its place.
     ClientServerPipe* pipes[kReceiveBatch];
-    const size_t made = m_CreatePipes(pipes, std::min(room, freshCount));
+    const size_t made = m_CreatePipes(pipes, freshCount);
     for (size_t j = 0; j < made; ++j) {
+        if (PeerCount() >= m_uiMaxPeers && !EvictLongestIdleGuest()) {
+            // Every peer has a player: the record goes back, dropped on the server's next pass.
+            pipes[j]->SetDisconnected();
+            continue;
+        }
         UDPClient* peer = new UDPClient(fresh[j], pipes[j]);
         m_Guests.PushBack(peer);
         m_PeerIndex.emplace(freshKeys[j], peer);
