@@ -270,8 +270,9 @@ void UDPClient::Tick_SendNewPacket(Socket2* socket) {
 }
 
 void UDPClient::Tick_SendKeepAlive(Socket2* socket) {
-    if (m_pPipe->IsStopSending()) return;
+    // The timer first: it is due once a second, the flag costs a lock.
     if (!m_KeepAliveTimer.HasElapsed()) return;
+    if (m_pPipe->IsStopSending()) return;
     m_KeepAliveTimer.Restart();
     socket->Send(m_Address, kKeepAliveDatagram, 1);
 }

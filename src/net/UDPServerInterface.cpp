@@ -24,8 +24,15 @@ constexpr size_t kReceiveBufferSize = 65536;
 // Datagrams taken from the socket per system call.
 constexpr unsigned kReceiveBatch = 32;
 // A pass stops receiving after this many datagrams so that a flood cannot starve the serve
-// half (resends, keep-alives, held messages); the next pass follows without waiting.
-constexpr uint64_t kReceiveBudgetPerPass = 16384;
+// half (resends, keep-alives, held messages); the next pass follows without waiting. Kept small:
+// the server thread waits for the UDP thread's pass after each of its own, and it gives one
+// player its update per pass, so a long pass slows every player's update cadence.
+constexpr uint64_t kReceiveBudgetPerPass = 256;
+// Past this many guests (a flood's thousands) they are served at most every
+// kGuestServeSecondsWhenMany instead of in every pass: the walk over them would take most of a
+// pass, and their keep-alives, resends and time-outs run on periods of a second or more.
+constexpr size_t kGuestsServedEveryPass = 256;
+constexpr float kGuestServeSecondsWhenMany = 0.02f;
 // Room for the datagrams of many clients that arrive while the thread waits between passes.
 constexpr int kSocketReceiveBytes = 4 << 20;
 
@@ -103,7 +110,7 @@ UDPServerInterface::CreatePipes UDPServerInterface::OneByOne(std::function<Clien
 }
 
 UDPServerInterface::UDPServerInterface(CreatePipes createPipes, uint32_t maxPeers)
-    : m_CreatePipes(std::move(createPipes)), m_uiMaxPeers(maxPeers) {
+    : m_CreatePipes(std::move(createPipes)), m_uiMaxPeers(maxPeers), m_GuestServeTimer(kGuestServeSecondsWhenMany) {
     m_Receive.m_Socket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (m_Receive.m_Socket < 0) {
         platform::ConsolePrintf("socket() failed: %s\n", strerror(errno));
@@ -314,7 +321,10 @@ void UDPServerInterface::ServeAll() {
     m_Finished.clear();
     // A guest promoted while its queue is walked lands behind the players already served.
     ServeQueue(m_Players, m_Finished);
-    ServeQueue(m_Guests, m_Finished);
+    if (m_Guests.Length() <= kGuestsServedEveryPass || m_GuestServeTimer.HasElapsed()) {
+        m_GuestServeTimer.Restart();
+        ServeQueue(m_Guests, m_Finished);
+    }
     // The batched sends still point into the served peers' datagrams; finished peers sent
     // nothing this pass, but go only after the flush all the same.
     m_pSender->Flush();

@@ -13,6 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/Timer.h"
 #include "platform/Event.h"
 
 class ClientServerPipe;
@@ -115,6 +116,7 @@ private:
     uint64_t m_uiLastKey = 0;
     std::vector<UDPClient*> m_Finished; // peers of the serve pass to destroy, reused
     bool m_bReceiveBudgetHit = false;
+    Timer m_GuestServeTimer;
     std::atomic<uint64_t> m_uiDatagramsReceived{0};
     std::atomic<uint64_t> m_uiPeersEvicted{0};
 };
