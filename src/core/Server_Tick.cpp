@@ -99,8 +99,8 @@ void Server::Tick() {
         platform::ReturnFreeMemoryToSystem();
     }
 
-    for (Server_Client* client : m_Clients)
-        if (client->m_pPlayer && client->m_bResetPositionActive) PIC_IfResetPositionTimerActive(client);
+    for (Server_Client* client : m_ClientsWithPlayer)
+        if (client->m_bResetPositionActive) PIC_IfResetPositionTimerActive(client);
 }
 
 void Server::UpdateClientsWithWorldUpdates() {
