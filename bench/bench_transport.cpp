@@ -99,14 +99,13 @@ void Saturate(double seconds, size_t clientCount, double floorRate) {
     g_bUDPThreadMode = true;
     g_uiCurrentPort = uint32_t(FreePort());
     Consumer consumer;
-    auto udp = std::make_unique<UDPServerInterface>(
-        [&consumer]() {
-            std::lock_guard<std::mutex> lock(consumer.lock);
-            consumer.pipes.push_back(std::make_unique<ClientServerPipe>());
-            consumer.expected.push_back(0);
-            return consumer.pipes.back().get();
-        },
-        4096);
+    auto udp = std::make_unique<UDPServerInterface>(UDPServerInterface::OneByOne([&consumer]() {
+                                                        std::lock_guard<std::mutex> lock(consumer.lock);
+                                                        consumer.pipes.push_back(std::make_unique<ClientServerPipe>());
+                                                        consumer.expected.push_back(0);
+                                                        return consumer.pipes.back().get();
+                                                    }),
+                                                    4096);
 
     // The stand-in server thread: drain every pipe, then hand the UDP thread its turn, as the
     // main loop does.

@@ -1,6 +1,7 @@
 #include "core/Server.h"
 
 #include <chrono>
+#include <vector>
 
 #include "base/LogChat.h"
 #include "platform/Console.h"
@@ -14,6 +15,7 @@ Server::Server() {
 Server::~Server() {
     try {
         while (!m_Clients.Empty()) {
+            std::erase(m_ClientsWithPlayer, m_Clients[0]);
             ProperlyDeleteClient(m_Clients[0]);
             m_Clients.DeleteAt(0);
         }

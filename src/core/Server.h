@@ -77,6 +77,8 @@ public:
     Server_Player* FindPlayerByName(const std::string& name) const;
     // Appends the welcome to answer and queues it.
     void SendWelcome(Server_Client* client, Packet* answer, const std::string& name);
+    // The client's player from now on; the transport no longer counts its peer as a guest.
+    void AttachPlayer(Server_Client* client, Server_Player* player);
     // A dropped client's player stays in the world, offline.
     void DetachPlayerOfDroppedClient(Server_Client* client);
 
@@ -255,6 +257,9 @@ public:
     uint32_t m_uiNormalUpdateCursor = 0;
     int32_t m_iGameTicksPerSecond = 30;
     ClientList m_Clients;
+    // The clients of m_Clients with a player, for the walks that concern only them: thousands of
+    // silent addresses of a flood then cost them nothing.
+    std::vector<Server_Client*> m_ClientsWithPlayer;
     ClientList m_ClientsBeingDeleted;
     std::vector<Server_Client*> m_Watchers; // by watcher number; null when free
     std::vector<uint64_t> m_UpdateWatchers;
@@ -272,13 +277,17 @@ public:
     static constexpr uint32_t kMaxPeers = 4096;
     // Client records (live and being deleted) at most; each holds a slot number below it, so no
     // flood can reach a slot entities cannot hold. The room above kMaxPeers takes the records of
-    // evicted peers until the next pass drops them.
-    uint32_t m_uiMaxClients = kMaxClientSlots;
+    // evicted peers until the next pass drops them; it is kept to a quarter more because the
+    // transport makes records faster than the passes drop them, and every record costs memory
+    // (about 10 KB) until it is gone.
+    uint32_t m_uiMaxClients = kMaxPeers + kMaxPeers / 4;
     // After this many clients are gone the freed memory goes back to the system (a flood's
     // peers timing out), not at every ordinary logout.
     static constexpr uint32_t kClientsDeletedBeforeTrim = 256;
     uint32_t m_uiClientsDeletedSinceTrim = 0;
-    static_assert(kMaxPeers < kMaxClientSlots);
+    // The byte budget's share that every client in m_Clients holds (PutRateLimitOnClients).
+    uint32_t m_uiClientRateShare = 0;
+    static_assert(kMaxPeers + kMaxPeers / 4 <= kMaxClientSlots);
     // The powerup spawn table: positions and, in parallel, powerup types.
     PointerStringList<VUKVector> m_PowerupTablePositions;
     std::vector<uint32_t> m_PowerupTableTypes;

@@ -46,9 +46,9 @@ const char kActiveLines[] = "Server active...\nType Q to save, stop the server, 
 
 std::unique_ptr<UDPServerInterface> MakeUDPInterface(Server& server) {
     return std::make_unique<UDPServerInterface>(
-        [&server]() {
+        [&server](ClientServerPipe** pipes, size_t count) {
             ServerLockGuard lock(server.m_ServerLock);
-            return server.CreateClientServerPipe();
+            return UDPServerInterface::OneByOne([&server] { return server.CreateClientServerPipe(); })(pipes, count);
         },
         Server::kMaxPeers);
 }

@@ -124,8 +124,8 @@ void Server::Tick() {
         platform::ReturnFreeMemoryToSystem();
     }
 
-    for (Server_Client* client : m_Clients)
-        if (client->m_pPlayer && client->m_bResetPositionActive) {
+    for (Server_Client* client : m_ClientsWithPlayer)
+        if (client->m_bResetPositionActive) {
             PIC_IfResetPositionTimerActive(client);
             if (!client->m_bResetPositionActive) ++m_uiReplicationEpoch;
         }
@@ -237,7 +237,12 @@ void Server::DeleteInactiveClients() {
 
 void Server::PutRateLimitOnClients() {
     if (m_Clients.Empty()) return;
-    uint32_t share = m_uiServerByteSendLimit ? m_uiServerByteSendLimit / uint32_t(m_Clients.Length()) : 0;
+    const uint32_t share = m_uiServerByteSendLimit ? m_uiServerByteSendLimit / uint32_t(m_Clients.Length()) : 0;
+    // Every client holds the share already unless it changed: over thousands of clients the
+    // budget divided by the count stays put for long runs of counts, so a flood's comings and
+    // goings seldom walk the list.
+    if (share == m_uiClientRateShare) return;
+    m_uiClientRateShare = share;
     for (Server_Client* client : m_Clients) client->m_uiRateLimit = share;
 }
 
@@ -274,6 +279,7 @@ ClientServerPipe* Server::CreateClientServerPipe() {
     if (client->m_pSlotRecord->m_uiNumber >= g_uiAllocatedClientUINs) DoubleAllocatedClientUINs();
     m_Clients.Append(client);
     PutRateLimitOnClients();
+    client->m_uiRateLimit = m_uiClientRateShare;
     return &client->m_Pipe;
 }
 

@@ -52,24 +52,18 @@ uint32_t ClientServerPipe::UnackedCount(unsigned channel) {
     return m_uiUnackedCount[channel];
 }
 
-bool ClientServerPipe::IsConnected() {
-    std::lock_guard<std::mutex> lock(m_PipeLock);
-    return m_bConnected;
-}
+bool ClientServerPipe::IsConnected() { return m_bConnected.load(std::memory_order_acquire); }
 
 void ClientServerPipe::SetDisconnected() {
     std::lock_guard<std::mutex> lock(m_PipeLock);
-    m_bConnected = false;
+    m_bConnected.store(false, std::memory_order_release);
 }
 
-bool ClientServerPipe::IsStopSending() {
-    std::lock_guard<std::mutex> lock(m_PipeLock);
-    return m_bStopSending;
-}
+bool ClientServerPipe::IsStopSending() { return m_bStopSending.load(std::memory_order_acquire); }
 
 void ClientServerPipe::SetStopSending() {
     std::lock_guard<std::mutex> lock(m_PipeLock);
-    m_bStopSending = true;
+    m_bStopSending.store(true, std::memory_order_release);
 }
 
 uint32_t ClientServerPipe::Backlog(unsigned channel) {

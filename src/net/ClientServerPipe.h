@@ -93,9 +93,11 @@ public:
     // the updates, channel 3 the texture stream.
     uint32_t Backlog(unsigned channel = 0);
 
-    bool m_bConnected = true;
+    // Written under m_PipeLock; read without it, since the server thread asks every client in
+    // every pass and the UDP thread asks at every datagram.
+    std::atomic<bool> m_bConnected{true};
     uint32_t m_uiUnackedCount[kChannelCount] = {};
-    bool m_bStopSending = false;
+    std::atomic<bool> m_bStopSending{false};
     PacketList m_ToServer[kChannelCount];
     PacketList m_ToClient[kChannelCount];
     std::mutex m_ToServerLocks[kChannelCount];

@@ -185,6 +185,7 @@ void UDPClient::ProcessIncomingStandardData(UDPC_PID_Struct* data, unsigned int 
             }
     } else {
         state.m_Held.Append(new UDPIncomingPacket(s, packet));
+        ++m_uiHeldCount;
         m_uiHeldBytes += length;
         g_uiHeldBytesAllPeers.fetch_add(length, std::memory_order_relaxed);
     }
@@ -192,6 +193,7 @@ void UDPClient::ProcessIncomingStandardData(UDPC_PID_Struct* data, unsigned int 
 
 UDPIncomingPacket* UDPClient::TakeHeld(UDPChannelState& state, size_t i) {
     UDPIncomingPacket* held = state.m_Held.RemoveAt(i);
+    --m_uiHeldCount;
     const uint64_t length = held->m_pPacket->Length();
     m_uiHeldBytes -= length;
     g_uiHeldBytesAllPeers.fetch_sub(length, std::memory_order_relaxed);
@@ -208,6 +210,7 @@ void UDPClient::ProcessIncomingACKData(UDPC_PID_Struct* data, unsigned int chann
         while (at < unacked.Length() && unacked[at]->m_uiSeq != n) ++at;
         if (at == unacked.Length()) continue;
         unacked.DeleteAt(at);
+        --m_uiUnackedCount;
         m_pPipe->SetUnackedCount(channel, uint32_t(unacked.Length()));
 
         while (state.m_uiWindowBase != state.m_uiWindowEnd) {
@@ -243,6 +246,7 @@ void UDPClient::Tick_PreSend(Socket2* socket) {
             }
             UDPOutgoingPacket* out = new UDPOutgoingPacket(state.m_ucDataKind, state.m_uiNextSeq, *packet);
             state.m_Unacked.Append(out);
+            ++m_uiUnackedCount;
             delete packet;
             Tick_SendThisPacket(socket, out);
             state.m_uiNextSeq = (state.m_uiNextSeq + 1) & 255;
@@ -266,8 +270,9 @@ void UDPClient::Tick_SendNewPacket(Socket2* socket) {
 }
 
 void UDPClient::Tick_SendKeepAlive(Socket2* socket) {
-    if (m_pPipe->IsStopSending()) return;
+    // The timer first: it is due once a second, the flag costs a lock.
     if (!m_KeepAliveTimer.HasElapsed()) return;
+    if (m_pPipe->IsStopSending()) return;
     m_KeepAliveTimer.Restart();
     socket->Send(m_Address, kKeepAliveDatagram, 1);
 }
@@ -298,9 +303,11 @@ void UDPClient::Tick_PostReceive() {
 
 void UDPClient::Serve(Socket2* socket) {
     Tick_PreSend(socket);
-    Tick_SendNewPacket(socket);
+    // A peer with nothing in flight and nothing held (every guest of a flood) skips the walks
+    // over its sixteen channels.
+    if (m_uiUnackedCount) Tick_SendNewPacket(socket);
     Tick_SendKeepAlive(socket);
-    Tick_PostReceive();
+    if (m_uiHeldCount) Tick_PostReceive();
 }
 
 bool UDPClient::IsFinished() { return m_bLeaving || m_IdleTimer.HasElapsed(); }

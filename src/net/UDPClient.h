@@ -178,6 +178,13 @@ public:
     sockaddr_in m_Address;
     ClientServerPipe* m_pPipe;
     uint64_t m_uiHeldBytes = 0;
+    // Messages over all channels in m_Unacked and in m_Held.
+    uint32_t m_uiUnackedCount = 0;
+    uint32_t m_uiHeldCount = 0;
+    // The interface's bookkeeping: the peer's place in its players' or guests' queue.
+    UDPClient* m_pQueuePrev = nullptr;
+    UDPClient* m_pQueueNext = nullptr;
+    bool m_bGuest = true;
     // Takes the held message at i out of the channel's list and out of the held byte counts;
     // ownership passes to the caller.
     UDPIncomingPacket* TakeHeld(UDPChannelState& state, size_t i);

@@ -24,14 +24,26 @@ constexpr size_t kReceiveBufferSize = 65536;
 // Datagrams taken from the socket per system call.
 constexpr unsigned kReceiveBatch = 32;
 // A pass stops receiving after this many datagrams so that a flood cannot starve the serve
-// half (resends, keep-alives, held messages); the next pass follows without waiting.
-constexpr uint64_t kReceiveBudgetPerPass = 16384;
+// half (resends, keep-alives, held messages); the next pass follows without waiting. Kept small:
+// the server thread waits for the UDP thread's pass after each of its own, and it gives one
+// player its update per pass, so a long pass slows every player's update cadence.
+constexpr uint64_t kReceiveBudgetPerPass = 256;
+// Past this many guests (a flood's thousands) they are served at most every
+// kGuestServeSecondsWhenMany instead of in every pass: the walk over them would take most of a
+// pass, and their keep-alives, resends and time-outs run on periods of a second or more.
+constexpr size_t kGuestsServedEveryPass = 256;
+constexpr float kGuestServeSecondsWhenMany = 0.02f;
 // Room for the datagrams of many clients that arrive while the thread waits between passes.
 constexpr int kSocketReceiveBytes = 4 << 20;
 // In thread mode a pass runs at least this often, tick event or not.
 constexpr int kThreadModePassMs = 33;
 
 uint64_t PeerKey(const sockaddr_in& address) { return (uint64_t(address.sin_addr.s_addr) << 16) | address.sin_port; }
+
+// An empty datagram carries nothing, not even a sign of life; only IPv4 sources are peers.
+bool Usable(const mmsghdr& message, const sockaddr_in& source) {
+    return message.msg_len != 0 && message.msg_hdr.msg_namelen == sizeof(sockaddr_in) && source.sin_family == AF_INET;
+}
 
 bool BindPort(int socket) {
     sockaddr_in address{};
@@ -57,8 +69,50 @@ void WaitTwoSecondsUnlessShutdown() {
 
 } // namespace
 
-UDPServerInterface::UDPServerInterface(CreatePipe createPipe, uint32_t maxPeers)
-    : m_CreatePipe(std::move(createPipe)), m_uiMaxPeers(maxPeers) {
+// ---- UDPPeerQueue ----------------------------------------------------------------------------------
+
+void UDPPeerQueue::PushBack(UDPClient* peer) {
+    peer->m_pQueuePrev = m_pBack;
+    peer->m_pQueueNext = nullptr;
+    if (m_pBack)
+        m_pBack->m_pQueueNext = peer;
+    else
+        m_pFront = peer;
+    m_pBack = peer;
+    ++m_uiLength;
+}
+
+void UDPPeerQueue::Remove(UDPClient* peer) {
+    if (peer->m_pQueuePrev)
+        peer->m_pQueuePrev->m_pQueueNext = peer->m_pQueueNext;
+    else
+        m_pFront = peer->m_pQueueNext;
+    if (peer->m_pQueueNext)
+        peer->m_pQueueNext->m_pQueuePrev = peer->m_pQueuePrev;
+    else
+        m_pBack = peer->m_pQueuePrev;
+    peer->m_pQueuePrev = peer->m_pQueueNext = nullptr;
+    --m_uiLength;
+}
+
+void UDPPeerQueue::MoveToBack(UDPClient* peer) {
+    if (peer == m_pBack) return;
+    Remove(peer);
+    PushBack(peer);
+}
+
+// ---- UDPServerInterface ------------------------------------------------------------------------------
+
+UDPServerInterface::CreatePipes UDPServerInterface::OneByOne(std::function<ClientServerPipe*()> createPipe) {
+    return [createPipe = std::move(createPipe)](ClientServerPipe** pipes, size_t count) {
+        size_t made = 0;
+        while (made < count && (pipes[made] = createPipe()) != nullptr) ++made;
+        return made;
+    };
+}
+
+UDPServerInterface::UDPServerInterface(CreatePipes createPipes, uint32_t maxPeers)
+    : m_CreatePipes(std::move(createPipes)), m_uiMaxPeers(maxPeers), m_GuestServeTimer(kGuestServeSecondsWhenMany) {
     m_Receive.m_Socket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (m_Receive.m_Socket < 0) {
         platform::ConsolePrintf("socket() failed: %s\n", strerror(errno));
@@ -97,7 +151,11 @@ UDPServerInterface::~UDPServerInterface() {
     m_pSender->Flush();
     // Each peer's destructor marks its pipe disconnected, so the server drops the clients of a
     // transport that is gone instead of keeping them forever.
-    m_Peers.DeleteAll();
+    for (UDPPeerQueue* queue : {&m_Players, &m_Guests})
+        while (UDPClient* peer = queue->Front()) {
+            queue->Remove(peer);
+            delete peer;
+        }
     m_PeerIndex.clear();
     delete[] m_Receive.m_pReceiveBuffer;
     close(m_Receive.m_Socket);
@@ -175,13 +233,11 @@ bool UDPServerInterface::ReceiveAll() {
         // An empty queue and every error alike end the receiving of this pass.
         int count = recvmmsg(m_Receive.m_Socket, messages, kReceiveBatch, MSG_DONTWAIT, nullptr);
         if (count <= 0) return true;
+        CreateNewPeers(messages, sources, count);
         for (int i = 0; i < count; ++i) {
             g_TransportCounters.CountIn(messages[i].msg_len);
-            // An empty datagram carries nothing, not even a sign of life.
-            if (messages[i].msg_len == 0 || messages[i].msg_hdr.msg_namelen != sizeof(sockaddr_in) ||
-                sources[i].sin_family != AF_INET)
-                continue;
-            HandleDatagram(sources[i], static_cast<uint8_t*>(vectors[i].iov_base), int32_t(messages[i].msg_len));
+            if (Usable(messages[i], sources[i]))
+                HandleDatagram(sources[i], static_cast<uint8_t*>(vectors[i].iov_base), int32_t(messages[i].msg_len));
         }
         m_pSender->Flush();
         received += uint64_t(count);
@@ -189,8 +245,45 @@ bool UDPServerInterface::ReceiveAll() {
     return false;
 }
 
+void UDPServerInterface::CreateNewPeers(const mmsghdr* messages, const sockaddr_in* sources, int count) {
+    const sockaddr_in* fresh[kReceiveBatch];
+    uint64_t freshKeys[kReceiveBatch];
+    size_t freshCount = 0;
+    for (int i = 0; i < count; ++i) {
+        if (!Usable(messages[i], sources[i])) continue;
+        const uint64_t key = PeerKey(sources[i]);
+        if (UDPClient* known = FindPeer(key)) {
+            // Heard now: a guest with a datagram in this batch is not the one to evict for it.
+            if (known->m_bGuest) m_Guests.MoveToBack(known);
+            continue;
+        }
+        bool repeated = false;
+        for (size_t j = 0; j < freshCount && !repeated; ++j) repeated = freshKeys[j] == key;
+        if (repeated) continue;
+        fresh[freshCount] = &sources[i];
+        freshKeys[freshCount++] = key;
+    }
+    if (freshCount == 0) return;
+    // The server may refuse addresses (its client table is full): only those it took make room
+    // by evicting, so that a refusal costs no guest its place.
+    ClientServerPipe* pipes[kReceiveBatch];
+    const size_t made = m_CreatePipes(pipes, freshCount);
+    if (made != 0) m_bServerShouldLook = true;
+    for (size_t j = 0; j < made; ++j) {
+        if (PeerCount() >= m_uiMaxPeers && !EvictLongestIdleGuest()) {
+            // Every peer has a player: the record goes back, dropped on the server's next pass.
+            pipes[j]->SetDisconnected();
+            continue;
+        }
+        UDPClient* peer = new UDPClient(fresh[j], pipes[j]);
+        m_Guests.PushBack(peer);
+        m_PeerIndex.emplace(freshKeys[j], peer);
+    }
+}
+
 void UDPServerInterface::HandleDatagram(const sockaddr_in& from, uint8_t* data, int32_t length) {
-    UDPClient* peer = PeerKey(from) == m_uiLastKey && m_pLastPeer ? m_pLastPeer : FindOrCreatePeer(from);
+    // Null: the address was refused a client, or its peer was evicted within this batch.
+    UDPClient* peer = FindPeer(PeerKey(from));
     if (!peer) return;
     // A keep-alive only keeps the peer alive; anything else may be a message, an acknowledgement
     // that lets the server send more, or a leave.
@@ -205,44 +298,34 @@ void UDPServerInterface::HandleDatagram(const sockaddr_in& from, uint8_t* data, 
     peer->ProcessIncomingData(&record);
 }
 
-UDPClient* UDPServerInterface::FindOrCreatePeer(const sockaddr_in& from) {
-    const uint64_t key = PeerKey(from);
+UDPClient* UDPServerInterface::FindPeer(uint64_t key) {
+    if (m_pLastPeer && key == m_uiLastKey) return m_pLastPeer;
     auto found = m_PeerIndex.find(key);
-    UDPClient* peer = nullptr;
-    if (found != m_PeerIndex.end()) {
-        peer = found->second;
-    } else {
-        if (m_Peers.Length() >= m_uiMaxPeers && !EvictLongestIdleGuest()) return nullptr;
-        ClientServerPipe* pipe = m_CreatePipe();
-        if (!pipe) return nullptr;
-        peer = new UDPClient(&from, pipe);
-        m_bServerShouldLook = true;
-        m_Peers.Append(peer);
-        m_PeerIndex.emplace(key, peer);
-    }
-    m_pLastPeer = peer;
+    if (found == m_PeerIndex.end()) return nullptr;
+    m_pLastPeer = found->second;
     m_uiLastKey = key;
-    return peer;
+    return m_pLastPeer;
 }
 
 bool UDPServerInterface::EvictLongestIdleGuest() {
-    UDPClient* oldest = nullptr;
-    for (UDPClient* peer : m_Peers)
-        if (!peer->m_pPipe->HasPlayerLoggedIn() &&
-            (!oldest || peer->m_IdleTimer.m_iStart < oldest->m_IdleTimer.m_iStart))
-            oldest = peer;
-    if (!oldest) return false;
-    RemovePeer(oldest);
-    m_uiPeersEvicted.fetch_add(1, std::memory_order_relaxed);
-    return true;
+    // Guests whose player logged in since the last pass are not guests any more: they move over
+    // here instead, each once.
+    while (UDPClient* oldest = m_Guests.Front()) {
+        if (oldest->m_pPipe->HasPlayerLoggedIn()) {
+            m_Guests.Remove(oldest);
+            oldest->m_bGuest = false;
+            m_Players.PushBack(oldest);
+            continue;
+        }
+        RemovePeer(oldest);
+        m_uiPeersEvicted.fetch_add(1, std::memory_order_relaxed);
+        return true;
+    }
+    return false;
 }
 
 void UDPServerInterface::RemovePeer(UDPClient* peer) {
-    for (size_t i = 0; i < m_Peers.Length(); ++i)
-        if (m_Peers[i] == peer) {
-            m_Peers.RemoveAt(i);
-            break;
-        }
+    (peer->m_bGuest ? m_Guests : m_Players).Remove(peer);
     m_PeerIndex.erase(PeerKey(peer->m_Address));
     if (m_pLastPeer == peer) m_pLastPeer = nullptr;
     m_bServerShouldLook = true;
@@ -250,35 +333,33 @@ void UDPServerInterface::RemovePeer(UDPClient* peer) {
     delete peer;
 }
 
-void UDPServerInterface::ServeAll() {
-    bool anyFinished = false;
-    m_Finished.assign(m_Peers.Length(), 0);
-    size_t index = 0;
-    for (UDPClient* peer : m_Peers) {
+void UDPServerInterface::ServeQueue(UDPPeerQueue& queue, std::vector<UDPClient*>& finished) {
+    for (UDPClient* peer = queue.Front(); peer;) {
+        UDPClient* next = peer->m_pQueueNext;
         if (peer->IsFinished()) {
-            m_Finished[index] = 1;
-            anyFinished = true;
+            finished.push_back(peer);
         } else {
+            if (peer->m_bGuest && peer->m_pPipe->HasPlayerLoggedIn()) {
+                m_Guests.Remove(peer);
+                peer->m_bGuest = false;
+                m_Players.PushBack(peer);
+            }
             peer->Serve(m_pSender.get());
         }
-        ++index;
+        peer = next;
     }
-    m_pSender->Flush();
-    if (!anyFinished) return;
+}
 
-    m_bServerShouldLook = true;
-    m_pLastPeer = nullptr;
-    UDPClientList kept;
-    index = 0;
-    for (UDPClient* peer : m_Peers) {
-        if (m_Finished[index++]) {
-            m_PeerIndex.erase(PeerKey(peer->m_Address));
-            delete peer;
-        } else {
-            kept.Append(peer);
-        }
+void UDPServerInterface::ServeAll() {
+    m_Finished.clear();
+    // A guest promoted while its queue is walked lands behind the players already served.
+    ServeQueue(m_Players, m_Finished);
+    if (m_Guests.Length() <= kGuestsServedEveryPass || m_GuestServeTimer.HasElapsed()) {
+        m_GuestServeTimer.Restart();
+        ServeQueue(m_Guests, m_Finished);
     }
-    m_Peers.ReleaseAll();
-    for (UDPClient* peer : kept) m_Peers.Append(peer);
-    kept.ReleaseAll();
+    // The batched sends still point into the served peers' datagrams; finished peers sent
+    // nothing this pass, but go only after the flush all the same.
+    m_pSender->Flush();
+    for (UDPClient* peer : m_Finished) RemovePeer(peer);
 }

@@ -13,16 +13,31 @@
 #include <unordered_map>
 #include <vector>
 
-#include "base/PointerStringList.h"
+#include "base/Timer.h"
 #include "platform/Event.h"
 
 class ClientServerPipe;
 class Socket2;
 class UDPClient;
 
-class UDPClientList : public PointerStringList<UDPClient> {
+// Peers linked through themselves in an order of their own: appending one, taking one out and
+// moving one to the back cost the same however many peers there are. Owns nothing.
+class UDPPeerQueue {
 public:
-    ~UDPClientList() override = default;
+    UDPPeerQueue() = default;
+    UDPPeerQueue(const UDPPeerQueue&) = delete;
+    UDPPeerQueue& operator=(const UDPPeerQueue&) = delete;
+    virtual ~UDPPeerQueue() = default;
+
+    UDPClient* Front() const { return m_pFront; }
+    size_t Length() const { return m_uiLength; }
+    void PushBack(UDPClient* peer);
+    void Remove(UDPClient* peer);
+    void MoveToBack(UDPClient* peer);
+
+    UDPClient* m_pFront = nullptr;
+    UDPClient* m_pBack = nullptr;
+    size_t m_uiLength = 0;
 };
 
 // Everything a peer's processing functions need from the interface.
@@ -36,13 +51,18 @@ struct UDPC_PID_Struct {
 
 class UDPServerInterface {
 public:
-    // Creates the server-side client for a new peer and returns its pipe (null refuses the
-    // peer). Called on the UDP thread; it takes the server lock itself.
-    using CreatePipe = std::function<ClientServerPipe*()>;
+    // Creates the server-side clients of count new peers and stores their pipes in order;
+    // returns how many it made (the rest are refused). Called on the UDP thread once for all the
+    // new addresses of a receive batch, so that a flood of them costs one server-lock round trip
+    // per batch rather than one per address; it takes the server lock itself.
+    using CreatePipes = std::function<size_t(ClientServerPipe** pipes, size_t count)>;
+    // A batch factory from one that makes a single pipe (null refuses); it stops at the first
+    // refusal.
+    static CreatePipes OneByOne(std::function<ClientServerPipe*()> createPipe);
 
     // Opens the socket, binds g_uiCurrentPort (retrying every 2 s), starts the thread. At most
     // maxPeers addresses are served at once.
-    UDPServerInterface(CreatePipe createPipe, uint32_t maxPeers);
+    UDPServerInterface(CreatePipes createPipes, uint32_t maxPeers);
     // Stops the thread and closes the socket; the pipes of the peers still alive are marked
     // disconnected so that the server drops their clients.
     virtual ~UDPServerInterface();
@@ -64,10 +84,16 @@ public:
     uint64_t DatagramsReceived() const { return m_uiDatagramsReceived.load(std::memory_order_relaxed); }
     // Peers dropped to make room for new addresses since start.
     uint64_t PeersEvicted() const { return m_uiPeersEvicted.load(std::memory_order_relaxed); }
+    // UDP thread (or a test between lock-step passes).
+    size_t PeerCount() const { return m_Players.Length() + m_Guests.Length(); }
 
     UDPC_PID_Struct m_Receive;
-    CreatePipe m_CreatePipe;
-    UDPClientList m_Peers;
+    CreatePipes m_CreatePipes;
+    // Every live peer is in one of the two. Players are served first in each pass, so that a
+    // flood of guests delays their resends and keep-alives last. A guest moves over at the first
+    // pass that sees its player logged in; no peer goes back.
+    UDPPeerQueue m_Players; // peers with a logged-in player
+    UDPPeerQueue m_Guests;  // the others, longest silent first
     std::thread m_hThread;
     platform::Event m_hStopEvent;
     platform::Event m_hTickEvent;
@@ -82,23 +108,29 @@ public:
 private:
     // Returns false when the pass's receive budget ran out with datagrams still waiting.
     bool ReceiveAll();
+    // Makes the peers of the batch's unknown source addresses, all in one call of the factory.
+    void CreateNewPeers(const mmsghdr* messages, const sockaddr_in* sources, int count);
     void HandleDatagram(const sockaddr_in& from, uint8_t* data, int32_t length);
-    UDPClient* FindOrCreatePeer(const sockaddr_in& from);
+    UDPClient* FindPeer(uint64_t key);
     // Drops the peer that has been silent longest among those without a logged-in player, so
     // that a flood of source ports cannot lock real players out. False when every peer has one.
     bool EvictLongestIdleGuest();
+    // Takes the peer out of its queue and the index and destroys it, which marks its pipe
+    // disconnected.
     void RemovePeer(UDPClient* peer);
+    void ServeQueue(UDPPeerQueue& queue, std::vector<UDPClient*>& finished);
     void ServeAll();
 
     uint32_t m_uiMaxPeers;
     std::unique_ptr<Socket2> m_pSender;
-    // Peers by address and port; m_Peers keeps the creation order the serve pass walks.
+    // Peers by address and port.
     std::unordered_map<uint64_t, UDPClient*> m_PeerIndex;
     UDPClient* m_pLastPeer = nullptr;
     uint64_t m_uiLastKey = 0;
-    std::vector<uint8_t> m_Finished; // per peer of the serve pass, reused
+    std::vector<UDPClient*> m_Finished; // peers of the serve pass to destroy, reused
     bool m_bReceiveBudgetHit = false;
     bool m_bServerShouldLook = false; // this pass, for m_hIncomingEvent
+    Timer m_GuestServeTimer;
     std::atomic<uint64_t> m_uiDatagramsReceived{0};
     std::atomic<uint64_t> m_uiPeersEvicted{0};
 };

@@ -1,5 +1,6 @@
 // Login of existing and new players, the welcome, and the logout of a dropped client.
 #include <cstdio>
+#include <vector>
 
 #include "base/LogChat.h"
 #include "base/Settings.h"
@@ -94,8 +95,7 @@ void Server::PIC_ExistingLogin(Server_Client* client, Packet* packet) {
     if (player->m_strPassword != password) return Refuse(client, answer, kRefusedWrongPassword);
 
     client->m_strName = name;
-    client->m_pPlayer = player;
-    client->m_Pipe.MarkPlayerLoggedIn();
+    AttachPlayer(client, player);
     WatchWorld(client);
     player->m_ucChatChannel = 1;
     AddAlmostAllEntitiesToNewClient(client);
@@ -133,8 +133,7 @@ void Server::PIC_NewLogin(Server_Client* client, Packet* packet) {
     player->m_ucCSMHoldOff = kCSMHoldOffAtLogin;
     player->m_ucChatChannel = 1;
     player->SetFlag(kPlayerClientSimulatesFire, client->m_bCSE1);
-    client->m_pPlayer = player;
-    client->m_Pipe.MarkPlayerLoggedIn();
+    AttachPlayer(client, player);
     WatchWorld(client); // the notice just below already reaches the new client
 
     UpdateGroupsAndZonesEntityIsIn(player);
@@ -155,6 +154,12 @@ void Server::PIC_NewLogin(Server_Client* client, Packet* packet) {
     SendWelcome(client, answer, name);
 }
 
+void Server::AttachPlayer(Server_Client* client, Server_Player* player) {
+    if (!client->m_pPlayer) m_ClientsWithPlayer.push_back(client);
+    client->m_pPlayer = player;
+    client->m_Pipe.MarkPlayerLoggedIn();
+}
+
 void Server::DetachPlayerOfDroppedClient(Server_Client* client) {
     Server_Player* player = client->m_pPlayer;
     LogWithName("%s has disconnected.", player->m_strName);
@@ -170,6 +175,7 @@ void Server::DetachPlayerOfDroppedClient(Server_Client* client) {
     UpdateGroupsAndZonesEntityIsIn(player);
     InformClients_EntityUpdated(player);
     client->m_pPlayer = nullptr;
+    std::erase(m_ClientsWithPlayer, client);
     client->m_uiInactivityCount = 0;
     LogOnlineCount(*this);
 }

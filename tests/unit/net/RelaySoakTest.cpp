@@ -43,14 +43,13 @@ TEST(RelaySoak, EveryMessageArrivesOnceInOrderOnEveryChannelBothWays) {
     g_uiCurrentPort = uint32_t(FreeUdpPort());
     std::mutex lock;
     std::unique_ptr<ClientServerPipe> pipe;
-    auto udp = std::make_unique<UDPServerInterface>(
-        [&]() -> ClientServerPipe* {
-            std::lock_guard<std::mutex> guard(lock);
-            if (pipe) return nullptr;
-            pipe = std::make_unique<ClientServerPipe>();
-            return pipe.get();
-        },
-        16);
+    auto udp = std::make_unique<UDPServerInterface>(UDPServerInterface::OneByOne([&]() -> ClientServerPipe* {
+                                                        std::lock_guard<std::mutex> guard(lock);
+                                                        if (pipe) return nullptr;
+                                                        pipe = std::make_unique<ClientServerPipe>();
+                                                        return pipe.get();
+                                                    }),
+                                                    16);
     LossyRelay relay(uint16_t(g_uiCurrentPort), {.drop = 0.05, .duplicate = 0.05, .reorder = 0.05}, 7);
     ASSERT_TRUE(relay.Ok());
 

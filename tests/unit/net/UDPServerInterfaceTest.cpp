@@ -19,9 +19,9 @@ public:
         g_bUDPThreadMode = false;
         g_uiCurrentPort = uint32_t(FreeUdpPort());
         m_pUdp = std::make_unique<UDPServerInterface>(
-            [this]() -> ClientServerPipe* {
+            UDPServerInterface::OneByOne([this]() -> ClientServerPipe* {
                 return m_bRefuse ? nullptr : m_Pipes.emplace_back(std::make_unique<ClientServerPipe>()).get();
-            },
+            }),
             maxPeers);
     }
     ~InterfaceHarness() {
@@ -82,7 +82,7 @@ TEST(UDPServerInterface, EachSourceAddressAndPortIsAPeerWithItsOwnPipe) {
     h.Pass();
     quiet->Poll();
     EXPECT_TRUE(quiet->m_Received.empty());
-    EXPECT_EQ(h.m_pUdp->m_Peers.Length(), 2u);
+    EXPECT_EQ(h.m_pUdp->PeerCount(), 2u);
 }
 
 TEST(UDPServerInterface, APeerEndsOnLeaveSilenceOrShutdownAndItsPortMayComeBackAsANewClient) {
@@ -111,9 +111,9 @@ TEST(UDPServerInterface, APeerEndsOnLeaveSilenceOrShutdownAndItsPortMayComeBackA
     EXPECT_FALSE(h.m_Pipes[2]->IsConnected());
 }
 
-// A full table makes room for a new address by dropping the longest-silent peer without a
-// logged-in player; peers with players are never dropped, and with only such peers the new
-// address is refused.
+// A full table makes room for a new address by dropping the peer without a logged-in player
+// that was heard from longest ago (any datagram counts); peers with players are never dropped,
+// and with only such peers the new address is refused and its record given back.
 TEST(UDPServerInterface, AFullTableEvictsTheLongestSilentGuestNeverAPlayer) {
     FakeClock clock;
     InterfaceHarness h(3);
@@ -126,21 +126,29 @@ TEST(UDPServerInterface, AFullTableEvictsTheLongestSilentGuestNeverAPlayer) {
     h.Pass();
     h.m_Pipes[0]->MarkPlayerLoggedIn();
     clock.AdvanceSeconds(1);
+    older->SendKeepAlive(); // heard again: now newer has been silent longest
+    h.Pass();
+    clock.AdvanceSeconds(1);
     late->SendRaw(Bytes{5, 1, 'x'});
     h.Pass();
-    ASSERT_EQ(h.m_Pipes.size(), 4u);
-    EXPECT_EQ((std::vector<bool>{h.m_Pipes[0]->IsConnected(), h.m_Pipes[1]->IsConnected(), h.m_Pipes[2]->IsConnected(),
-                                 h.m_Pipes[3]->IsConnected()}),
-              (std::vector<bool>{true, false, true, true}));
+    auto connected = [&] {
+        std::vector<bool> out;
+        for (auto& pipe : h.m_Pipes) out.push_back(pipe->IsConnected());
+        return out;
+    };
+    ASSERT_EQ(connected(), (std::vector<bool>{true, true, false, true}));
     EXPECT_EQ(TakeBodies(*h.m_Pipes[3], 0), (Datagrams{{'x'}}));
-    EXPECT_EQ(h.m_pUdp->PeersEvicted(), 1u);
-
-    h.m_Pipes[2]->MarkPlayerLoggedIn();
-    h.m_Pipes[3]->MarkPlayerLoggedIn();
+    clock.AdvanceSeconds(1);
     later->SendKeepAlive();
     h.Pass();
-    EXPECT_EQ(h.m_Pipes.size(), 4u);
-    EXPECT_EQ(h.m_pUdp->m_Peers.Length(), 3u);
+    EXPECT_EQ(connected(), (std::vector<bool>{true, false, false, true, true}));
+    EXPECT_EQ(h.m_pUdp->PeersEvicted(), 2u);
+
+    for (auto& pipe : h.m_Pipes) pipe->MarkPlayerLoggedIn();
+    newer->SendKeepAlive(); // its new record goes back at once
+    h.Pass();
+    EXPECT_EQ(connected(), (std::vector<bool>{true, false, false, true, true, false}));
+    EXPECT_EQ(h.m_pUdp->PeerCount(), 3u);
 }
 
 TEST(UDPServerInterface, ThreadModeTakenUpAtRunTimeAnswersWithoutPasses) {
