@@ -70,7 +70,7 @@ void ClientPendingGrid::Compact(uint32_t zone) {
 }
 
 void ClientPendingGrid::File(uint32_t index, uint32_t key) {
-    if (index >= m_Keys.size()) m_Keys.resize(std::max<size_t>(index + 1, m_Keys.size() * 2));
+    if (index >= m_Keys.size()) m_Keys.resize(size_t(index) + 1 + index / 8); // as the client's cells grow
     if (!m_Zones) m_Zones.reset(new Zone[kLayers * kRows * kZones]);
     Unfile(index);
     m_Keys[index] = key;

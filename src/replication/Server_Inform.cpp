@@ -67,8 +67,10 @@ void AddNonPlayersToNewClient(Server_Client* client, VUKFastArray_Entity& group)
 // ---- the client's bookkeeping ----
 
 void Server_Client::GrowCells(uint32_t index) {
-    size_t size = std::max<size_t>({size_t(index) + 1, g_EntityClientBits.IndexLimit(), m_Cells.size() * 2});
-    m_Cells.resize(size);
+    // Indices are reused before new ones are handed out, so the limit grows slowly: an eighth
+    // more than it is now, not double, keeps growth rare without idle cells for every client.
+    size_t size = std::max<size_t>(index + 1, g_EntityClientBits.IndexLimit());
+    if (size + size / 8 > m_Cells.size()) m_Cells.resize(size + size / 8);
 }
 
 Server_Client_Entity* Server_Client::ViewOf(const Server_Entity* e) const {

@@ -198,4 +198,56 @@ TEST(ReplicationOverUdp, WorldTickMarksMovementAnotherPlayerAndAReturn) {
     ExpectOwnPlayerFirst(again.firstUpdate);
 }
 
+// Client number 65 once made every entity grow its per-client storage within one pass, and
+// every player froze meanwhile. Now the 65th gets its first update while the others keep their
+// tick marks coming.
+TEST(ReplicationOverUdp, SixtyFifthClientIsServedWhileTheOthersKeepTheirPace) {
+    GameServer server([](const TempDir& dir) {
+        Bytes world{11};
+        for (int i = 0; i < 500; ++i)
+            world = Concat(world, PadRecord(100.0f * float(i % 25), 0.0f, 100.0f * float(i / 25)));
+        dir.Write("KRV1_Data.krv", std::string(world.begin(), world.end()));
+    });
+    ASSERT_TRUE(server.Ready()) << server.Process().Output();
+    std::vector<std::unique_ptr<Player>> players;
+    for (int i = 0; i < 64; ++i) {
+        players.push_back(std::make_unique<Player>(server, "p" + std::to_string(i)));
+        ASSERT_TRUE(players.back()->loggedIn) << i;
+    }
+    auto drainAll = [&] {
+        for (auto& p : players) p->Drain();
+    };
+    for (auto& p : players)
+        ASSERT_TRUE(p->WaitFor(
+            [&] {
+                drainAll();
+                return p->marks.size() >= 2;
+            },
+            30s));
+    const Clock::time_point joined = Clock::now();
+    Player last(server, "p64");
+    ASSERT_TRUE(last.loggedIn);
+    ASSERT_TRUE(last.WaitFor(
+        [&] {
+            drainAll();
+            return !last.firstUpdate.empty();
+        },
+        10s));
+    // Two more marks each after the join, with no gap near a second between any two.
+    for (auto& p : players) {
+        const size_t seen = p->marks.size();
+        ASSERT_TRUE(p->WaitFor(
+            [&] {
+                drainAll();
+                return p->marks.size() >= seen + 2;
+            },
+            10s));
+        for (size_t m = 1; m < p->marks.size(); ++m) {
+            if (p->marks[m] > joined) {
+                EXPECT_LT(p->marks[m] - p->marks[m - 1], 900ms);
+            }
+        }
+    }
+}
+
 } // namespace

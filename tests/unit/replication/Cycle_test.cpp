@@ -265,6 +265,27 @@ TEST_F(Removals, RemovalsSelectTheirObjectFireBlocksFirstAndWaitWhileTheMessageI
     EXPECT_EQ(ann.client->m_PendingEntities.Count(), 0u);
 }
 
+// Pending for two clients, seen by one: it leaves both pending lists and both rows of bits, only
+// the client that saw it gets a removal, and its index comes back clean for the next entity.
+TEST_F(Removals, EntityDestroyedWhilePendingForSeveralClientsLeavesNothingBehind) {
+    auto ann = Settled("ann");
+    auto bob = Settled("bob");
+    Server_Entity* cube = Add(kKindTalvyCube, 600.0f);
+    NormalUpdate(ann);
+    MoveTo(cube, 601.0f, 200.0f, -200.0f);
+    ASSERT_TRUE(Pending(ann, cube) && Pending(bob, cube) && !ViewOf(bob, cube));
+    const uint32_t index = cube->m_uiIndex, annPending = ann.client->m_PendingEntities.Count();
+    Destroy(cube);
+    EXPECT_EQ(std::tuple(ann.client->m_PendingEntities.Count(), bob.client->m_PendingEntities.Count()),
+              std::tuple(annPending - 1, 0u));
+    EXPECT_EQ(ann.client->m_PendingGrid.FiledKey(index), 0u);
+    EXPECT_EQ(NormalUpdateMessage(ann), (Bytes{0x0A})); // still the selected object
+    EXPECT_TRUE(NormalUpdateMessage(bob).empty());
+    Server_Entity* next = Add(kKindNormalPad, 90000.0f, 0.0f, 90000.0f);
+    ASSERT_EQ(next->m_uiIndex, index);
+    EXPECT_FALSE(ViewOf(ann, next) || ViewOf(bob, next));
+}
+
 TEST_F(Removals, FireBlockRemovalIsSilentForClientsThatSimulateThemButFreesTheSlot) {
     auto ann = Settled("ann", {"KRV_CSE1"});
     Server_Entity* fire = Add(kKindFireBlock, 600.0f);
