@@ -1,12 +1,13 @@
 // Compact entity indices, and per entity one bit per watching client for each question a
-// change notice asks: is the entity pending for that client, filed in its pending grid, or still
-// waiting to be filed. A notice reads one row to answer all three for every client at once,
-// instead of visiting each client's own storage.
+// change or removal notice asks: is the entity pending for that client, filed in its pending
+// grid, waiting to be filed, or seen (the client has a view of it). A notice reads one row to
+// answer for every client at once, instead of visiting each client's own storage.
 //
 // Watching clients are numbered densely from 0 (the replication layer hands the numbers out);
 // a row holds as many 64-bit words per question as the highest number needs, padded to whole
-// cache lines (one line for up to 128 clients). Entity indices are handed out lowest-freed-last and stay below the live
-// count's high-water mark, so per-client arrays indexed by them stay dense.
+// cache lines (one line for up to 128 clients). A freed index is handed out again before a new
+// one, so indices stay below the high-water mark of live entities and per-client arrays indexed
+// by them stay dense.
 #pragma once
 #include <cstddef>
 #include <cstdint>

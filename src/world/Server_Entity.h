@@ -98,8 +98,9 @@ public:
     static void operator delete(void* p);
 
     uint32_t m_uiPassStamp = 0; // stamp of the last clipping sweep that tested this entity
-    // Zone keys (VUK_Grid::ZoneKey; 0 unknown) of where the entity was last filed in the world's
-    // grid and in the clients' pending grids, so that a move within them need not file it again.
+    // Zone keys of where the entity was last filed in the clients' pending grids (the key of
+    // the last change notice) and in the world's grid (VUK_Grid::ZoneKey; 0 unknown), so that a
+    // move within them need not file it again.
     uint32_t m_uiPendingGridZones = 0;
     uint32_t m_uiWorldGridZones = 0;
     PFAE_InfoList m_GroupLinks{8};

@@ -53,8 +53,8 @@ public:
     // Removes e from its groups and zones and destroys it.
     void ProperDestroy(Server_Entity* e);
 
-    // Doubles g_uiAllocatedClientUINs. The per-slot storage of the entities grows on demand
-    // (see Server_Entity), so no entity needs to be touched.
+    // Doubles g_uiAllocatedClientUINs. Entities keep nothing per client number (what a client
+    // holds lives in its own arrays), so no entity needs to be touched.
     void DoubleAllocatedClientUINs();
 
     bool HasMovingProperty() const { return m_MovingPads.Count() != 0; }
