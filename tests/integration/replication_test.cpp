@@ -217,13 +217,31 @@ TEST(ReplicationOverUdp, SixtyFifthClientIsServedWhileTheOthersKeepTheirPace) {
     auto drainAll = [&] {
         for (auto& p : players) p->Drain();
     };
-    for (auto& p : players)
-        ASSERT_TRUE(p->WaitFor(
-            [&] {
-                drainAll();
-                return p->marks.size() >= 2;
-            },
-            30s));
+    // The pace before the join, as this machine manages it with 64 players (marks are stamped when
+    // this process reads them, so its own load counts too).
+    auto waitForTwoMoreEach = [&] {
+        for (auto& p : players) {
+            const size_t seen = p->marks.size();
+            if (!p->WaitFor(
+                    [&] {
+                        drainAll();
+                        return p->marks.size() >= seen + 2;
+                    },
+                    30s))
+                return false;
+        }
+        return true;
+    };
+    auto longestGapSince = [&](Clock::time_point since) {
+        Clock::duration longest{};
+        for (auto& p : players)
+            for (size_t m = 1; m < p->marks.size(); ++m)
+                if (p->marks[m - 1] >= since) longest = std::max(longest, p->marks[m] - p->marks[m - 1]);
+        return longest;
+    };
+    const Clock::time_point steady = Clock::now();
+    ASSERT_TRUE(waitForTwoMoreEach());
+    const Clock::duration before = longestGapSince(steady);
     const Clock::time_point joined = Clock::now();
     Player last(server, "p64");
     ASSERT_TRUE(last.loggedIn);
@@ -233,21 +251,9 @@ TEST(ReplicationOverUdp, SixtyFifthClientIsServedWhileTheOthersKeepTheirPace) {
             return !last.firstUpdate.empty();
         },
         10s));
-    // Two more marks each after the join, with no gap near a second between any two.
-    for (auto& p : players) {
-        const size_t seen = p->marks.size();
-        ASSERT_TRUE(p->WaitFor(
-            [&] {
-                drainAll();
-                return p->marks.size() >= seen + 2;
-            },
-            10s));
-        for (size_t m = 1; m < p->marks.size(); ++m) {
-            if (p->marks[m] > joined) {
-                EXPECT_LT(p->marks[m] - p->marks[m - 1], 900ms);
-            }
-        }
-    }
+    ASSERT_TRUE(waitForTwoMoreEach());
+    // A join that stalled every player would stand out against the pace before it.
+    EXPECT_LT(longestGapSince(joined), 2 * before + 500ms);
 }
 
 } // namespace
