@@ -26,6 +26,19 @@ inline constexpr uint8_t kTypeTextureModeMask = 0x30; // saved and replicated wi
 inline constexpr uint8_t kTypeTextureModeShift = 4;
 inline constexpr uint8_t kTypeUnrotatedBounds = 0x40; // the zone grid ignores the rotation
 
+// The kind and texture-mode fields of a m_ucTypeAndFlags byte (entities and view records).
+inline uint8_t KindOf(uint8_t typeAndFlags) { return typeAndFlags & kTypeKindMask; }
+inline void SetKindIn(uint8_t& typeAndFlags, uint8_t kind) {
+    typeAndFlags = uint8_t((typeAndFlags & ~kTypeKindMask) | (kind & kTypeKindMask));
+}
+inline uint8_t TextureModeOf(uint8_t typeAndFlags) {
+    return uint8_t((typeAndFlags & kTypeTextureModeMask) >> kTypeTextureModeShift);
+}
+inline void SetTextureModeIn(uint8_t& typeAndFlags, uint8_t mode) {
+    typeAndFlags =
+        uint8_t((typeAndFlags & ~kTypeTextureModeMask) | ((mode << kTypeTextureModeShift) & kTypeTextureModeMask));
+}
+
 // Yaw, pitch and roll in radians. Present on an entity only while some angle is non-zero.
 struct Rotation {
     float m_fYaw = 0.0f;
@@ -91,17 +104,10 @@ public:
 
     static EntityStringCacheEntry m_sESCE;
 
-    uint8_t GetKind() const { return m_ucTypeAndFlags & kTypeKindMask; }
-    void SetKind(uint8_t kind) {
-        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeKindMask) | (kind & kTypeKindMask));
-    }
-    uint8_t GetTextureMode() const {
-        return uint8_t((m_ucTypeAndFlags & kTypeTextureModeMask) >> kTypeTextureModeShift);
-    }
-    void SetTextureMode(uint8_t mode) {
-        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeTextureModeMask) |
-                                   ((mode << kTypeTextureModeShift) & kTypeTextureModeMask));
-    }
+    uint8_t GetKind() const { return KindOf(m_ucTypeAndFlags); }
+    void SetKind(uint8_t kind) { SetKindIn(m_ucTypeAndFlags, kind); }
+    uint8_t GetTextureMode() const { return TextureModeOf(m_ucTypeAndFlags); }
+    void SetTextureMode(uint8_t mode) { SetTextureModeIn(m_ucTypeAndFlags, mode); }
     bool HasUnrotatedBounds() const { return (m_ucTypeAndFlags & kTypeUnrotatedBounds) != 0; }
 
     // Label cache: an empty text gives a null label; equal texts share one string.

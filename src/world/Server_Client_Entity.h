@@ -61,17 +61,10 @@ public:
     uint8_t m_ucLinkSlot = 0; // the client-side reference slot bound to this view, while linked
     bool m_bLinked = false;
 
-    uint8_t GetKind() const { return m_ucTypeAndFlags & kTypeKindMask; }
-    void SetKind(uint8_t kind) {
-        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeKindMask) | (kind & kTypeKindMask));
-    }
-    uint8_t GetTextureMode() const {
-        return uint8_t((m_ucTypeAndFlags & kTypeTextureModeMask) >> kTypeTextureModeShift);
-    }
-    void SetTextureMode(uint8_t mode) {
-        m_ucTypeAndFlags = uint8_t((m_ucTypeAndFlags & ~kTypeTextureModeMask) |
-                                   ((mode << kTypeTextureModeShift) & kTypeTextureModeMask));
-    }
+    uint8_t GetKind() const { return KindOf(m_ucTypeAndFlags); }
+    void SetKind(uint8_t kind) { SetKindIn(m_ucTypeAndFlags, kind); }
+    uint8_t GetTextureMode() const { return TextureModeOf(m_ucTypeAndFlags); }
+    void SetTextureMode(uint8_t mode) { SetTextureModeIn(m_ucTypeAndFlags, mode); }
 
     // The label as last sent (empty without one); SetLabel caches the text as entities do.
     const std::string& GetLabel() const;
