@@ -3,6 +3,8 @@
 // the filing of a new client's zones, and the teardown of a client.
 #include "platform/Clock.h"
 #include "unit/replication/Fixtures.h"
+#include "world/VUK_Zone.h"
+#include "world/ZoneGridHolder.h"
 
 namespace {
 
@@ -236,6 +238,41 @@ TEST_F(Notices, MovingEntityStaysFiledOnceSentAndASmallMoveMakesItPendingThere) 
     pad->m_ucRuleFlags |= kRuleQueuedForRemoval;
     MoveTo(pad, 700.0f, 200.0f, -200.0f);
     EXPECT_FALSE(Pending(ann, pad));
+}
+
+// A client's pending grid files an entity in exactly the zones a VUK_Grid of the same geometry
+// would, near zone edges (where float steps decide), for rotated and huge boxes and outside it.
+TEST(PendingGrid, FilesInTheZonesOfTheGridClassWithTheSameGeometry) {
+    VUK_Grid grid(VUKVector(-150000.0f, -6000.0f, -150000.0f), VUKVector(150000.0f, 30000.0f, 150000.0f),
+                  VUKVector(6000.0f, 6000.0f, 6000.0f), 6, 50, 50);
+    std::unique_ptr<Server_Entity> e(World::CreateByType(kKindNormalPad));
+    uint64_t state = 777;
+    auto next = [&](float low, float high) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return low + (high - low) * float(double(state >> 11) / double(1ull << 53));
+    };
+    for (int i = 0; i < 1500; ++i) {
+        auto edgy = [&](float min, float span) {
+            return min + 6000.0f * float(int(next(0, span / 6000.0f))) + next(-9, 9);
+        };
+        e->m_vPosition.Set(edgy(-150000.0f, 300000.0f), edgy(-6000.0f, 36000.0f),
+                           i % 4 ? edgy(-150000.0f, 300000.0f) : next(-2e5f, 2e5f));
+        float size = i % 13 ? next(1, 6000) : next(6000, 1e5f);
+        e->m_vSize.Set(size, next(1, 9000), size);
+        e->SetYaw(i % 3 ? 0.0f : next(0, 6.28f));
+        PFAE_InfoList links(1);
+        grid.AddEntity(e.get(), &links, true);
+        ClientPendingGrid pending;
+        pending.File(0, ClientPendingGrid::KeyOf(e.get()));
+        ASSERT_EQ(pending.CountZones(), links.Count()) << i;
+        for (uint32_t k = 0; k < links.Count(); ++k) {
+            const VUK_Zone* z = links[k]->GetArray()->GetOwner();
+            ASSERT_TRUE(pending.IsFiledIn(0, (z->m_pZoneLine->m_pMap->m_uiIndex * 50 + z->m_pZoneLine->m_uiIndex) * 50 +
+                                                 z->m_uiIndex))
+                << i;
+        }
+        ZL_RemoveEntityFromZonesOnly(e.get(), &links);
+    }
 }
 
 using Removals = ReplicationTest;
