@@ -95,12 +95,3 @@ uint32_t ClientPendingGrid::CountZones() const {
         for (uint32_t i = 0; i < kLayers * kRows * kZones; ++i) n += m_Zones[i].m_uiLive != 0;
     return n;
 }
-
-size_t ClientPendingGrid::Bytes() const {
-    size_t n = m_Keys.capacity() * sizeof(uint32_t);
-    if (m_Zones) {
-        n += sizeof(Zone) * kLayers * kRows * kZones;
-        for (uint32_t i = 0; i < kLayers * kRows * kZones; ++i) n += m_Zones[i].m_Entries.capacity() * sizeof(uint32_t);
-    }
-    return n;
-}

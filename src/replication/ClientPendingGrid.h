@@ -58,9 +58,8 @@ public:
     // Whether an entry of this zone is current.
     bool IsFiledIn(uint32_t index, uint32_t zone) const;
 
-    // Zones holding entities now, and the bytes this grid holds.
+    // Zones holding entities now.
     uint32_t CountZones() const;
-    size_t Bytes() const;
 
 private:
     // A zone array keeps at most this many entries beyond twice its live count before it is

@@ -233,8 +233,6 @@ public:
     // Files e in m_PendingGrid where it is now (or under the key given).
     void FileInPendingGrid(Server_Entity* e);
     void FileInPendingGrid(Server_Entity* e, uint32_t key);
-    // Pending place, view (slot released, no message), zone wait and grid filing go.
-    void ForgetEntity(Server_Entity* e);
     // Anything of the client still held in its arrays and in g_EntityClientBits.
     bool HoldsEntityState() const { return m_uiTeardownCursor < m_Cells.size() || IsWatching(); }
     // A view record holding what the client assumes for a new object of the kind.

@@ -147,16 +147,6 @@ void Server_Client::FileInPendingGrid(Server_Entity* e, uint32_t key) {
     SetBit(e, kBitFiled, key != ClientPendingGrid::kNowhere);
 }
 
-void Server_Client::ForgetEntity(Server_Entity* e) {
-    TakeOutOfPending(e);
-    if (Server_Client_Entity* view = ViewOf(e)) {
-        SetView(e, nullptr);
-        ReleaseView(view);
-    }
-    TakeOutOfZoneWait(e);
-    TakeOutOfGrid(e);
-}
-
 // ---- notices ----
 
 void Server_Client::Inform_EntityUpdated(Server_Entity* e) {

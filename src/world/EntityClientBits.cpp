@@ -41,11 +41,3 @@ void EntityClientBits::EnsureWatchers(uint32_t watchers) {
     m_uiWords = words;
     m_uiStride = stride;
 }
-
-void EntityClientBits::ClearWatcher(uint32_t watcher) {
-    const uint64_t keep = ~(uint64_t(1) << (watcher & 63));
-    const uint32_t word = watcher >> 6;
-    for (uint32_t i = 0; i < m_uiIndexLimit; ++i)
-        for (uint32_t k = 0; k < kEntityClientBitKinds; ++k)
-            m_Rows[size_t(i) * m_uiStride + k * m_uiWords + word] &= keep;
-}

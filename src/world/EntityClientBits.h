@@ -34,7 +34,6 @@ public:
     void FreeIndex(uint32_t index);
     // One past the highest index handed out so far.
     uint32_t IndexLimit() const { return m_uiIndexLimit; }
-    uint32_t LiveIndices() const { return m_uiIndexLimit - uint32_t(m_FreeIndices.size()); }
     // The entity holding an index (null for a free one).
     Server_Entity* EntityAt(uint32_t index) const { return m_Owners[index]; }
 
@@ -55,8 +54,6 @@ public:
         return m_Rows[size_t(index) * m_uiStride + kind * m_uiWords + word];
     }
     const uint64_t* Row(uint32_t index) const { return &m_Rows[size_t(index) * m_uiStride]; }
-    // Clears one watcher's bits in every row (the watcher's client is gone).
-    void ClearWatcher(uint32_t watcher);
     size_t Bytes() const { return m_Rows.capacity() * sizeof(uint64_t); }
 
 private:
