@@ -24,19 +24,16 @@
 
 namespace {
 
-constexpr float kZoneSize = 6000.0f, kPassRadius = 4000.0f;
-constexpr float kGridMin[3] = {-150000.0f, -6000.0f, -150000.0f};
+constexpr float kZoneSize = 6000.0f, kPassRadius = 4000.0f, kGridMin[3] = {-150000.0f, -6000.0f, -150000.0f};
 constexpr int kZoneCount[3] = {50, 6, 50};
 
 int ZoneIndex(int axis, float v) {
-    const int i = int(std::floor((std::max(v, kGridMin[axis]) - kGridMin[axis]) / kZoneSize));
-    return std::min(i, kZoneCount[axis] - 1);
+    return std::min(int(std::floor((std::max(v, kGridMin[axis]) - kGridMin[axis]) / kZoneSize)), kZoneCount[axis] - 1);
 }
 
 std::string Hex(const uint8_t* p, size_t n) {
     std::string s;
-    char b[3];
-    for (size_t i = 0; i < n; ++i) s.append(b, size_t(std::snprintf(b, sizeof b, "%02x", p[i])));
+    for (size_t i = 0; i < n; ++i) s.append({"0123456789abcdef"[p[i] >> 4], "0123456789abcdef"[p[i] & 15]});
     return s;
 }
 
@@ -46,8 +43,7 @@ template <typename T> T Read(const uint8_t* p) {
 }
 
 // One client's streams, decoded as the client decodes them.
-class ClientStream {
-public:
+struct ClientStream {
     ClientStream(std::string own, uint32_t limit) : m_Own(std::move(own)), m_uiLimit(limit) { m_Slots.fill(-1); }
 
     // `at` is the client's player where the pass that made the message found it; before `filed`
@@ -84,8 +80,6 @@ public:
         }
         return out;
     }
-
-private:
     struct Object {
         uint32_t handle = 0;
         uint8_t kind = 0;
@@ -159,9 +153,8 @@ private:
         }
         const bool own = o.player == m_Own;
         Line line{Line::kObject, o.name + ":" + m_Records, m_ucFirstRecord != 0x0A, own, m_bCut};
-        // The first zone of the pass's walk that the object is filed in; the left-over pass takes
-        // what the walk misses. Both step a zone at a time from the low corner: the walk up to its
-        // high corner, the filing up to one zone past the object's.
+        // The first zone of the walk the object is filed in, else a left-over pass. Both step a zone at
+        // a time from the low corner: the walk up to its high corner, the filing to one past the object's.
         for (int a = 0; a < 3; ++a) {
             const float at = own ? m_At[size_t(a)] : o.pos[a]; // the own player's moves are not all sent
             const float low = at - o.size[a] / 2;
@@ -188,8 +181,8 @@ private:
     static void SortZoneRuns(std::vector<Line>& lines) {
         for (size_t i = 0; i < lines.size(); ++i) {
             if (!lines[i].zoned) continue;
-            const std::array<int, 4> zone = lines[i].zone;
-            std::vector<size_t> run{i};
+            auto inRun = [zone = lines[i].zone](const Line& l) { return l.zoned && l.zone == zone; };
+            size_t last = i;
             bool cut = lines[i].cut, crossed = false;
             for (size_t j = i + 1; j < lines.size(); ++j) {
                 const Line& l = lines[j];
@@ -197,18 +190,15 @@ private:
                 crossed |= l.what == Line::kHead;
                 if (l.what != Line::kObject) continue;
                 cut = l.cut;
-                if (l.zoned && l.zone == zone)
-                    run.push_back(j);
-                else if (!(crossed && (l.own || l.zone < zone)))
+                if (inRun(l))
+                    last = j;
+                else if (!(crossed && (l.own || l.zone < lines[i].zone)))
                     break;
             }
-            std::vector<Line> sorted, others;
-            for (size_t k = i; k <= run.back(); ++k)
-                (lines[k].zoned && lines[k].zone == zone ? sorted : others).push_back(lines[k]);
-            std::sort(sorted.begin(), sorted.end(), [](const Line& a, const Line& b) { return a.text < b.text; });
-            sorted.insert(sorted.end(), others.begin(), others.end());
-            std::copy(sorted.begin(), sorted.end(), lines.begin() + std::ptrdiff_t(i));
-            i += run.size() - 1; // what was passed over may hold runs of its own
+            const auto first = lines.begin() + std::ptrdiff_t(i);
+            const auto end = std::stable_partition(first, lines.begin() + std::ptrdiff_t(last + 1), inRun);
+            std::sort(first, end, [](const Line& a, const Line& b) { return a.text < b.text; });
+            i += size_t(end - first) - 1; // what was passed over may hold runs of its own
         }
     }
 
@@ -284,16 +274,14 @@ protected:
         }
     }
 
-    // Server passes, the first after a game tick fell due if `gameTick`. Each client's messages are
-    // decoded against where its player was when the updates ran: before the pass, or where the login
-    // of this pass put it.
+    // Server passes, the first after a game tick fell due if `gameTick`. Messages are decoded against
+    // where the player was when the updates ran: before the pass, or where this pass's login put it.
     void Pass(int count = 1, bool gameTick = false) {
         for (int i = 0; i < count; ++i) {
             if (gameTick && i == 0) m_Harness.clock().AdvanceNanoseconds(server().m_GameTickTimer.m_iPeriod + 1);
             for (Viewer& v : m_Viewers) {
-                v.hadPlayer = v.peer.client->m_pPlayer != nullptr;
-                if (v.hadPlayer) v.at = v.peer.client->m_pPlayer->m_vPosition;
                 v.filed = v.peer.client->m_bZonesFilled;
+                if ((v.hadPlayer = v.peer.client->m_pPlayer)) v.at = v.peer.client->m_pPlayer->m_vPosition;
             }
             m_Harness.Pass();
             for (Viewer& v : m_Viewers) {
@@ -312,8 +300,7 @@ protected:
     void BuildWorld() {
         auto place = [this](uint8_t kind, VUKVector pos, VUKVector size, float yaw = 0.0f) {
             Server_Entity* e = server().ProperAddByType(kind);
-            e->m_vPosition = pos;
-            e->m_vSize = size;
+            e->m_vPosition = pos, e->m_vSize = size;
             if (yaw != 0.0f) e->SetYaw(yaw);
             server().UpdateZonesEntityIsIn(e);
             return e;
@@ -335,12 +322,12 @@ protected:
         }
         for (auto [n, label] : {std::pair<size_t, const char*>{20, "alpha"}, {40, "bravo"}, {60, "charlie"}})
             m_Pads[n]->SetLabel(label);
-        const VUKVector across[][2] = {{{0, 400, 2500}, {400, 40, 300}},
-                                       {{3000, 700, 6000}, {300, 20, 500}},
-                                       {{6000, 300, -6000}, {600, 600, 600}},
-                                       {{-6000, 900, 0}, {500, 50, 500}},
-                                       {{12000, 1500, -100}, {200, 80, 600}}};
-        for (const auto& [pos, size] : across) m_Pads.push_back(place(kKindNormalPad, pos, size));
+        const float across[][6] = {{0, 400, 2500, 400, 40, 300},
+                                   {3000, 700, 6000, 300, 20, 500},
+                                   {6000, 300, -6000, 600, 600, 600},
+                                   {-6000, 900, 0, 500, 50, 500},
+                                   {12000, 1500, -100, 200, 80, 600}}; // position, size
+        for (const float* a : across) m_Pads.push_back(place(kKindNormalPad, {a[0], a[1], a[2]}, {a[3], a[4], a[5]}));
         m_Movers = {{place(kKindZorbinCube, {5800, 20.01f, 3500}, {40, 40, 40}), {30, 0, 0}}, // resting on the ground
                     {place(kKindZorbinCube, {-3500, 20.01f, 300}, {40, 40, 40}), {0, 0, -30}},
                     {place(kKindNormalPad, {2000, 1200, 5900}, {100, 20, 100}), {0, 0, 20}},
