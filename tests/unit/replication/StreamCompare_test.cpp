@@ -45,7 +45,6 @@ template <typename T> T Read(const uint8_t* p) {
 // One client's streams, decoded as the client decodes them.
 struct ClientStream {
     ClientStream(std::string own, uint32_t limit) : m_Own(std::move(own)), m_uiLimit(limit) { m_Slots.fill(-1); }
-
     // `at` is the client's player where the pass that made the message found it; before `filed`
     // the pending grid holds only what changed since the login, and the left-over pass sends the rest.
     void Decode(unsigned channel, const Bytes& body, const VUKVector& at, bool filed) {
@@ -69,7 +68,6 @@ struct ClientStream {
         }
         Close();
     }
-
     // The lines of every channel, runs of one zone's adds sorted.
     std::string Text() {
         std::string out;
@@ -94,7 +92,6 @@ struct ClientStream {
         bool cut = false;          // the message went past the byte limit, so a zone may go on in the next
         std::array<int, 4> zone{}; // the pass (0 for the zone pass), then the zone's y, z and x
     };
-
     void Plain(const std::string& text) {
         Close();
         m_Out->push_back({Line::kPlain, text});
@@ -190,10 +187,8 @@ struct ClientStream {
                 crossed |= l.what == Line::kHead;
                 if (l.what != Line::kObject) continue;
                 cut = l.cut;
-                if (inRun(l))
-                    last = j;
-                else if (!(crossed && (l.own || l.zone < lines[i].zone)))
-                    break;
+                if (!inRun(l) && !(crossed && (l.own || l.zone < lines[i].zone))) break;
+                if (inRun(l)) last = j;
             }
             const auto first = lines.begin() + std::ptrdiff_t(i);
             const auto end = std::stable_partition(first, lines.begin() + std::ptrdiff_t(last + 1), inRun);
@@ -201,7 +196,6 @@ struct ClientStream {
             i += size_t(end - first) - 1; // what was passed over may hold runs of its own
         }
     }
-
     std::string m_Own, m_Records;
     std::map<unsigned, std::vector<Line>> m_Lines;
     std::map<unsigned, int> m_Count;
@@ -216,13 +210,13 @@ struct ClientStream {
     uint32_t m_uiLimit;
 };
 
-// Resolved at start: the server's working folder replaces the current one.
-const std::filesystem::path kGolden = [] {
-    const std::filesystem::path source(__FILE__);
-    const std::filesystem::path base =
-        source.is_absolute() ? std::filesystem::path() : std::filesystem::canonical("/proc/self/exe").parent_path();
-    return (base / source).parent_path() / "data" / "streams.golden.txt";
-}();
+// Resolved at start, as the server's working folder replaces the current one. A relative source
+// path is relative to the build folder, which holds the test program.
+const std::filesystem::path kSource(__FILE__), kGolden =
+                                                   (kSource.is_absolute()
+                                                        ? std::filesystem::path()
+                                                        : std::filesystem::canonical("/proc/self/exe").parent_path()) /
+                                                   kSource.parent_path() / "data" / "streams.golden.txt";
 
 class StreamCompare : public ReplicationTest {
 protected:
@@ -238,14 +232,7 @@ protected:
         uint32_t maxUpdateSize;
         float x, z; // where the player walks after the first pass
     };
-    struct Mover {
-        Server_Entity* entity;
-        VUKVector velocity, acceleration{};
-    };
-
     void Walk(size_t viewer, float x, float z) { MoveTo(m_Viewers[viewer].peer.client->m_pPlayer, x, 8, z); }
-    void Changed(size_t pad) { server().InformClients_EntityUpdated(m_Pads[pad]); }
-
     // Logs the clients in; each is ready for updates once its grid is filed (before, the left-over
     // pass would send the world in the order of the entities' addresses); then ticks until settled.
     void Join(const std::vector<Joiner>& joiners) {
@@ -266,14 +253,12 @@ protected:
             if (!v.peer.client->m_bReadyForUpdates) v.peer.Send(0, {6});
         // Game ticks until three in a row send nothing. Nothing moves meanwhile: where a cut falls
         // depends on the order of a zone's adds, and so would what a moved entity sends after it.
-        for (int tick = 0, quiet = 0; quiet < 3; ++tick) {
+        for (int tick = 0, quiet = 0; quiet < 3; ++tick, quiet = m_bBusy ? 0 : quiet + 1) {
             ASSERT_LT(tick, 200);
             m_bBusy = false;
             Pass(4, true);
-            quiet = m_bBusy ? 0 : quiet + 1;
         }
     }
-
     // Server passes, the first after a game tick fell due if `gameTick`. Messages are decoded against
     // where the player was when the updates ran: before the pass, or where this pass's login put it.
     void Pass(int count = 1, bool gameTick = false) {
@@ -287,63 +272,58 @@ protected:
             for (Viewer& v : m_Viewers) {
                 if (!v.hadPlayer && v.peer.client->m_pPlayer) v.at = v.peer.client->m_pPlayer->m_vPosition;
                 for (unsigned channel = 0; channel < kChannelCount; ++channel)
-                    for (const Bytes& m : v.peer.Take(channel)) {
-                        v.stream.Decode(channel, m, v.at, v.filed);
-                        m_bBusy |= m.size() > 1; // more than a tick mark
-                    }
+                    for (const Bytes& m : v.peer.Take(channel)) // busy: more than a tick mark
+                        v.stream.Decode(channel, m, v.at, v.filed), m_bBusy |= m.size() > 1;
             }
         }
     }
-
-    // A grid of pads with drawn offsets and sizes (each pad its own position, so its own name),
-    // pads across zone borders, and the movers.
-    void BuildWorld() {
-        auto place = [this](uint8_t kind, VUKVector pos, VUKVector size, float yaw = 0.0f) {
-            Server_Entity* e = server().ProperAddByType(kind);
-            e->m_vPosition = pos, e->m_vSize = size;
-            if (yaw != 0.0f) e->SetYaw(yaw);
-            server().UpdateZonesEntityIsIn(e);
-            return e;
-        };
-        uint32_t seed = 12345;
-        auto draw = [&](int n) { return float(((seed = seed * 1103515245u + 12345u) >> 16) % uint32_t(n)); };
-        auto awayFromBorders = [](float v) {
-            const float r = std::fmod(v + 150000.0f, kZoneSize);
-            return r > 700.0f && r < kZoneSize - 700.0f;
-        };
-        for (int n = 0; n < 240; ++n) {
-            VUKVector pos(-14000.0f + 1800.0f * float(n % 16) + draw(500), 100.0f + draw(2500),
-                          -13000.0f + 1800.0f * float(n / 16) + draw(500));
-            VUKVector size(60.0f + draw(300), 10.0f + draw(60), 60.0f + draw(300));
-            if (n % 9 == 0) size.y = size.z = size.x;
-            const bool rotated = n % 7 == 0 && awayFromBorders(pos.x) && awayFromBorders(pos.z);
-            m_Pads.push_back(place(kKindNormalPad, pos, size, rotated ? 0.25f * float(1 + n % 5) : 0.0f));
-            if (n % 13 == 0) m_Pads.back()->m_usTexture = uint16_t(5 + n % 6);
-        }
-        for (auto [n, label] : {std::pair<size_t, const char*>{20, "alpha"}, {40, "bravo"}, {60, "charlie"}})
-            m_Pads[n]->SetLabel(label);
-        const float across[][6] = {{0, 400, 2500, 400, 40, 300},
-                                   {3000, 700, 6000, 300, 20, 500},
-                                   {6000, 300, -6000, 600, 600, 600},
-                                   {-6000, 900, 0, 500, 50, 500},
-                                   {12000, 1500, -100, 200, 80, 600}}; // position, size
-        for (const float* a : across) m_Pads.push_back(place(kKindNormalPad, {a[0], a[1], a[2]}, {a[3], a[4], a[5]}));
-        m_Movers = {{place(kKindZorbinCube, {5800, 20.01f, 3500}, {40, 40, 40}), {30, 0, 0}}, // resting on the ground
-                    {place(kKindZorbinCube, {-3500, 20.01f, 300}, {40, 40, 40}), {0, 0, -30}},
-                    {place(kKindNormalPad, {2000, 1200, 5900}, {100, 20, 100}), {0, 0, 20}},
-                    {place(kKindTalvyCube, {3000, 400, 3000}, {30, 30, 30}), {7, 0, 3}, {0.5f, 0, 0.25f}},
-                    {place(kKindNormalPad, {-3000, 150, -2950}, {80, 30, 80}), {-25, 0, -25}}};
-    }
-
     std::vector<Viewer> m_Viewers;
-    std::vector<Server_Entity*> m_Pads;
-    std::vector<Mover> m_Movers;
     bool m_bBusy = false;
 };
 
 TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
     server().m_bPrincessesRunning = false; // the princess cube moves only as the test moves it
-    BuildWorld();
+    // A grid of pads with drawn offsets and sizes (each pad its own position, so its own name),
+    // pads across zone borders, and the movers.
+    std::vector<Server_Entity*> pads;
+    struct Mover {
+        Server_Entity* entity;
+        VUKVector velocity, acceleration{};
+    };
+    std::vector<Mover> movers;
+    auto place = [this](uint8_t kind, VUKVector pos, VUKVector size, float yaw = 0.0f) {
+        Server_Entity* e = server().ProperAddByType(kind);
+        e->m_vPosition = pos, e->m_vSize = size;
+        if (yaw != 0.0f) e->SetYaw(yaw);
+        server().UpdateZonesEntityIsIn(e);
+        return e;
+    };
+    uint32_t seed = 12345;
+    auto draw = [&](int n) { return float(((seed = seed * 1103515245u + 12345u) >> 16) % uint32_t(n)); };
+    auto awayFromBorders = [](float v) { return std::fabs(std::fmod(v + 150000.0f, kZoneSize) - 3000.0f) < 2300.0f; };
+    for (int n = 0; n < 240; ++n) {
+        VUKVector pos(-14000.0f + 1800.0f * float(n % 16) + draw(500), 100.0f + draw(2500),
+                      -13000.0f + 1800.0f * float(n / 16) + draw(500));
+        VUKVector size(60.0f + draw(300), 10.0f + draw(60), 60.0f + draw(300));
+        if (n % 9 == 0) size.y = size.z = size.x;
+        const bool rotated = n % 7 == 0 && awayFromBorders(pos.x) && awayFromBorders(pos.z);
+        pads.push_back(place(kKindNormalPad, pos, size, rotated ? 0.25f * float(1 + n % 5) : 0.0f));
+        if (n % 13 == 0) pads.back()->m_usTexture = uint16_t(5 + n % 6);
+    }
+    for (auto [n, label] : {std::pair<size_t, const char*>{20, "alpha"}, {40, "bravo"}, {60, "charlie"}})
+        pads[n]->SetLabel(label);
+    const float across[][6] = {{0, 400, 2500, 400, 40, 300},
+                               {3000, 700, 6000, 300, 20, 500},
+                               {6000, 300, -6000, 600, 600, 600},
+                               {-6000, 900, 0, 500, 50, 500},
+                               {12000, 1500, -100, 200, 80, 600}};
+    for (const float* a : across) // position, size
+        pads.push_back(place(kKindNormalPad, {a[0], a[1], a[2]}, {a[3], a[4], a[5]}));
+    movers = {{place(kKindZorbinCube, {5800, 20.01f, 3500}, {40, 40, 40}), {30, 0, 0}}, // resting on the ground
+              {place(kKindZorbinCube, {-3500, 20.01f, 300}, {40, 40, 40}), {0, 0, -30}},
+              {place(kKindNormalPad, {2000, 1200, 5900}, {100, 20, 100}), {0, 0, 20}},
+              {place(kKindTalvyCube, {3000, 400, 3000}, {30, 30, 30}), {7, 0, 3}, {0.5f, 0, 0.25f}},
+              {place(kKindNormalPad, {-3000, 150, -2950}, {80, 30, 80}), {-25, 0, -25}}};
     Join({{"ann", {"KRV_FASTADD_NORMALPADS", "KRV_CACHE_STRINGS", "KRV_MULTI_UDP_CHANNEL"}, 1400, 500, 500},
           {"bob", {}, 300, -9000, -9000}});
     Join({{"cat", {"KRV_FASTADD_NORMALPADS", "KRV_ALPHA_BLEND_SUPPORT"}, 800, 2000, -7000}});
@@ -355,20 +335,20 @@ TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
         if (tick >= 4 && tick < 12) Walk(1, -9000.0f + 1200.0f * float(tick - 3), -9000.0f + 1000.0f * float(tick - 3));
         if (tick >= 6 && tick < 10) Walk(2, 2000, -7000.0f + 900.0f * float(tick - 5));
         if (tick == 20) {
-            for (size_t n : {5u, 77u, 150u, 200u}) server().QueueEntityForRemoval(m_Pads[n]);
-            server().QueueEntityForRemoval(m_Movers[1].entity);
-            m_Movers.erase(m_Movers.begin() + 1);
-            m_Pads[40]->SetLabel("delta");
-            Changed(40);
-            m_Pads[121]->m_usTexture = 7;
-            Changed(121);
+            for (size_t n : {5u, 77u, 150u, 200u}) server().QueueEntityForRemoval(pads[n]);
+            server().QueueEntityForRemoval(movers[1].entity);
+            movers.erase(movers.begin() + 1);
+            pads[40]->SetLabel("delta");
+            server().InformClients_EntityUpdated(pads[40]);
+            pads[121]->m_usTexture = 7;
+            server().InformClients_EntityUpdated(pads[121]);
         }
         if (tick == 22) { // both beyond bob's zone pass: the list passes send them, entities first
             Walk(2, -30000, -30000);
-            m_Pads[16]->m_usTexture = 9;
-            Changed(16);
+            pads[16]->m_usTexture = 9;
+            server().InformClients_EntityUpdated(pads[16]);
         }
-        for (Mover& m : m_Movers) {
+        for (Mover& m : movers) {
             if (tick >= 30) break;
             m.velocity += m.acceleration * (tick == 12 || tick == 18 ? 17.0f : 1.0f); // jolts: a correction of 8.5
             const VUKVector to = m.entity->m_vPosition + m.velocity;
@@ -376,7 +356,6 @@ TEST_F(StreamCompare, EveryClientIsSentTheRecordedStream) {
         }
         Pass(4, true);
     }
-
     std::string transcript;
     for (Viewer& v : m_Viewers) transcript += v.stream.Text();
     if (const char* path = std::getenv("QV_RECORD_STREAMS")) {
