@@ -96,9 +96,8 @@ void Server::PIC_ExistingLogin(Server_Client* client, Packet* packet) {
 
     client->m_strName = name;
     AttachPlayer(client, player);
-    WatchWorld(client);
     player->m_ucChatChannel = 1;
-    AddAlmostAllEntitiesToNewClient(client);
+    AddAlmostAllEntitiesToNewClient(client); // takes the watcher number too
     if (player->m_strName == g_strAdminName) player->m_usAdminLevel = kMasterAdminLevel;
     SendWelcome(client, answer, player->m_strName);
     LogWithName("%s has logged in.", player->m_strName);
