@@ -265,6 +265,7 @@ public:
     std::vector<uint64_t> m_UpdateWatchers;
     std::vector<uint64_t> m_AllWatchers;
     uint32_t m_WatcherCount = 0;
+    uint32_t m_uiWatchEpochs = 0;
     Timer m_GameTickTimer{0.033333335f};
     Timer m_OneSecondTimer{1.0f};
     Timer m_FiveSecondTimer{5.0f};

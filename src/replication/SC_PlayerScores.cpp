@@ -20,6 +20,27 @@ bool CarriesPlayer(const Server_Entity* platform) {
     return (kind == kKindNormalPad && platform->m_pLift) || kind == kKindTalvyCube || kind == kKindOrisetCube;
 }
 
+uint32_t g_uiLastScoreStamp = 0;
+
+// The mark of what a client's view must hold for the player's score entry to need nothing: the
+// client's watch epoch over a stamp that changes whenever a shown value does. 0 (never matched)
+// while coins or property exceed 32 bits, since the update then always names the player.
+uint64_t ScoreMark(Server_Player* player, uint32_t epoch) {
+    PlayerScoreStamp& s = player->m_Score;
+    if ((uint64_t(player->m_i64PocketCoins) >> 32) != 0 || (uint64_t(player->m_i64PropertyValue) >> 32) != 0) return 0;
+    const uint8_t status = PlayerStatusValue(player);
+    if (s.m_uiStamp == 0 || status != s.m_ucStatus || player->m_i64PocketCoins != s.m_i64Coins ||
+        player->m_i64PropertyValue != s.m_i64Property || player->m_strTeamName != s.m_strTeam) {
+        s.m_ucStatus = status;
+        s.m_i64Coins = player->m_i64PocketCoins;
+        s.m_i64Property = player->m_i64PropertyValue;
+        s.m_strTeam = player->m_strTeamName;
+        if (++g_uiLastScoreStamp == 0) ++g_uiLastScoreStamp;
+        s.m_uiStamp = g_uiLastScoreStamp;
+    }
+    return (uint64_t(epoch) << 32) | s.m_uiStamp;
+}
+
 } // namespace
 
 void Server_Client::UC_ProcessUpdateOwnPlayer() {
@@ -54,7 +75,12 @@ bool Server_Client::UC_ProcessAllUpdates_PlayerScores() {
     // Players stay pending: the zone and list passes send their bodies when they come near.
     for (uint32_t i = 0; i < m_PendingPlayers.Count(); ++i) {
         if (!HandleFullPacket()) return false;
-        m_pEntity = m_PendingPlayers[i];
+        auto* player = static_cast<Server_Player*>(m_PendingPlayers[i]);
+        // Most players changed nothing since this client's last look: one mark, no view.
+        const uint64_t mark = IsWatching() ? ScoreMark(player, m_uiWatchEpoch) : 0;
+        std::vector<uint64_t>& seenBy = player->m_Score.m_SeenBy;
+        if (mark != 0 && m_uiWatcher < seenBy.size() && seenBy[m_uiWatcher] == mark) continue;
+        m_pEntity = player;
         m_pView = ViewOf(m_pEntity);
         if (m_pView) {
             UC_ProcessUpdate_PlayerScore();
@@ -63,6 +89,10 @@ bool Server_Client::UC_ProcessAllUpdates_PlayerScores() {
             SendIDChange();
             UC_ProcessAdd2_PlayerScore();
             SetView(m_pEntity, m_pView);
+        }
+        if (mark != 0) {
+            if (seenBy.size() <= m_uiWatcher) seenBy.resize(m_uiWatcher + 1);
+            seenBy[m_uiWatcher] = mark;
         }
     }
     return true;

@@ -312,6 +312,7 @@ public:
     ZoneWaitList m_ZoneWaitEntities;
     std::vector<ClientEntityCell> m_Cells; // by compact index
     uint32_t m_uiWatcher = kNoWatcher;
+    uint32_t m_uiWatchEpoch = 0;     // new with each watcher number, so old score marks never match
     uint32_t m_uiTeardownCursor = 0; // cells below it are already dismantled
     ClientTextures m_Textures;
     std::string* m_LabelCache[256] = {};

@@ -232,6 +232,7 @@ void Server::WatchWorld(Server_Client* client) {
     m_UpdateWatchers[n / 64] |= uint64_t(1) << (n % 64);
     m_AllWatchers[n / 64] |= uint64_t(1) << (n % 64);
     client->m_uiWatcher = n;
+    client->m_uiWatchEpoch = ++m_uiWatchEpochs;
     client->m_uiTeardownCursor = 0;
 }
 

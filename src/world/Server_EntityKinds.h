@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "world/Server_Entity.h"
 
@@ -228,6 +229,18 @@ inline constexpr int kPlayerEffectSlots = 10;
 inline constexpr uint16_t kMasterAdminLevel = 100;
 inline constexpr float kEffectPermanent = -100.0f;
 
+// What the score pass keeps of a player so that each watching client can skip it while nothing it
+// shows changed: the values as last stamped, the stamp, and per watcher number the mark (the
+// client's watch epoch over the stamp) its view was brought up to.
+struct PlayerScoreStamp {
+    uint8_t m_ucStatus = 0;
+    int64_t m_i64Coins = 0;
+    int64_t m_i64Property = 0;
+    std::string m_strTeam;
+    uint32_t m_uiStamp = 0;
+    std::vector<uint64_t> m_SeenBy;
+};
+
 class Server_Player : public Server_Entity {
 public:
     // Kind 1 with its defaults: no key, menu request or effect set.
@@ -271,6 +284,7 @@ public:
     uint32_t m_uiEffectIds[kPlayerEffectSlots] = {};
     LinkedList<Server_ZorbinCube*> m_NearZorbins;
     std::string m_strTeamName;
+    PlayerScoreStamp m_Score;
     ArrayOfStrings m_IgnoreList;
     uint32_t m_uiWords[9] = {};
     uint8_t m_ucByte = 0;

@@ -143,6 +143,27 @@ TEST_F(UpdateCycle, ExtraUpdateSendsNoOwnPlayerScoresWindowOrTickMark) {
     EXPECT_TRUE(got[0].back() != 0x3B && !ann.client->m_bFirstPassMarkSent);
 }
 
+// Every pending player's score entry goes whatever the distance, later only a value that
+// changed; a client taking a dropped client's watcher number starts afresh.
+TEST_F(UpdateCycle, ScoreEntriesGoOnceThenOnlyWhatChangedAlsoAfterAWatcherNumberIsReused) {
+    auto ann = Settled("ann");
+    auto bob = Settled("bob");
+    Server_Player* b = bob.client->m_pPlayer;
+    MoveTo(b, 90000.0f, 200.0f, 0.0f);
+    EXPECT_TRUE(Contains(NormalUpdateMessage(ann), Bytes{0x5C, 3} + Text("bob") + Bytes{1} + U32(1000) + U32(0)));
+    b->m_i64PocketCoins = 7;
+    MoveTo(b, 90000.0f, 210.0f, 0.0f); // pending again, far from ann's view of it
+    EXPECT_TRUE(Contains(NormalUpdateMessage(ann), Bytes{0x16} + U32(7)));
+    EXPECT_FALSE(Contains(NormalUpdateMessage(ann), Bytes{0x16} + U32(7)));
+    const uint32_t watcher = ann.client->m_uiWatcher;
+    ann.Disconnect();
+    m_Harness.Pass();
+    auto carol = LogIn("carol");
+    FileAll(carol);
+    ASSERT_EQ(carol.client->m_uiWatcher, watcher);
+    EXPECT_TRUE(Contains(NormalUpdateMessage(carol), Bytes{0x5C, 3} + Text("bob") + Bytes{1} + U32(7) + U32(0)));
+}
+
 TEST_F(UpdateCycle, OwnPlayerComesFirstWithThePlatformItStandsOn) {
     auto ann = Settled("ann");
     Server_Entity* pad = Add(kKindNormalPad, 400.0f, 100.0f, -200.0f);
