@@ -1,5 +1,6 @@
 #include "world/VUKHeap.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -41,7 +42,7 @@ VukHeap::VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name, 
     if (m_uiPageCount < exact) m_uiPageCount = exact;
     m_uiReservedBytes = size_t(m_uiPageCount) * kVukPageSize;
     if (m_uiReservedBytes == 0) m_uiReservedBytes = kVukPageSize;
-    if (m_Range.Reserve(m_uiReservedBytes)) m_pBase = m_Range.m_pBase;
+    if (m_Range.Reserve(m_uiReservedBytes, true)) m_pBase = m_Range.m_pBase;
     if (!m_pBase) {
         char text[512];
         snprintf(text, sizeof text, "Heap Creation Error: Out of virtual (reserved) addressing space %s..", name);
@@ -52,6 +53,7 @@ VukHeap::VukHeap(uint32_t elementSize, uint32_t elementCount, const char* name, 
     m_pEnd = m_pBase + bytes;
     m_puiPageUse.reset(new uint32_t[m_uiPageCount ? m_uiPageCount : 1]());
     m_pucPageState.reset(new uint8_t[m_uiPageCount ? m_uiPageCount : 1]());
+    m_pusChunkPages.reset(new uint16_t[m_uiPageCount / kVukChunkPages + 1]());
     try {
         m_pFreeStack = std::make_unique<VukHeap_FreeElementStack>(elementSize, elementCount);
     } catch (...) {
@@ -144,7 +146,7 @@ void VukHeap::MarkPagesUsed(uint8_t* p, size_t n) {
     size_t last = (size_t(p - m_pBase) + n - 1) / kVukPageSize;
     for (size_t page = first; page <= last; ++page) {
         if (m_puiPageUse[page]++ != 0 || (m_pucPageState[page] & kPageCommitted)) continue;
-        if (!m_Range.Commit(m_pBase + page * kVukPageSize)) {
+        if (!CommitPage(uint32_t(page))) {
             --m_puiPageUse[page];
             char text[512];
             snprintf(text, sizeof text, "Heap Error: Could not commit a page of %s..", m_strName.c_str());
@@ -153,6 +155,25 @@ void VukHeap::MarkPagesUsed(uint8_t* p, size_t n) {
         m_pucPageState[page] |= kPageCommitted;
         ++m_uiCommittedPages;
     }
+}
+
+bool VukHeap::CommitPage(uint32_t page) {
+    const uint32_t chunk = page / kVukChunkPages;
+    if (m_pusChunkPages[chunk] == 0) {
+        const size_t offset = size_t(chunk) * kVukChunkPages * kVukPageSize;
+        if (!m_Range.Commit(m_pBase + offset,
+                            std::min(size_t(kVukChunkPages) * kVukPageSize, m_uiReservedBytes - offset)))
+            return false;
+    }
+    ++m_pusChunkPages[chunk];
+    return true;
+}
+
+void VukHeap::DecommitPage(uint32_t page) {
+    const uint32_t chunk = page / kVukChunkPages;
+    if (--m_pusChunkPages[chunk] != 0) return;
+    const size_t offset = size_t(chunk) * kVukChunkPages * kVukPageSize;
+    m_Range.Decommit(m_pBase + offset, std::min(size_t(kVukChunkPages) * kVukPageSize, m_uiReservedBytes - offset));
 }
 
 void VukHeap::MarkPagesUnused(uint8_t* p, size_t n) {
@@ -169,7 +190,7 @@ void VukHeap::ReleaseUnusedPages() {
     for (uint32_t page : m_UnusedPages) {
         m_pucPageState[page] &= uint8_t(~kPageQueued);
         if (m_puiPageUse[page] != 0 || !(m_pucPageState[page] & kPageCommitted)) continue;
-        m_Range.Decommit(m_pBase + size_t(page) * kVukPageSize);
+        DecommitPage(page);
         m_pucPageState[page] &= uint8_t(~kPageCommitted);
         --m_uiCommittedPages;
     }

@@ -9,6 +9,11 @@
 // takes the same slots within microseconds; doing the system calls each time would cost more
 // than the rest of the work.
 //
+// The pages are counted one by one, but the operating system is asked in chunks of 2 MiB (one
+// huge page): a chunk is made accessible with its first committed page and given back with its
+// last. One call per chunk instead of per page, and huge pages keep the address translations of
+// a pool reached all over its range in the processor's cache.
+//
 // Pools are used from the server thread only and take no locks.
 //
 // Besides pointers, a pool hands out 32-bit handles for its elements (HandleOf / FromHandle):
@@ -24,6 +29,7 @@
 #include "world/VukHeap_FreeElementStack.h"
 
 inline constexpr uint32_t kVukPageSize = 4096;
+inline constexpr uint32_t kVukChunkPages = 512; // 2 MiB
 
 class VukHeap : public VukHeapChain<VukHeap> {
 public:
@@ -79,6 +85,8 @@ private:
     std::unique_ptr<VukHeap> MakeNext();
     void NextDropped();
     void TidyHere();
+    bool CommitPage(uint32_t page);
+    void DecommitPage(uint32_t page);
 
     vukmem::Range m_Range;
     std::string m_strName;
@@ -91,6 +99,8 @@ private:
     std::unique_ptr<uint32_t[]> m_puiPageUse;
     // Per page: bit 0 committed, bit 1 waiting in m_UnusedPages.
     std::unique_ptr<uint8_t[]> m_pucPageState;
+    // Per chunk: its committed pages; the chunk is accessible while there is one.
+    std::unique_ptr<uint16_t[]> m_pusChunkPages;
     std::vector<uint32_t> m_UnusedPages;
     uint32_t m_uiPageCount = 0;
     uint32_t m_uiLiveCount = 0;

@@ -17,12 +17,22 @@
 
 namespace vukmem {
 
-uint8_t* Reserve(size_t bytes) {
-    void* p = mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (p == MAP_FAILED) return nullptr;
+uint8_t* Reserve(size_t bytes, bool huge) {
+    const size_t slack = huge ? kHugePageSize : 0;
+    void* raw = mmap(nullptr, bytes + slack, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (raw == MAP_FAILED) return nullptr;
+    auto* p = static_cast<uint8_t*>(raw);
+    if (huge) {
+        // Keep the aligned part only; the advice is a wish the kernel may decline.
+        auto* aligned = reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(p) + slack - 1) & ~(slack - 1));
+        if (aligned > p) munmap(p, size_t(aligned - p));
+        if (aligned + bytes < p + bytes + slack) munmap(aligned + bytes, size_t(p + slack - aligned));
+        p = aligned;
+        madvise(p, bytes, MADV_HUGEPAGE);
+    }
     // The range may reuse addresses of a released pool whose free slots were poisoned.
     UnpoisonSlot(p, bytes);
-    return static_cast<uint8_t*>(p);
+    return p;
 }
 
 void Release(uint8_t* base, size_t bytes) {
@@ -31,9 +41,9 @@ void Release(uint8_t* base, size_t bytes) {
     munmap(base, bytes);
 }
 
-bool Range::Reserve(size_t bytes) {
+bool Range::Reserve(size_t bytes, bool huge) {
     m_uiBytes = bytes;
-    m_pBase = vukmem::Reserve(bytes);
+    m_pBase = vukmem::Reserve(bytes, huge);
     return m_pBase != nullptr;
 }
 
@@ -42,18 +52,18 @@ void Range::Release() {
     m_pBase = nullptr;
 }
 
-bool Range::Commit(uint8_t* page) {
+bool Range::Commit(uint8_t* p, size_t bytes) {
     if (m_bAllOpen) return true;
-    if (mprotect(page, 4096, PROT_READ | PROT_WRITE) == 0) return true;
+    if (mprotect(p, bytes, PROT_READ | PROT_WRITE) == 0) return true;
     if (mprotect(m_pBase, m_uiBytes, PROT_READ | PROT_WRITE) != 0) return false;
     m_bAllOpen = true;
     return true;
 }
 
-void Range::Decommit(uint8_t* page) {
+void Range::Decommit(uint8_t* p, size_t bytes) {
     // The contents go first, then the access: a stale pointer into a decommitted page faults.
-    madvise(page, 4096, MADV_DONTNEED);
-    if (m_bAllOpen || mprotect(page, 4096, PROT_NONE) == 0) return;
+    madvise(p, bytes, MADV_DONTNEED);
+    if (m_bAllOpen || mprotect(p, bytes, PROT_NONE) == 0) return;
     if (mprotect(m_pBase, m_uiBytes, PROT_READ | PROT_WRITE) == 0) m_bAllOpen = true;
 }
 
@@ -134,7 +144,7 @@ void VukHeap_FreeElementStack::ReleaseUnusedPages() {
     uint32_t keep = (m_uiCount + kEntriesPerPage - 1) / kEntriesPerPage;
     while (m_uiCommittedPages > keep) {
         --m_uiCommittedPages;
-        m_Range.Decommit(m_Range.m_pBase + size_t(m_uiCommittedPages) * 4096);
+        m_Range.Decommit(m_Range.m_pBase + size_t(m_uiCommittedPages) * 4096, 4096);
     }
 }
 
@@ -156,7 +166,7 @@ void VukHeap_FreeElementStack::Push(uint8_t* p) {
     // while the pool frees only what it handed out.
     if (m_uiCount == m_uiCapacity) throw WorldFatalError("VukHeap_FreeElementStack: more free entries than slots");
     if (m_uiCount / kEntriesPerPage >= m_uiCommittedPages) {
-        if (!m_Range.Commit(m_Range.m_pBase + size_t(m_uiCommittedPages) * 4096))
+        if (!m_Range.Commit(m_Range.m_pBase + size_t(m_uiCommittedPages) * 4096, 4096))
             vukmem::ReportAndThrow("VukHeap_FreeElementStack: Could not commit a page..");
         ++m_uiCommittedPages;
     }

@@ -7,22 +7,26 @@
 #include <cstddef>
 #include <cstdint>
 
-// Address space for the pools: a range reserved without access whose 4 KiB pages are
-// committed (made read-write) and decommitted (contents dropped, access removed) one at a time.
+// Address space for the pools: a range reserved without access whose pages are committed (made
+// read-write) and decommitted (contents dropped, access removed) a run at a time.
 namespace vukmem {
-uint8_t* Reserve(size_t bytes);
+// A range asked for with huge set starts on a 2 MiB boundary and is advised to the kernel for
+// huge pages: the pools' elements are reached all over their ranges, and small pages would cost
+// a translation miss on nearly every access.
+inline constexpr size_t kHugePageSize = size_t(2) << 20;
+uint8_t* Reserve(size_t bytes, bool huge = false);
 void Release(uint8_t* base, size_t bytes);
 
 class Range {
 public:
     // False when the address space cannot be reserved.
-    bool Reserve(size_t bytes);
+    bool Reserve(size_t bytes, bool huge = false);
     void Release();
-    // Every page change splits the mapping; when the kernel refuses another split (too many
+    // Every change of access splits the mapping; when the kernel refuses another split (too many
     // mappings in the process), the whole range is opened at once instead and decommitting
     // only drops the contents. False when even that fails.
-    bool Commit(uint8_t* page);
-    void Decommit(uint8_t* page);
+    bool Commit(uint8_t* p, size_t bytes);
+    void Decommit(uint8_t* p, size_t bytes);
 
     uint8_t* m_pBase = nullptr;
     size_t m_uiBytes = 0;
