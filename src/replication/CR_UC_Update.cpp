@@ -148,6 +148,8 @@ void UpdateTextureFlags(Server_Client& c) {
 } // namespace
 
 void Server_Client::UC_LabelUpdate() {
+    // Labels are interned: the same text is the same string.
+    if (m_pEntity->m_pLabel == m_pView->LabelPointer()) return;
     const std::string& label = m_pEntity->GetLabel();
     const std::string& sent = m_pView->GetLabel();
     if (label == sent) return;

@@ -61,17 +61,25 @@ bool MovesOften(const Server_Entity* e) {
     }
 }
 
+// Handling an entity reads state spread over memory: its cell, bit row and grid key, the entity
+// and its view, and the view's extras. Loops over many entities fetch these some turns ahead in
+// three steps, each needing what the step before brought; at(d) is the index handled d turns on.
+template <typename At> void PrefetchAhead(const Server_Client& c, uint32_t turnsLeft, At at) {
+    if (turnsLeft > 16) c.PrefetchCellOf(at(16));
+    if (turnsLeft > 8) c.PrefetchEntityAndView(at(8));
+    if (turnsLeft > 4) c.PrefetchExtrasOf(at(4));
+}
+
 // The list passes: entities in list order while the message has room. A far entity goes only
 // when the client still sees it near, so that it sees the entity leave; otherwise it waits.
 void ProcessLeftOvers(Server_Client& c, PlacedEntityList& list, bool players) {
     const VUKVector& here = c.m_pPlayer->m_vPosition;
-    // View records lie all over their pool: fetch the one handled a few entities later while
-    // this one is encoded. A handled entity's place is taken by the list's last one, so the
-    // entities to come are read from the end.
-    constexpr uint32_t kAhead = 8;
+    // A handled entity's place is taken by the list's last one, so the entities to come are read
+    // from the end; far players are passed over, so theirs come in list order.
     uint32_t i = 0;
     while (i < list.Count() && c.HandleFullPacket()) {
-        if (list.Count() > i + kAhead) __builtin_prefetch(c.ViewOf(list[list.Count() - kAhead]));
+        PrefetchAhead(c, list.Count() - i,
+                      [&](uint32_t d) { return list.IndexAt(players ? i + d : list.Count() - d); });
         Server_Entity* e = list[i];
         float distance = players ? kLeftOverPlayers : LeftOverDistance(e);
         if (distance > 0.0f && !Near(e->m_vPosition, here, distance)) {
@@ -185,21 +193,25 @@ bool Server_Client::UC_ProcessZones(float radius) {
     m_ZonePassVisited.clear();
     m_PendingGrid.Walk(low, high, [&](const uint32_t* entries, uint32_t count, uint32_t zone, uint32_t& stale) {
         for (uint32_t i = 0; i < count; ++i) {
-            // Entries of entities filed elsewhere since are stale; one met in an earlier zone
-            // (or twice here) is handled once.
-            if (!m_PendingGrid.IsFiledIn(entries[i], zone)) {
+            PrefetchAhead(*this, count - i, [&](uint32_t d) {
+                return m_ZonePassSeen.Test(entries[i + d]) ? PlacedEntityList::kNone : entries[i + d];
+            });
+            // An entity met in an earlier zone (or twice here) is handled once; entries of
+            // entities filed elsewhere since are stale.
+            const uint32_t index = entries[i];
+            if (m_ZonePassSeen.Test(index)) continue;
+            if (!m_PendingGrid.IsFiledIn(index, zone)) {
                 ++stale;
                 continue;
             }
-            Server_Entity* e = g_EntityClientBits.EntityAt(entries[i]);
-            if (e->m_ucPassFlags & kPassVisited) continue;
+            m_ZonePassSeen.Set(index);
+            m_ZonePassVisited.push_back(index);
+            Server_Entity* e = g_EntityClientBits.EntityAt(index);
             if (IsPending(e)) {
                 m_pEntity = e;
                 UC_AddOrUpdate();
                 TakeOutOfPending(e);
             }
-            e->m_ucPassFlags |= kPassVisited;
-            m_ZonePassVisited.push_back(e);
             if (!HandleFullPacket()) {
                 zonesRanOut = false;
                 return false;
@@ -210,8 +222,9 @@ bool Server_Client::UC_ProcessZones(float radius) {
 
     // The grid changes only now that the walk is over. What moves tick after tick stays filed
     // (it is not pending any more, so it costs no bytes).
-    for (Server_Entity* e : m_ZonePassVisited) {
-        e->m_ucPassFlags &= uint8_t(~kPassVisited);
+    for (uint32_t index : m_ZonePassVisited) {
+        m_ZonePassSeen.Clear(index);
+        Server_Entity* e = g_EntityClientBits.EntityAt(index);
         if (!MovesOften(e)) TakeOutOfGrid(e);
     }
     m_ZonePassVisited.clear();

@@ -40,6 +40,9 @@ public:
     static uint32_t KeyOf(const Server_Entity* e);
     // The key the entity is filed under, 0 when it is not filed.
     uint32_t FiledKey(uint32_t index) const { return index < m_Keys.size() ? m_Keys[index] : 0; }
+    void Prefetch(uint32_t index) const {
+        if (index < m_Keys.size()) __builtin_prefetch(m_Keys.data() + index);
+    }
     // Filed in at least one zone.
     bool IsFiledInZones(uint32_t index) const {
         uint32_t key = FiledKey(index);
@@ -65,6 +68,9 @@ private:
     // A zone array keeps at most this many entries beyond twice its live count before it is
     // compacted, so stale entries cost amortised constant time per filing.
     static constexpr size_t kCompactSlack = 16;
+    // Every walk pays for the stale entries it meets, so a walk compacts a zone it found a
+    // quarter stale.
+    static constexpr uint32_t kWalkCompactMin = 4;
     struct Zone {
         std::vector<uint32_t> m_Entries;
         uint32_t m_uiLive = 0;
@@ -118,7 +124,7 @@ template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, con
                 uint32_t stale = 0;
                 const bool more =
                     visit(zone.m_Entries.data(), uint32_t(zone.m_Entries.size()), base + uint32_t(i), stale);
-                if (stale > kCompactSlack && 2 * stale > zone.m_Entries.size()) Compact(base + uint32_t(i));
+                if (stale >= kWalkCompactMin && 4 * size_t(stale) >= zone.m_Entries.size()) Compact(base + uint32_t(i));
                 if (!more) return;
             }
         }

@@ -40,6 +40,7 @@ public:
 
     uint32_t Count() const { return uint32_t(m_Items.size()); }
     Server_Entity* operator[](uint32_t i) const { return g_EntityClientBits.EntityAt(m_Items[i]); }
+    uint32_t IndexAt(uint32_t i) const { return m_Items[i]; }
     // Appends e; returns its place.
     uint32_t Append(const Server_Entity* e) {
         m_Items.push_back(e->m_uiIndex);
@@ -75,6 +76,24 @@ public:
     std::vector<uint32_t> m_Order; // compact indices
     uint32_t m_uiCursor = 0;       // the next place the filing looks at
     uint32_t m_uiCount = 0;        // entities still waiting
+};
+
+// A set of compact indices as bits, growing as needed: a few kilobytes answer for every entity.
+class IndexBits {
+public:
+    bool Test(uint32_t index) const {
+        return (index >> 6) < m_Words.size() && ((m_Words[index >> 6] >> (index & 63)) & 1);
+    }
+    void Set(uint32_t index) {
+        if ((index >> 6) >= m_Words.size()) m_Words.resize((index >> 6) + 1 + (index >> 9));
+        m_Words[index >> 6] |= uint64_t(1) << (index & 63);
+    }
+    void Clear(uint32_t index) {
+        if ((index >> 6) < m_Words.size()) m_Words[index >> 6] &= ~(uint64_t(1) << (index & 63));
+    }
+
+private:
+    std::vector<uint64_t> m_Words;
 };
 
 // One client-side reference slot, kept in least-recently-selected order.
@@ -220,6 +239,11 @@ public:
         return IsWatching() && g_EntityClientBits.Test(e->m_uiIndex, kBitWaiting, m_uiWatcher);
     }
     Server_Client_Entity* ViewOf(const Server_Entity* e) const;
+    // Starts fetching what handling an entity reads, in three steps a few turns apart: each
+    // needs what the one before brought (the cell and table entry, then the view).
+    void PrefetchCellOf(uint32_t index) const;
+    void PrefetchEntityAndView(uint32_t index) const;
+    void PrefetchExtrasOf(uint32_t index) const;
     void SetView(Server_Entity* e, Server_Client_Entity* view);
     // Players wait in m_PendingPlayers, everything else in m_PendingEntities.
     PlacedEntityList& PendingListOf(const Server_Entity* e);
@@ -325,8 +349,9 @@ public:
     IndexLink* m_pNewestLink = nullptr;
     IndexLink* m_pOldestLink = nullptr;
     IndexLink* m_pLinkBlock = nullptr; // the 256 links, made at the first binding
-    // Entities marked visited by the running zone pass; kept to reuse its storage.
-    std::vector<Server_Entity*> m_ZonePassVisited;
+    // The entities the running zone pass met, in order and as bits; kept to reuse their storage.
+    std::vector<uint32_t> m_ZonePassVisited;
+    IndexBits m_ZonePassSeen;
 
     const ClientEntityCell& CellOf(const Server_Entity* e) const {
         static constexpr ClientEntityCell kNone{};

@@ -78,6 +78,33 @@ Server_Client_Entity* Server_Client::ViewOf(const Server_Entity* e) const {
     return h ? reinterpret_cast<Server_Client_Entity*>(g_VukHeap_ServerClientEntity.FromHandle(h)) : nullptr;
 }
 
+void Server_Client::PrefetchCellOf(uint32_t index) const {
+    if (index >= m_Cells.size()) return;
+    __builtin_prefetch(&m_Cells[index]);
+    g_EntityClientBits.Prefetch(index);
+    m_PendingGrid.Prefetch(index);
+}
+
+void Server_Client::PrefetchEntityAndView(uint32_t index) const {
+    if (index >= m_Cells.size()) return;
+    const auto* e = reinterpret_cast<const char*>(g_EntityClientBits.EntityAt(index));
+    __builtin_prefetch(e);
+    __builtin_prefetch(e + 64);
+    if (uint32_t h = m_Cells[index].m_uiView) {
+        // A record may straddle two cache lines.
+        const uint8_t* view = g_VukHeap_ServerClientEntity.FromHandle(h);
+        __builtin_prefetch(view);
+        __builtin_prefetch(view + sizeof(Server_Client_Entity) - 1);
+    }
+}
+
+void Server_Client::PrefetchExtrasOf(uint32_t index) const {
+    if (index >= m_Cells.size() || !m_Cells[index].m_uiView) return;
+    const auto* view =
+        reinterpret_cast<const Server_Client_Entity*>(g_VukHeap_ServerClientEntity.FromHandle(m_Cells[index].m_uiView));
+    if (view->m_pExtras) __builtin_prefetch(view->m_pExtras);
+}
+
 void Server_Client::SetView(Server_Entity* e, Server_Client_Entity* view) {
     CellFor(e).m_uiView = view ? g_VukHeap_ServerClientEntity.HandleOf(view) : 0;
     SetBit(e, kBitViewed, view != nullptr);

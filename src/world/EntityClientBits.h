@@ -54,6 +54,12 @@ public:
         return m_Rows[size_t(index) * m_uiStride + kind * m_uiWords + word];
     }
     const uint64_t* Row(uint32_t index) const { return &m_Rows[size_t(index) * m_uiStride]; }
+    // Starts fetching the index's table entry and row.
+    void Prefetch(uint32_t index) const {
+        if (index >= m_uiIndexLimit) return;
+        __builtin_prefetch(m_Owners.data() + index);
+        __builtin_prefetch(m_Rows.data() + size_t(index) * m_uiStride);
+    }
     size_t Bytes() const { return m_Rows.capacity() * sizeof(uint64_t); }
 
 private:

@@ -43,7 +43,6 @@ inline constexpr uint8_t kSurfaceJail = 0x40;
 inline constexpr uint8_t kSurfaceJailRelease = 0x80;
 
 // ---- m_ucPassFlags ---------------------------------------------------------------------------
-inline constexpr uint8_t kPassVisited = 0x01;    // visited in the current zone pass
 inline constexpr uint8_t kPassTickSignal = 0x02; // once-per-game-tick work is due
 
 // Goal pad data, present while a normal pad is a goal pad.
