@@ -191,34 +191,33 @@ bool Server_Client::UC_ProcessZones(float radius) {
 
     bool zonesRanOut = true;
     m_ZonePassVisited.clear();
-    m_PendingGrid.Walk(low, high, [&](const uint32_t* entries, uint32_t count, uint32_t zone, uint32_t& stale) {
-        for (uint32_t i = 0; i < count; ++i) {
-            PrefetchAhead(*this, count - i, [&](uint32_t d) {
-                return m_ZonePassSeen.Test(entries[i + d]) ? PlacedEntityList::kNone : entries[i + d];
-            });
-            // An entity met in an earlier zone (or twice here) is handled once; entries of
-            // entities filed elsewhere since are stale.
-            const uint32_t index = entries[i];
-            if (m_ZonePassSeen.Test(index)) continue;
-            if (!m_PendingGrid.IsFiledIn(index, zone)) {
-                ++stale;
-                continue;
+    m_PendingGrid.Walk(
+        low, high, [&](const uint32_t* entries, uint32_t count, uint32_t source, uint32_t zone, uint32_t& stale) {
+            for (uint32_t i = 0; i < count; ++i) {
+                PrefetchAhead(*this, count - i, [&](uint32_t d) {
+                    return m_ZonePassSeen.Test(entries[i + d]) ? PlacedEntityList::kNone : entries[i + d];
+                });
+                // An entity met in an earlier zone (or twice here) is handled once.
+                const uint32_t index = entries[i];
+                if (m_ZonePassSeen.Test(index)) continue;
+                const ClientPendingGrid::Entry placement = m_PendingGrid.Placement(index, source, zone);
+                if (placement == ClientPendingGrid::Entry::kStale) ++stale;
+                if (placement != ClientPendingGrid::Entry::kHere) continue;
+                m_ZonePassSeen.Set(index);
+                m_ZonePassVisited.push_back(index);
+                Server_Entity* e = g_EntityClientBits.EntityAt(index);
+                if (IsPending(e)) {
+                    m_pEntity = e;
+                    UC_AddOrUpdate();
+                    TakeOutOfPending(e);
+                }
+                if (!HandleFullPacket()) {
+                    zonesRanOut = false;
+                    return false;
+                }
             }
-            m_ZonePassSeen.Set(index);
-            m_ZonePassVisited.push_back(index);
-            Server_Entity* e = g_EntityClientBits.EntityAt(index);
-            if (IsPending(e)) {
-                m_pEntity = e;
-                UC_AddOrUpdate();
-                TakeOutOfPending(e);
-            }
-            if (!HandleFullPacket()) {
-                zonesRanOut = false;
-                return false;
-            }
-        }
-        return true;
-    });
+            return true;
+        });
 
     // The grid changes only now that the walk is over. What moves tick after tick stays filed
     // (it is not pending any more, so it costs no bytes).

@@ -38,12 +38,37 @@ template <typename F> void ClientPendingGrid::ForEachZone(uint32_t key, F f) {
             for (uint32_t x = First(key, kXShift, 6); x <= Last(key, kXShift, 6); ++x) f(ZoneOf(y, z, x));
 }
 
-bool ClientPendingGrid::IsFiledIn(uint32_t index, uint32_t zone) const {
-    uint32_t key = FiledKey(index);
+bool ClientPendingGrid::Covers(uint32_t key, uint32_t zone) {
     if (key == 0 || (key & kEmpty)) return false;
     uint32_t x = zone % kZones, z = (zone / kZones) % kRows, y = zone / (kZones * kRows);
     return x >= First(key, kXShift, 6) && x <= Last(key, kXShift, 6) && z >= First(key, kZShift, 6) &&
            z <= Last(key, kZShift, 6) && y >= First(key, kYShift, 3) && y <= Last(key, kYShift, 3);
+}
+
+bool ClientPendingGrid::IsWide(uint32_t key) {
+    return Last(key, kXShift, 6) - First(key, kXShift, 6) > 1 || Last(key, kZShift, 6) - First(key, kZShift, 6) > 1 ||
+           Last(key, kYShift, 3) - First(key, kYShift, 3) > 1;
+}
+
+uint32_t ClientPendingGrid::FirstZone(uint32_t key) {
+    return ZoneOf(First(key, kYShift, 3), First(key, kZShift, 6), First(key, kXShift, 6));
+}
+
+bool ClientPendingGrid::IsFiledIn(uint32_t index, uint32_t zone) const { return Covers(FiledKey(index), zone); }
+
+bool ClientPendingGrid::IsCurrentIn(uint32_t index, uint32_t zone) const {
+    const uint32_t key = FiledKey(index);
+    return Covers(key, zone) && (IsWide(key) || FirstZone(key) == zone);
+}
+
+ClientPendingGrid::Entry ClientPendingGrid::Placement(uint32_t index, uint32_t source, uint32_t zone) const {
+    const uint32_t key = FiledKey(index);
+    if (!Covers(key, source)) return Entry::kStale;
+    const bool wide = IsWide(key);
+    if (!wide && FirstZone(key) != source) return Entry::kStale;
+    if (source == zone) return Entry::kHere;
+    // From the zone before: a wide entity is in this zone's own list too.
+    return !wide && Covers(key, zone) ? Entry::kHere : Entry::kElsewhere;
 }
 
 void ClientPendingGrid::AddLive(uint32_t zone) {
@@ -65,7 +90,7 @@ void ClientPendingGrid::Compact(uint32_t zone) {
     std::vector<uint32_t>& entries = m_Zones[zone].m_Entries;
     std::sort(entries.begin(), entries.end());
     entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
-    entries.erase(std::remove_if(entries.begin(), entries.end(), [&](uint32_t i) { return !IsFiledIn(i, zone); }),
+    entries.erase(std::remove_if(entries.begin(), entries.end(), [&](uint32_t i) { return !IsCurrentIn(i, zone); }),
                   entries.end());
 }
 
@@ -74,12 +99,16 @@ void ClientPendingGrid::File(uint32_t index, uint32_t key) {
     if (!m_Zones) m_Zones.reset(new Zone[kLayers * kRows * kZones]);
     Unfile(index);
     m_Keys[index] = key;
-    ForEachZone(key, [&](uint32_t zone) {
-        AddLive(zone);
+    ForEachZone(key, [&](uint32_t zone) { AddLive(zone); });
+    auto add = [&](uint32_t zone) {
         std::vector<uint32_t>& entries = m_Zones[zone].m_Entries;
         entries.push_back(index);
         if (entries.size() > 2 * size_t(m_Zones[zone].m_uiLive) + kCompactSlack) Compact(zone);
-    });
+    };
+    if (IsWide(key))
+        ForEachZone(key, add);
+    else if (!(key & kEmpty))
+        add(FirstZone(key));
 }
 
 void ClientPendingGrid::Unfile(uint32_t index) {

@@ -4,10 +4,15 @@
 // cheaper form:
 //   - where an entity is filed is one 32-bit key per entity (a box of zone indices), in an
 //     array indexed by the entity's compact index;
-//   - a zone is a plain array of compact indices. Taking an entity out only updates the zones'
-//     live counts; its entries go stale and are dropped when the zone is compacted (on a later
-//     filing, or at once when the zone empties). A walk skips entries whose entity is no longer
-//     filed there, and the caller's visited mark skips an entity met twice.
+//   - a zone is a plain array of compact indices. An entity spanning at most two zones along
+//     every axis (nearly every entity: each is filed one zone beyond its box) has its index only
+//     in its first zone; the others only count it live. A walk looks for such entities one zone
+//     back from the box's first zone along each axis, so that each is met where the walk reaches
+//     it first. Wider entities have their index in every zone they are filed in, and the caller's
+//     visited mark skips one met again.
+//   - Taking an entity out only updates the zones' live counts; its entry goes stale and is
+//     dropped when the zone is compacted (on a later filing, when a walk finds a quarter of it
+//     stale, or at once when the zone empties).
 // Entities of one zone therefore come in no particular order; zones come in walk order.
 #pragma once
 #include <cstdint>
@@ -53,12 +58,17 @@ public:
     void Unfile(uint32_t index);
 
     // Visits the zones of the box [low, high] that hold entities, y outermost, then z, then x,
-    // each ascending, as the world's zone looper walks; visit(entries, count, zone) returns
-    // false to end the walk, and the number of stale entries it met through its last argument.
-    // Entries may be stale or repeated: see IsFiledIn. A zone found mostly stale is compacted
-    // once visited, so that entities sent and taken out are not walked over again and again.
+    // each ascending, as the world's zone looper walks. For each zone it passes the entry lists
+    // that may hold its entities (its own, and on the box's first zone along an axis the zone's
+    // before): visit(entries, count, source, zone, stale) returns false to end the walk, and the
+    // number of stale entries it met through its last argument. Entries may be stale, repeated
+    // or belong to another zone: see Placement. A list found a quarter stale is compacted.
     template <typename Visit> void Walk(const VUKVector& low, const VUKVector& high, Visit visit);
-    // Whether an entry of this zone is current.
+    // What an entry of the list of zone source is to the walk in zone: stale, an entity the walk
+    // meets in another zone, or one it meets here.
+    enum class Entry { kStale, kElsewhere, kHere };
+    Entry Placement(uint32_t index, uint32_t source, uint32_t zone) const;
+    // Whether the entity is filed in the zone (counted live there).
     bool IsFiledIn(uint32_t index, uint32_t zone) const;
 
     // Zones holding entities now.
@@ -77,6 +87,15 @@ private:
     };
     static uint32_t ZoneOf(uint32_t layer, uint32_t row, uint32_t x) { return (layer * kRows + row) * kZones + x; }
     template <typename F> static void ForEachZone(uint32_t key, F f);
+    static bool Covers(uint32_t key, uint32_t zone);
+    // Filed in more than two zones along an axis: its index is in every zone's list.
+    static bool IsWide(uint32_t key);
+    static uint32_t FirstZone(uint32_t key);
+    bool IsCurrentIn(uint32_t index, uint32_t zone) const;
+    // The zone index along an axis where a walk from low starts, as FindNextFromSpot counts.
+    static int64_t StartIndex(float low, float min) {
+        return int64_t(((low < min ? min : low) - min) * (1.0f / kZoneSize));
+    }
     void Compact(uint32_t zone);
     void AddLive(uint32_t zone);
     void RemoveLive(uint32_t zone);
@@ -107,6 +126,11 @@ int ClientPendingGrid::FindNextFromSpot(Exists exists, uint32_t count, float min
 
 template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, const VUKVector& high, Visit visit) {
     if (!m_Zones) return;
+    const int64_t startX = StartIndex(low.x, kMinX), startZ = StartIndex(low.z, kMinZ),
+                  startY = StartIndex(low.y, kMinY);
+    // Back one zone on an axis where the zone is the box's first: entities filed there once, in
+    // the zone before, reach into it.
+    auto back = [](int index, int64_t start) { return index == start && index > 0 ? 1u : 0u; };
     for (float y = low.y; y <= high.y; y += kZoneSize) {
         int layer =
             FindNextFromSpot([this](uint32_t l) { return m_uiLayerLive[l] != 0; }, kLayers, kMinY, kMaxY, &y, high.y);
@@ -120,12 +144,19 @@ template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, con
                 int i = FindNextFromSpot([&](uint32_t c) { return m_Zones[base + c].m_uiLive != 0; }, kZones, kMinX,
                                          kMaxX, &x, high.x);
                 if (i < 0) break;
-                Zone& zone = m_Zones[base + uint32_t(i)];
-                uint32_t stale = 0;
-                const bool more =
-                    visit(zone.m_Entries.data(), uint32_t(zone.m_Entries.size()), base + uint32_t(i), stale);
-                if (stale >= kWalkCompactMin && 4 * size_t(stale) >= zone.m_Entries.size()) Compact(base + uint32_t(i));
-                if (!more) return;
+                const uint32_t zone = base + uint32_t(i);
+                const uint32_t by = back(layer, startY), bz = back(row, startZ), bx = back(i, startX);
+                for (uint32_t sy = uint32_t(layer) - by; sy <= uint32_t(layer); ++sy)
+                    for (uint32_t sz = uint32_t(row) - bz; sz <= uint32_t(row); ++sz)
+                        for (uint32_t sx = uint32_t(i) - bx; sx <= uint32_t(i); ++sx) {
+                            const uint32_t source = ZoneOf(sy, sz, sx);
+                            std::vector<uint32_t>& entries = m_Zones[source].m_Entries;
+                            if (entries.empty()) continue;
+                            uint32_t stale = 0;
+                            const bool more = visit(entries.data(), uint32_t(entries.size()), source, zone, stale);
+                            if (stale >= kWalkCompactMin && 4 * size_t(stale) >= entries.size()) Compact(source);
+                            if (!more) return;
+                        }
             }
         }
     }

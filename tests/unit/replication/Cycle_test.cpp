@@ -1,6 +1,8 @@
 // The update cycle in a real server: what a client is told first, the nearest-first passes, the
 // byte limit, the please-wait window, tick marks and their channels, change and removal notices,
 // the filing of a new client's zones, and the teardown of a client.
+#include <map>
+
 #include "platform/Clock.h"
 #include "unit/replication/Fixtures.h"
 #include "world/VUK_Zone.h"
@@ -293,6 +295,45 @@ TEST(PendingGrid, FilesInTheZonesOfTheGridClassWithTheSameGeometry) {
                 << i;
         }
         ZL_RemoveEntityFromZonesOnly(e.get(), &links);
+    }
+}
+
+// However an entity is stored (a wide box in all its zones, others in their first zone only),
+// a walk meets it first in the first zone of the walk it is filed in.
+TEST(PendingGrid, AWalkMeetsEachEntityFirstInTheFirstOfItsZonesItReaches) {
+    std::unique_ptr<Server_Entity> e(World::CreateByType(kKindNormalPad));
+    ClientPendingGrid grid;
+    uint64_t state = 99;
+    auto next = [&](float low, float high) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return low + (high - low) * float(double(state >> 11) / double(1ull << 53));
+    };
+    constexpr uint32_t kCount = 600;
+    for (uint32_t i = 0; i < kCount; ++i) {
+        e->m_vPosition.Set(next(-30000, 30000), next(0, 20000), next(-30000, 30000));
+        const float size = i % 5 ? next(50, 400) : next(6000, 20000);
+        e->m_vSize.Set(size, next(10, 7000), size);
+        grid.File(i, ClientPendingGrid::KeyOf(e.get()));
+    }
+    for (int w = 0; w < 60; ++w) {
+        const VUKVector low(next(-30000, 20000), next(0, 15000), next(-30000, 20000));
+        const VUKVector high = low + VUKVector(next(4000, 20000), next(4000, 20000), next(4000, 20000));
+        std::vector<uint32_t> zones;
+        std::map<uint32_t, uint32_t> metAt;
+        grid.Walk(low, high, [&](const uint32_t* entries, uint32_t count, uint32_t source, uint32_t zone, uint32_t&) {
+            if (zones.empty() || zones.back() != zone) zones.push_back(zone);
+            for (uint32_t k = 0; k < count; ++k)
+                if (grid.Placement(entries[k], source, zone) == ClientPendingGrid::Entry::kHere)
+                    metAt.emplace(entries[k], zone);
+            return true;
+        });
+        for (uint32_t i = 0; i < kCount; ++i) {
+            auto first = std::find_if(zones.begin(), zones.end(), [&](uint32_t z) { return grid.IsFiledIn(i, z); });
+            if (first == zones.end())
+                EXPECT_EQ(metAt.count(i), 0u) << w << " " << i;
+            else
+                EXPECT_EQ(metAt.count(i) ? metAt[i] : ~0u, *first) << w << " " << i;
+        }
     }
 }
 
