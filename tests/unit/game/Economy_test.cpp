@@ -60,27 +60,40 @@ TEST_F(Economy, DenseRanksAndTheirTax) {
     EXPECT_FALSE(a->GetFlag(kPlayerPyramidRewardUsed));
 }
 
-// The single-precision rates lie just below 3 % and 1 %: whole products lose a coin.
-TEST_F(Economy, TaxByRankAndProperty) {
+// The tax's single-precision rates lie just below 3 % and 1 %: whole products lose a coin. Each
+// BuildingBlock (600,000 property) pays a dividend of 0 at rank 1, rank² x 10 up to rank 9, 1,000
+// below.
+TEST_F(Economy, TaxAndDividendByRankAndProperty) {
+    const auto tax = &Server::DoMeanTaxWarrior, dividend = &Server::RewardPlayersWhoHaveBBlocks;
     struct Case {
+        void (Game::*routine)();
         uint32_t rank;
         int64_t coins, property, after;
     };
     const Case cases[] = {
-        {10, 100, 0, 100},                    // 0.99999998
-        {10, 200, 0, 199},                    // 1.99999996
-        {0, 200, 0, 199},                     // unranked pays 1 % too
-        {8, 100, 0, 98},                      // 2.99999993
-        {1, 2'000'000'000, 0, 1'799'999'998}, // 200,000,002.98
-        {10, 1'000, 100'000'000, 1'000},      // spared
-        {10, 1'000, 99'999'999, 991},         // 9.9999998
-        {5, -50, 0, -50},                     // nothing to take
-        {9, 2'147'483'647, 0, 2'104'533'976}, // 42,949,671.9 from a pocket above the ceiling
+        {tax, 10, 100, 0, 100},                    // 0.99999998
+        {tax, 10, 200, 0, 199},                    // 1.99999996
+        {tax, 0, 200, 0, 199},                     // unranked pays 1 % too
+        {tax, 8, 100, 0, 98},                      // 2.99999993
+        {tax, 1, 2'000'000'000, 0, 1'799'999'998}, // 200,000,002.98
+        {tax, 10, 1'000, 100'000'000, 1'000},      // spared
+        {tax, 10, 1'000, 99'999'999, 991},         // 9.9999998
+        {tax, 5, -50, 0, -50},                     // nothing to take
+        {tax, 9, 2'147'483'647, 0, 2'104'533'976}, // 42,949,671.9 from a pocket above the ceiling
+        {dividend, 1, 0, 1'200'000, 0},
+        {dividend, 2, 0, 1'200'000, 80},
+        {dividend, 9, 0, 600'000, 810},
+        {dividend, 12, 0, 1'799'999, 2'000},
+        {dividend, 0, 0, 600'000, 0},
+        {dividend, 3, 0, 599'999, 0},
+        {dividend, 12, 1, 100'000'000, 1},
+        {dividend, 12, 0, 100'000'000, 166'000},
+        {dividend, 12, -5, 600'000, 995},
     };
     for (const Case& c : cases) {
         Server_Player* p = Ranked(Offline("P", 0, 8, 0), c.rank, c.coins, c.property);
-        server().DoMeanTaxWarrior();
-        EXPECT_EQ(p->m_i64PocketCoins, c.after) << c.rank << " " << c.coins << " " << c.property;
+        (server().*c.routine)();
+        EXPECT_EQ(p->m_i64PocketCoins, c.after) << int(&c - cases);
         server().ProperDestroy(p);
     }
 }
@@ -111,25 +124,6 @@ TEST_F(Economy, TaxMessages) {
         server().DoMeanTaxWarrior();
         EXPECT_EQ(p->m_strMessageText, std::string(c.text).append(c.reminder ? remember : ""));
         EXPECT_FLOAT_EQ(p->m_fMessageTime, 1.0f);
-        server().ProperDestroy(p);
-    }
-}
-
-// Each BuildingBlock (600,000 property) pays 0 at rank 1, rank² x 10 up to rank 9, 1,000 below.
-TEST_F(Economy, BuildingBlockDividend) {
-    struct Case {
-        uint32_t rank;
-        int64_t coins, property, after;
-    };
-    const Case cases[] = {
-        {1, 0, 1'200'000, 0},   {2, 0, 1'200'000, 80}, {9, 0, 600'000, 810},    {12, 0, 1'799'999, 2'000},
-        {0, 0, 600'000, 0},     {3, 0, 599'999, 0},    {12, 1, 100'000'000, 1}, {12, 0, 100'000'000, 166'000},
-        {12, -5, 600'000, 995},
-    };
-    for (const Case& c : cases) {
-        Server_Player* p = Ranked(Offline("P", 0, 8, 0), c.rank, c.coins, c.property);
-        server().RewardPlayersWhoHaveBBlocks();
-        EXPECT_EQ(p->m_i64PocketCoins, c.after) << c.rank << " " << c.property;
         server().ProperDestroy(p);
     }
 }
