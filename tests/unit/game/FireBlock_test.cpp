@@ -217,18 +217,4 @@ TEST_F(FireBlocks, LifeRunsOutWhereverTheBlockFliesEvenOutsideTheWorld) {
     }
 }
 
-TEST_F(FireBlocks, ClientSeesTheShotAddedAndThenRemoved) {
-    auto ann = Settled("ann");
-    Server_FireBlock* fb = Shot(nullptr, VUKVector(500, 200, -199));
-    fb->m_vVelocity.Set(0.0f, 0.0f, 16.0f);
-    fb->m_sLife = 2;
-    server().InformClients_EntityUpdated(fb);
-    const Bytes add = NormalUpdateMessage(ann);
-    EXPECT_EQ(add, Bind(1, ViewOf(ann, fb)) + Bytes{0x5A} + F32(0x41000000) + F32(0x43FA0000) + F32(kF200) +
-                       F32(kFMinus200) + F32(kF0) + F32(kF0) + F32(0x41800000) + U32(2));
-    Tick();
-    Tick();
-    EXPECT_EQ(NormalUpdateMessage(ann), Bytes{0x0A});
-}
-
 } // namespace
