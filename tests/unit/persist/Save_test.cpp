@@ -95,10 +95,6 @@ TEST_F(Saving, WorldEntitiesGoInAddressOrderOnceTheArrayHasChangedEnough) {
         EXPECT_LT(reinterpret_cast<uintptr_t>(Entity(i - 1)), reinterpret_cast<uintptr_t>(Entity(i)));
 }
 
-} // namespace
-
-namespace {
-
 // A save file that exists but was not loaded is moved aside, once, by the first save.
 TEST_F(Saving, FilesNotLoadedAreMovedAsideBeforeTheFirstSave) {
     struct Case {
