@@ -7,6 +7,7 @@
 #include <cstring>
 #include <optional>
 
+#include "net/Packet.h"
 #include "support/GameServer.h"
 
 namespace {
@@ -187,19 +188,15 @@ std::vector<Word> AllWords() {
     return words;
 }
 
+// A chat record (49): the sender and the text.
 bool ReadChat(const Bytes& b, std::string* sender, std::string* text) {
-    auto take = [&](size_t& at, std::string* out) {
-        uint32_t n = 0;
-        if (at + 4 > b.size()) return false;
-        std::memcpy(&n, &b[at], 4);
-        at += 4;
-        if (n > b.size() - at) return false;
-        out->assign(reinterpret_cast<const char*>(&b[at]), n);
-        at += n;
-        return true;
-    };
-    size_t at = 1;
-    return !b.empty() && b[0] == 49 && take(at, sender) && take(at, text);
+    if (b.empty() || b[0] != 49) return false;
+    Packet p;
+    p.m_Data = b;
+    p.m_uiReadPos = 1;
+    p.ReadString(*sender);
+    p.ReadString(*text);
+    return true;
 }
 
 // What one client heard, split at its own sentinels: for the issuer, the server's answers to each
@@ -317,20 +314,12 @@ protected:
             }
     }
 
-    // The text of the next chat line from the server, past everything else; empty after 10 s.
+    // The text of the next chat line from the server, past everything else.
     static std::string NextAnswer(headless::HeadlessClient& client) {
         std::string sender, text;
-        bool answered = client.WaitUntil(
-            [&] {
-                for (; !client.m_Inbox.empty(); client.m_Inbox.pop_front())
-                    if (ReadChat(client.m_Inbox.front().body, &sender, &text) && sender == "VuK Server") {
-                        client.m_Inbox.pop_front();
-                        return true;
-                    }
-                return false;
-            },
-            10s);
-        return answered ? text : std::string();
+        GameServer::NextWhere(client,
+                              [&](const Bytes& b) { return ReadChat(b, &sender, &text) && sender == "VuK Server"; });
+        return sender == "VuK Server" ? text : std::string();
     }
 
     // The master administrator's command and its one answer.
