@@ -23,7 +23,7 @@ struct WorldClient {
             for (; !m_pClient->m_Inbox.empty(); m_pClient->m_Inbox.pop_front()) {
                 const headless::Message& m = m_pClient->m_Inbox.front();
                 if (m.channel != 0) continue;
-                world.Apply(m.body);
+                unreadable += !world.Apply(m.body);
                 heard.append(m.body.begin(), m.body.end());
             }
             if (done()) return true;
@@ -43,6 +43,7 @@ struct WorldClient {
     }
 
     bool loggedIn = false;
+    int unreadable = 0; // messages the client could not read
     std::string heard;
     headless::ClientWorld world;
     std::unique_ptr<headless::HeadlessClient> m_pClient;
