@@ -1,9 +1,6 @@
 // The server tick's schedule and client bookkeeping, with time on the clock seam.
 #include <gtest/gtest.h>
 
-#include <atomic>
-
-#include "platform/Clock.h"
 #include "support/ClientRecords.h"
 #include "support/ServerHarness.h"
 #include "support/WorkingFolder.h"

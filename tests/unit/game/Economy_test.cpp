@@ -1,8 +1,6 @@
 // The coin economy at its edges: the wealth ceiling, ranks, tag pads, dividends, the tax, goal pads
 // and the Solexis purchase, with every number worked out by hand.
 #include <climits>
-#include <string>
-#include <vector>
 
 #include "unit/game/GameFixture.h"
 

@@ -1,12 +1,8 @@
 // Fire blocks in flight: travel, life, and what each kind of target does when hit. Shots are made
 // here as the shooting rule makes them; a tick is the fire-block rule and the deferred lists.
-#include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
-#include <tuple>
 
-#include "base/Settings.h"
 #include "game/GameConstants.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "unit/game/GameFixture.h"

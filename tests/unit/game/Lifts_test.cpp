@@ -1,10 +1,7 @@
 // Lifts along lines and curves, what they carry, push and grind, and property that falls in
 // groups when its support goes. The clock stands still unless a test moves it.
 #include <cmath>
-#include <tuple>
-#include <vector>
 
-#include "base/Settings.h"
 #include "unit/game/GameFixture.h"
 
 namespace {

@@ -2,9 +2,7 @@
 // gives its verdict; only the top of the program ends the process.
 #include "PersistTestSupport.h"
 
-#include <chrono>
 #include <cstdio>
-#include <unistd.h>
 
 #include "support/ServerProcess.h"
 

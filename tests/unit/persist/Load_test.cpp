@@ -5,7 +5,6 @@
 #include "PersistTestSupport.h"
 
 #include <cstdio>
-#include <tuple>
 #include <vector>
 
 namespace {

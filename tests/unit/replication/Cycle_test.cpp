@@ -1,7 +1,6 @@
 // The update cycle in a real server: what a client is told first, the nearest-first passes, the
 // byte limit, the please-wait window, tick marks and their channels, change and removal notices,
 // the filing of a new client's zones, and the teardown of a client.
-#include "platform/Clock.h"
 #include "unit/replication/Fixtures.h"
 #include "world/VUK_Zone.h"
 #include "world/ZoneGridHolder.h"

@@ -2,8 +2,6 @@
 // over UDP (tests/integration/session_test.cpp).
 #include "SessionFixture.h"
 
-#include <tuple>
-
 #include "world/Server_EntityKinds.h"
 
 namespace {
