@@ -78,11 +78,12 @@ struct Player {
         }
     }
     bool WaitFor(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-        for (auto deadline = Clock::now() + timeout;; m_pClient->PollFor(5ms)) {
-            Drain();
-            if (done()) return true;
-            if (Clock::now() >= deadline) return false;
-        }
+        return m_pClient->WaitUntil(
+            [&] {
+                Drain();
+                return done();
+            },
+            timeout);
     }
     // Waits for the next count tick marks.
     bool WaitForMarks(size_t count) {
