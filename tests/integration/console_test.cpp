@@ -1,11 +1,8 @@
 // The operator's console, driven through stdin of the real binary.
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <sys/stat.h>
-#include <thread>
 
-#include "headless/Records.h"
 #include "platform/Files.h"
 #include "support/GameServer.h"
 

@@ -1,8 +1,5 @@
 // A lift loaded from the world file runs on the real binary: another headless client sees it
 // travel and sees the player standing on it carried along.
-#include <gtest/gtest.h>
-
-#include <cmath>
 
 #include "support/WorldClient.h"
 

@@ -1,8 +1,5 @@
 // A server texture put beside the real binary, as a headless client on one channel meets it: the
 // offer as updates start, and the whole file in the update messages once its copy differs.
-#include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "support/WorldClient.h"
 
