@@ -171,7 +171,8 @@ TEST_F(Loading, RecordsAreFramedAndSkippedAsTheFileSays) {
     }
 }
 
-// Which versions each file may carry, and what a missing, empty or refused file leaves loaded.
+// Which versions each file may carry, and what a missing, empty or refused file leaves loaded. A
+// file that is there but was not loaded is moved aside, once, by the first save.
 TEST_F(Loading, VersionsAndMissingFiles) {
     struct Case {
         const char* what;
@@ -179,20 +180,24 @@ TEST_F(Loading, VersionsAndMissingFiles) {
         const char* playersFile; // the same before a player
         uint32_t pads, players;
         const char* errors;
+        const char* moved; // null: nothing
     };
+    const char* const world = kWorldFileName;
+    const char* const players = kPlayersFileName;
     const Case cases[] = {
-        {"world version 4", "04", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n"},
-        {"world version 5", "05", "0b", 1, 1, ""},
-        {"world version 11", "0b", nullptr, 1, 0, ""},
-        {"world version 12", "0c", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n"},
-        {"empty world file", "", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n"},
-        {"missing world file", nullptr, "0b", 0, 0, ""},
-        {"players version 5", "0b", "05", 1, 0, "VUK Server LoadRoutine: Incorrect load player file\n"},
-        {"players version 6", "0b", "06", 1, 1, ""},
+        {"world version 4", "04", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n", world},
+        {"world version 5", "05", "0b", 1, 1, "", nullptr},
+        {"world version 11", "0b", nullptr, 1, 0, "", nullptr},
+        {"world version 12", "0c", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n", world},
+        {"empty world file", "", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n", world},
+        {"missing world file: the players file is not read", nullptr, "0b", 0, 0, "", players},
+        {"players version 5", "0b", "05", 1, 0, "VUK Server LoadRoutine: Incorrect load player file\n", players},
+        {"players version 6", "0b", "06", 1, 1, "", nullptr},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         NewServer();
+        std::filesystem::remove_all("backups");
         std::remove(kWorldFileName);
         std::remove(kPlayersFileName);
         if (c.world) Write(kWorldFileName, *c.world ? Hex(c.world) + PadRecord() : "");
@@ -200,6 +205,17 @@ TEST_F(Loading, VersionsAndMissingFiles) {
         EXPECT_EQ(Load(""), LoadError::None);
         EXPECT_EQ(std::tuple(server().m_NormalPads.Count(), server().m_Players.Count(), m_strErrors, m_strConsole),
                   std::tuple(c.pads, c.players, c.errors, ""));
+        const std::string before = c.moved ? Read(c.moved) : "";
+        const std::string aside = std::string("backups/2_3_2026_9_5_7_not_loaded_").append(c.moved ? c.moved : "");
+        const std::string logLine = std::string("LOG: ").append(c.moved ? c.moved : "") + " was not loaded: moved to " +
+                                    aside + " before saving\r\n";
+        const int logged = m_Folder.CountInLog(logLine);
+        server().SaveAll();
+        server().SaveAll();
+        EXPECT_EQ(m_Folder.Exists(aside), c.moved != nullptr);
+        if (!c.moved) continue;
+        EXPECT_EQ(Read(aside), before);
+        EXPECT_EQ(m_Folder.CountInLog(logLine), logged + 1);
     }
     EXPECT_NE(ChatLog().find("] VUK Server LoadRoutine: Incorrect load file\r\n"), std::string::npos);
 }
