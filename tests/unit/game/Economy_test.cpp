@@ -60,13 +60,17 @@ TEST_F(Economy, DenseRanksAndTheirTax) {
 
 // The tax's single-precision rates lie just below 3 % and 1 %: whole products lose a coin. Each
 // BuildingBlock (600,000 property) pays a dividend of 0 at rank 1, rank² x 10 up to rank 9, 1,000
-// below.
+// below. Players online are told what the tax took.
 TEST_F(Economy, TaxAndDividendByRankAndProperty) {
     const auto tax = &Server::DoMeanTaxWarrior, dividend = &Server::RewardPlayersWhoHaveBBlocks;
+    const std::string remember = "Remember to build BuildingBlocks to increase PROPERTY VALUE, because the tax "
+                                 "doesn't affect that!  (NET WORTH = COINS + PROPERTY VALUE)";
     struct Case {
         void (Game::*routine)();
         uint32_t rank;
         int64_t coins, property, after;
+        const char* told = nullptr; // null: offline
+        bool reminded = false;      // the text told ends with the reminder
     };
     const Case cases[] = {
         {tax, 10, 100, 0, 100},                    // 0.99999998
@@ -78,6 +82,16 @@ TEST_F(Economy, TaxAndDividendByRankAndProperty) {
         {tax, 10, 1'000, 99'999'999, 991},         // 9.9999998
         {tax, 5, -50, 0, -50},                     // nothing to take
         {tax, 9, 2'147'483'647, 0, 2'104'533'976}, // 42,949,671.9 from a pocket above the ceiling
+        {tax, 8, 100, 0, 98,
+         "Since you are ranked #8, the MEAN TAX WARRIOR is taking 3% of your coins this hour instead of 1%.  He has "
+         "just taken 2 of your coins!  ",
+         true},
+        {tax, 12, 300, 0, 298,
+         "It's tax time!  The MEAN TAX WARRIOR takes 1% of all players' coins each hour.  He has just taken 2 of your "
+         "coins!  ",
+         true},
+        {tax, 1, 5, 100'000'000, 5,
+         "The MEAN TAX WARRIOR has spared you because your property value is too high for you to build stuff."},
         {dividend, 1, 0, 1'200'000, 0},
         {dividend, 2, 0, 1'200'000, 80},
         {dividend, 9, 0, 600'000, 810},
@@ -89,39 +103,12 @@ TEST_F(Economy, TaxAndDividendByRankAndProperty) {
         {dividend, 12, -5, 600'000, 995},
     };
     for (const Case& c : cases) {
-        Server_Player* p = Ranked(Offline("P", 0, 8, 0), c.rank, c.coins, c.property);
+        Server_Player* p = Ranked(c.told ? Player("P", 0, 8, 0) : Offline("P", 0, 8, 0), c.rank, c.coins, c.property);
         (server().*c.routine)();
-        EXPECT_EQ(p->m_i64PocketCoins, c.after) << int(&c - cases);
-        server().ProperDestroy(p);
-    }
-}
-
-TEST_F(Economy, TaxMessages) {
-    const char* const remember = "Remember to build BuildingBlocks to increase PROPERTY VALUE, because the tax "
-                                 "doesn't affect that!  (NET WORTH = COINS + PROPERTY VALUE)";
-    struct Case {
-        uint32_t rank;
-        int64_t coins, property;
-        const char* text;
-        bool reminder;
-    };
-    const Case cases[] = {
-        {8, 100, 0,
-         "Since you are ranked #8, the MEAN TAX WARRIOR is taking 3% of your coins this hour instead of 1%.  He has "
-         "just taken 2 of your coins!  ",
-         true},
-        {12, 300, 0,
-         "It's tax time!  The MEAN TAX WARRIOR takes 1% of all players' coins each hour.  He has just taken 2 of your "
-         "coins!  ",
-         true},
-        {1, 5, 100'000'000,
-         "The MEAN TAX WARRIOR has spared you because your property value is too high for you to build stuff.", false},
-    };
-    for (const Case& c : cases) {
-        Server_Player* p = Ranked(Player("P", 0, 8, 0), c.rank, c.coins, c.property);
-        server().DoMeanTaxWarrior();
-        EXPECT_EQ(p->m_strMessageText, std::string(c.text).append(c.reminder ? remember : ""));
-        EXPECT_FLOAT_EQ(p->m_fMessageTime, 1.0f);
+        const std::string told = std::string(c.told ? c.told : "").append(c.reminded ? remember : "");
+        EXPECT_EQ(std::tuple(p->m_i64PocketCoins, p->m_strMessageText, p->m_fMessageTime),
+                  std::tuple(c.after, told, c.told ? 1.0f : 0.0f))
+            << int(&c - cases);
         server().ProperDestroy(p);
     }
 }
