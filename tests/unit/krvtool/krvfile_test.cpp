@@ -6,29 +6,13 @@
 #include "support/ClientRecords.h"
 
 using records::Bytes;
-using records::PutFloat;
-using records::PutString;
-using records::PutU32;
+using records::Named;
 using records::Record;
 
 namespace {
 
-Bytes Named(const std::string& name, const Bytes& payload) {
-    Bytes b{24};
-    PutString(b, name);
-    PutU32(b, uint32_t(payload.size()));
-    b.insert(b.end(), payload.begin(), payload.end());
-    return b;
-}
-
 // A Zorbin cube (kind 10, no tail) at the origin, size 1, texture 9.
-Bytes ZorbinCube() {
-    Bytes b{1, 10};
-    for (float f : {0.f, 0.f, 0.f, 1.f, 1.f, 1.f, 0.f, 1.f, 1.f, 1.f}) PutFloat(b, f);
-    PutU32(b, 9);
-    PutU32(b, 0);
-    return b;
-}
+Bytes ZorbinCube() { return records::SavedEntity(10, {0, 0, 0, 1, 1, 1, 0, 1, 1, 1}, 9, 0); }
 
 Bytes File(std::initializer_list<Bytes> records) {
     Bytes b{11};
