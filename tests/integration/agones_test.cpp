@@ -3,12 +3,6 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
-#include <cstdlib>
-#include <mutex>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "support/GameServer.h"
 
 using records::NewLogin;
@@ -42,14 +36,7 @@ public:
         return n;
     }
     bool WaitFor(const std::function<bool()>& done, headless::HeadlessClient* client = nullptr) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-        while (!done() && std::chrono::steady_clock::now() < end) {
-            if (client)
-                client->PollFor(std::chrono::milliseconds(50));
-            else
-                std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return done();
+        return client ? client->WaitUntil(done, std::chrono::seconds(15)) : PollUntil(done, std::chrono::seconds(15));
     }
 
 private:

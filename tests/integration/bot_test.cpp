@@ -1,10 +1,6 @@
 // quorvane-bot against the real server: a short clean run, and a server that vanishes under it.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <csignal>
-#include <string>
-
 #include "base/LogChat.h"
 #include "support/Command.h"
 #include "support/GameServer.h"
@@ -31,8 +27,14 @@ TEST(Bot, PlaysAgainstTheRealServerWithoutLoss) {
 TEST(Bot, SaysSoWhenTheServerVanishes) {
     GameServer server;
     ASSERT_TRUE(server.Ready());
-    BackgroundCommand bot(Bot(server.Port(), "--clients 2 --duration 60"));
-    EXPECT_TRUE(bot.WaitForOutput("logged in 2/2", std::chrono::seconds(20))) << bot.Output();
+    ServerProcess::Options options;
+    options.program = QV_BOT_BINARY;
+    options.arguments = {"--port", std::to_string(server.Port()), "--clients", "2", "--duration", "60"};
+    ServerProcess bot(options);
+    // Progress goes to the error output, the verdict to the output.
+    EXPECT_TRUE(PollUntil([&] { return bot.ErrorOutput().find("logged in 2/2") != std::string::npos; },
+                          std::chrono::seconds(20)))
+        << bot.ErrorOutput();
     server.Process().Signal(SIGKILL);
     EXPECT_EQ(bot.WaitForExit(std::chrono::seconds(20)), 1) << bot.Output();
     EXPECT_NE(bot.Output().find("FAILED: the server stopped answering\n"), std::string::npos) << bot.Output();

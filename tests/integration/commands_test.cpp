@@ -7,6 +7,7 @@
 #include <cstring>
 #include <optional>
 
+#include "net/Packet.h"
 #include "support/GameServer.h"
 
 namespace {
@@ -187,33 +188,25 @@ std::vector<Word> AllWords() {
     return words;
 }
 
+// A chat record (49): the sender and the text.
 bool ReadChat(const Bytes& b, std::string* sender, std::string* text) {
-    auto take = [&](size_t& at, std::string* out) {
-        uint32_t n = 0;
-        if (at + 4 > b.size()) return false;
-        std::memcpy(&n, &b[at], 4);
-        at += 4;
-        if (n > b.size() - at) return false;
-        out->assign(reinterpret_cast<const char*>(&b[at]), n);
-        at += n;
-        return true;
-    };
-    size_t at = 1;
-    return !b.empty() && b[0] == 49 && take(at, sender) && take(at, text);
+    if (b.empty() || b[0] != 49) return false;
+    Packet p;
+    p.m_Data = b;
+    p.m_uiReadPos = 1;
+    p.ReadString(*sender);
+    p.ReadString(*text);
+    return true;
 }
 
-// What one client heard, split at its own sentinels: for the issuer, the server's answers to each
-// word; for the listener, the issuer's chat lines before each sentinel.
-struct Heard {
-    std::vector<std::vector<std::string>> m_PerWord{std::vector<std::string>()};
-};
-
-// One player who issues the words, and one who shares its chat channel and only listens.
-struct Pair {
-    std::string m_strName; // as the issuer's chat lines are sent: upper case
+// One player who issues the words in a chat channel of its own, and what it heard, split at its
+// sentinels: the server's answers to each word and its own line, should the line have gone to the
+// channel (a speaker hears its own chat).
+struct Issuer {
+    std::string m_strName; // as its chat lines are sent: upper case
     int m_iLevel;
-    std::unique_ptr<headless::HeadlessClient> m_pIssuer, m_pListener;
-    Heard m_Issuer, m_Listener;
+    std::unique_ptr<headless::HeadlessClient> m_pClient;
+    std::vector<std::vector<std::string>> m_PerWord;
 };
 
 // The message window (29) or the scroll viewer, whose first window is its up button (37); other
@@ -222,27 +215,27 @@ bool IsAnswerWindow(const Bytes& b) { return b.size() > 1 && b[0] == 0x65 && (b[
 
 std::string Sentinel(size_t i) { return std::string("~") + std::to_string(i); }
 
-// Files each message of the client: a sentinel of the pair closes the current word.
-void Hear(headless::HeadlessClient& client, const Pair& pair, bool listener, Heard* heard) {
-    client.Poll();
-    for (; !client.m_Inbox.empty(); client.m_Inbox.pop_front()) {
-        const Bytes& body = client.m_Inbox.front().body;
+// Files each message the issuer got: its own sentinel closes the current word.
+void Hear(Issuer& issuer) {
+    issuer.m_pClient->Poll();
+    for (auto& inbox = issuer.m_pClient->m_Inbox; !inbox.empty(); inbox.pop_front()) {
         std::string sender, text;
-        if (ReadChat(body, &sender, &text)) {
-            if (sender == pair.m_strName && text == Sentinel(heard->m_PerWord.size() - 1)) {
-                heard->m_PerWord.emplace_back();
-            } else if (listener ? sender == pair.m_strName : sender != pair.m_strName) {
-                heard->m_PerWord.back().push_back(listener ? text : std::string("chat:") + text);
-            }
-        } else if (!listener && IsAnswerWindow(body)) {
-            heard->m_PerWord.back().push_back("window");
+        std::vector<std::string>& heard = issuer.m_PerWord.back();
+        if (!ReadChat(inbox.front().body, &sender, &text)) {
+            if (IsAnswerWindow(inbox.front().body)) heard.push_back("window");
+        } else if (sender == issuer.m_strName && text == Sentinel(issuer.m_PerWord.size() - 1)) {
+            issuer.m_PerWord.emplace_back();
+        } else {
+            heard.push_back(std::string(sender == issuer.m_strName ? "said:" : "chat:").append(text));
         }
     }
 }
 
-// The issuer's expected answers; nullopt where they are not checked.
-std::optional<std::vector<std::string>> Expected(const Row& row, int level, bool permission) {
-    if (level == 0) return std::vector<std::string>{};
+// What the issuer should hear; nullopt where it is not checked. Recognised commands never reach
+// the channel; an ordinary player's are chat.
+std::optional<std::vector<std::string>> Expected(const Word& word, int level, bool permission) {
+    const Row& row = *word.m_pRow;
+    if (level == 0) return std::vector<std::string>{std::string("said:").append(word.m_strLine)};
     bool levelOk = level > row.m_iLevelAbove, permissionOk = !row.m_bPermission || permission;
     if (!levelOk || !permissionOk) {
         // A permission row's refusal answers a lacking permission only; below its level it is silent.
@@ -272,75 +265,57 @@ std::optional<std::vector<std::string>> Expected(const Row& row, int level, bool
 class CommandsOverUdp : public ::testing::Test {
 protected:
     // Sends every word with its sentinel from every issuer at once and waits until every issuer
-    // and listener has heard its last sentinel.
+    // has heard its last sentinel.
     void Walk(bool permission) {
         const std::vector<Word> words = AllWords();
-        for (Pair& p : m_Pairs) {
-            p.m_Issuer = p.m_Listener = Heard();
+        for (Issuer& p : m_Issuers) {
+            p.m_PerWord = {{}};
             for (size_t i = 0; i < words.size(); ++i)
-                p.m_pIssuer->Send(0, Concat(Record(8, {words[i].m_strLine}), Record(8, {Sentinel(i)})));
+                p.m_pClient->Send(0, Concat(Record(8, {words[i].m_strLine}), Record(8, {Sentinel(i)})));
         }
         const auto until = std::chrono::steady_clock::now() + 60s;
         auto done = [&] {
-            for (const Pair& p : m_Pairs)
-                if (p.m_Issuer.m_PerWord.size() <= words.size() || p.m_Listener.m_PerWord.size() <= words.size())
-                    return false;
+            for (const Issuer& p : m_Issuers)
+                if (p.m_PerWord.size() <= words.size()) return false;
             return true;
         };
         while (!done() && std::chrono::steady_clock::now() < until)
-            for (Pair& p : m_Pairs) {
-                Hear(*p.m_pIssuer, p, false, &p.m_Issuer);
-                Hear(*p.m_pListener, p, true, &p.m_Listener);
-                p.m_pListener->PollFor(1ms);
+            for (Issuer& p : m_Issuers) {
+                Hear(p);
+                p.m_pClient->PollFor(1ms);
             }
-        if (!done()) {
-            for (const Pair& p : m_Pairs)
-                ADD_FAILURE() << p.m_strName << " heard " << p.m_Issuer.m_PerWord.size() - 1 << " and its listener "
-                              << p.m_Listener.m_PerWord.size() - 1 << " of " << words.size() << " sentinels";
-            return;
-        }
-        for (const Pair& p : m_Pairs)
+        for (const Issuer& p : m_Issuers) {
+            ASSERT_GT(p.m_PerWord.size(), words.size()) << p.m_strName << " heard only " << p.m_PerWord.size() - 1;
             for (size_t i = 0; i < words.size(); ++i) {
                 const Word& w = words[i];
                 SCOPED_TRACE(w.m_strLine + " at level " + std::to_string(p.m_iLevel) +
                              (permission ? " with" : " without") + " the permission");
-                // Recognised commands never reach the channel; an ordinary player's are chat.
-                std::vector<std::string> chat;
-                if (p.m_iLevel == 0) chat.push_back(w.m_strLine);
-                EXPECT_EQ(p.m_Listener.m_PerWord[i], chat);
-                const std::vector<std::string>& answers = p.m_Issuer.m_PerWord[i];
-                if (auto expected = Expected(*w.m_pRow, p.m_iLevel, permission)) {
+                const std::vector<std::string>& answers = p.m_PerWord[i];
+                if (auto expected = Expected(w, p.m_iLevel, permission)) {
                     EXPECT_EQ(answers, *expected);
                 } else if (w.m_pRow->m_Reply == Reply::Chat) {
                     EXPECT_TRUE(answers.size() == 1 && answers[0].rfind("chat:", 0) == 0) << answers.size();
                 }
             }
+        }
     }
 
-    // The text of the next chat line from the server, past everything else; empty after 10 s.
+    // The text of the next chat line from the server, past everything else.
     static std::string NextAnswer(headless::HeadlessClient& client) {
         std::string sender, text;
-        bool answered = client.WaitUntil(
-            [&] {
-                for (; !client.m_Inbox.empty(); client.m_Inbox.pop_front())
-                    if (ReadChat(client.m_Inbox.front().body, &sender, &text) && sender == "VuK Server") {
-                        client.m_Inbox.pop_front();
-                        return true;
-                    }
-                return false;
-            },
-            10s);
-        return answered ? text : std::string();
+        GameServer::NextWhere(client,
+                              [&](const Bytes& b) { return ReadChat(b, &sender, &text) && sender == "VuK Server"; });
+        return sender == "VuK Server" ? text : std::string();
     }
 
     // The master administrator's command and its one answer.
     void Order(const std::string& line, const std::string& answer) {
-        headless::HeadlessClient& boss = *m_Pairs.back().m_pIssuer;
+        headless::HeadlessClient& boss = *m_Issuers.back().m_pClient;
         boss.Send(0, Record(8, {line}));
         EXPECT_EQ(NextAnswer(boss), answer) << line;
     }
 
-    std::vector<Pair> m_Pairs;
+    std::vector<Issuer> m_Issuers;
 };
 
 TEST_F(CommandsOverUdp, EveryWordAtEveryLevelWithAndWithoutThePermission) {
@@ -350,23 +325,15 @@ TEST_F(CommandsOverUdp, EveryWordAtEveryLevelWithAndWithoutThePermission) {
         const char* name;
         int level;
     } players[] = {{"Ann", 0}, {"Ben", 1}, {"Cid", 3}, {"Dan", 99}, {"BOSS", 100}};
-    int channel = 2;
+    int channel = 2; // each its own, so that nobody hears the others' lines
     for (const auto& player : players) {
-        Pair p;
-        p.m_strName = player.name;
+        Issuer p{player.name, player.level, server.NewClient(), {}};
         for (char& c : p.m_strName) c = char(toupper(c));
-        p.m_iLevel = player.level;
-        p.m_pIssuer = server.NewClient();
-        p.m_pListener = server.NewClient();
-        // Each pair talks in a channel of its own, so that nobody hears the other pairs' lines.
-        for (auto* c : {p.m_pIssuer.get(), p.m_pListener.get()}) {
-            std::string name = c == p.m_pIssuer.get() ? player.name : std::string("Ear") + player.name;
-            ASSERT_FALSE(GameServer::Login(*c, NewLogin(name, "pw")).empty()) << name;
-            c->Send(0, Record(8, {std::string("/chatroom ") + std::to_string(channel)}));
-            ASSERT_EQ(NextAnswer(*c), std::string("You are now in chat channel ") + std::to_string(channel) + ".");
-        }
-        ++channel;
-        m_Pairs.push_back(std::move(p));
+        ASSERT_FALSE(GameServer::Login(*p.m_pClient, NewLogin(player.name, "pw")).empty()) << player.name;
+        p.m_pClient->Send(0, Record(8, {std::string("/chatroom ").append(std::to_string(channel))}));
+        ASSERT_EQ(NextAnswer(*p.m_pClient),
+                  std::string("You are now in chat channel ").append(std::to_string(channel++)).append("."));
+        m_Issuers.push_back(std::move(p));
     }
     Order("/saa ben 1", "ben now has access level 1.");
     Order("/saa cid 3", "cid now has access level 3.");

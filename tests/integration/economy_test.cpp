@@ -1,21 +1,15 @@
 // The economy on the real binary: the master administrator makes a tag pad, lands on it and is
 // paid every second, which another headless client sees in the administrator's score entry.
-#include <gtest/gtest.h>
 
 #include "support/WorldClient.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using EconomyOverUdp = AdminAndBob;
 using namespace records;
 
-TEST(EconomyOverUdp, ATagPadPaysItsOwnerEverySecond) {
-    GameServer server;
-    ASSERT_TRUE(server.Ready()) << server.Process().Output();
-    WorldClient ann(server, "ADMIN");
-    ASSERT_TRUE(ann.loggedIn);
-    WorldClient bob(server, "bob");
-    ASSERT_TRUE(bob.loggedIn);
+TEST_F(EconomyOverUdp, ATagPadPaysItsOwnerEverySecond) {
     // bob richer, so that the administrator is not the first, whom tag pads do not pay.
     // bob out of the way, since it shares the spawn spot.
     for (const char* line : {"/csm", "/eacc admin", "/spp bob 3000 100 0", "/gpc bob 1000000"}) ann.Say(line);

@@ -2,10 +2,6 @@
 // ticks instead of spinning, yet the player gets every tick mark, and a console key and a
 // shutdown signal are still answered at once.
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <sstream>
 
 #include "support/GameServer.h"
 

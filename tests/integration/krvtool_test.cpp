@@ -2,13 +2,8 @@
 // very bytes of the normal save, and a planted fault named at its offset.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-#include <string>
-
 #include "support/Command.h"
 #include "support/GameServer.h"
-#include "support/TempDir.h"
 
 using records::NewLogin;
 
@@ -18,15 +13,9 @@ CommandResult Krvtool(const std::string& arguments) {
     return RunCommand(std::string(QV_KRVTOOL_BINARY) + " " + arguments);
 }
 
-std::string Read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 TEST(Krvtool, WorksOnTheServersOwnSaves) {
     TempDir work;
-    const std::string folder = work.Path();
-    std::string world = folder + "/world.krv", players = folder + "/players.krv";
+    const std::string world = work.File("world.krv"), players = work.File("players.krv");
     {
         GameServer server;
         ASSERT_TRUE(server.Ready());
@@ -35,8 +24,8 @@ TEST(Krvtool, WorksOnTheServersOwnSaves) {
         server.Process().SendKeys("s");
         ASSERT_NE(server.Process().WaitForOutput("SAVE COMPLETE!", std::chrono::seconds(30)), std::string::npos);
         // Copies of this save: the server's folder goes with it.
-        std::ofstream(world, std::ios::binary) << Read(server.Folder().Path() + "/KRV1_Data.krv");
-        std::ofstream(players, std::ios::binary) << Read(server.Folder().Path() + "/VUK_Players.krv");
+        work.Write("world.krv", server.Folder().Read("KRV1_Data.krv"));
+        work.Write("players.krv", server.Folder().Read("VUK_Players.krv"));
         ann->SendLeave();
     }
 
@@ -50,11 +39,12 @@ TEST(Krvtool, WorksOnTheServersOwnSaves) {
     EXPECT_NE(dump.output.find("named 25 KRV_PLAYER_TEAMNAME team=\"\"\n"), std::string::npos);
     EXPECT_EQ(Krvtool("verify " + world).code, 0);
 
-    for (const std::string& file : {world, players}) {
+    for (const std::string name : {"world.krv", "players.krv"}) {
+        const std::string file = work.File(name);
         ASSERT_EQ(Krvtool("compact " + file + " " + file + ".compact").code, 0);
         ASSERT_EQ(Krvtool("expand " + file + ".compact " + file + ".expanded").code, 0);
-        EXPECT_LT(Read(file + ".compact").size(), Read(file).size()) << file;
-        EXPECT_EQ(Read(file + ".expanded"), Read(file)) << file;
+        EXPECT_LT(work.Read(name + ".compact").size(), work.Read(name).size()) << name;
+        EXPECT_EQ(work.Read(name + ".expanded"), work.Read(name)) << name;
     }
 
     CommandResult stats = Krvtool("stats " + players);
@@ -62,13 +52,13 @@ TEST(Krvtool, WorksOnTheServersOwnSaves) {
     EXPECT_NE(stats.output.find("entities player         1\nplayers 1\n"), std::string::npos) << stats.output;
 
     // A stray command byte after the last record.
-    std::string planted = Read(world) + "\x40";
-    std::ofstream(folder + "/planted.krv", std::ios::binary) << planted;
-    CommandResult verify = Krvtool("verify " + folder + "/planted.krv");
+    const std::string planted = work.Read("world.krv") + "\x40";
+    work.Write("planted.krv", planted);
+    CommandResult verify = Krvtool("verify " + work.File("planted.krv"));
     EXPECT_EQ(verify.code, 1);
-    EXPECT_EQ(verify.output, folder + "/planted.krv: fault at byte " + std::to_string(planted.size() - 1) +
+    EXPECT_EQ(verify.output, work.File("planted.krv") + ": fault at byte " + std::to_string(planted.size() - 1) +
                                  ": unknown command byte 64 (0x40)\n");
-    EXPECT_EQ(Krvtool("verify " + folder + "/missing.krv").code, 1);
+    EXPECT_EQ(Krvtool("verify " + work.File("missing.krv")).code, 1);
 }
 
 } // namespace

@@ -1,8 +1,5 @@
 // A lift loaded from the world file runs on the real binary: another headless client sees it
 // travel and sees the player standing on it carried along.
-#include <gtest/gtest.h>
-
-#include <cmath>
 
 #include "support/WorldClient.h"
 
@@ -14,19 +11,10 @@ using namespace records;
 // A 400 x 50 x 400 pad under the spawn spot (400, 200, -200), a lift running along x between
 // x = 300 and 500 at 2 a tick: whatever its place, the spawn spot stays above it.
 Bytes WorldWithALift() {
-    Bytes b{11, 1, 4};
-    for (float f : {300.0f, 25.0f, -200.0f, 400.0f, 50.0f, 400.0f, 0.0f, 128.0f, 128.0f, 128.0f}) PutFloat(b, f);
-    PutU32(b, 42);
-    PutU32(b, 1);
-    b.insert(b.end(), 8, 0);
     Bytes lift{1}; // running: towards the end
     for (float f : {300.0f, 25.0f, -200.0f, 500.0f, 25.0f, -200.0f, 2.0f}) PutFloat(lift, f);
-    const std::string name = "KRV_ENTITY_LIFTINFO";
-    b.push_back(24);
-    PutU32(b, uint32_t(name.size()));
-    b.insert(b.end(), name.begin(), name.end());
-    PutU32(b, uint32_t(lift.size()));
-    return Concat(b, lift);
+    return Concat(Concat(Bytes{11}, SavedEntity(4, {300, 25, -200, 400, 50, 400, 0, 128, 128, 128}, 42, 1)),
+                  Concat(Bytes(8, 0), Named("KRV_ENTITY_LIFTINFO", lift)));
 }
 
 TEST(LiftsOverUdp, ALiftCarriesItsRider) {

@@ -1,28 +1,20 @@
 // Movement on the real binary: a player falls to the ground, jumps, shoots and builds, and
 // another headless client sees it.
-#include <gtest/gtest.h>
-
-#include <cmath>
 
 #include "support/WorldClient.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using MovementOverUdp = AdminAndBob;
 using namespace records;
 
 // The master administrator (no krv_admin.ini names another), given coins, jumps, shoots and
 // builds with its keys; another client sees it rise and the fire block come and go, and both see
 // the new BuildingBlock. The server moves the player: client-side movement would leave the keys
 // to the client.
-TEST(MovementOverUdp, AJumpAShotAndABuiltBlockAreSeenByAnotherClient) {
-    GameServer server;
-    ASSERT_TRUE(server.Ready()) << server.Process().Output();
-    WorldClient ann(server, "ADMIN");
-    ASSERT_TRUE(ann.loggedIn);
+TEST_F(MovementOverUdp, AJumpAShotAndABuiltBlockAreSeenByAnotherClient) {
     for (const char* line : {"/csm", "/eacc admin", "/gpc admin 5000000"}) ann.Say(line);
-    WorldClient bob(server, "bob");
-    ASSERT_TRUE(bob.loggedIn);
 
     // Both start at (400, 200, -200); ann falls to the ground plane (half its height, 8) and rests.
     // Until ann's place arrives, bob knows ann only as a score entry at the origin.

@@ -1,15 +1,11 @@
 // What operators deploy: the service unit passes the service manager's own check, and the status
 // page draws its plots in a real browser. Each is skipped where its tool is not installed.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <fstream>
 #include <iterator>
-#include <string>
 
 #include "support/Command.h"
 #include "support/GameServer.h"
-#include "support/TempDir.h"
 
 namespace {
 

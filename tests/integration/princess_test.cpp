@@ -1,25 +1,17 @@
 // Princess cubes on the real binary: an administrator adds a Talvy cube and another headless
 // client sees it land and then hop about on its own.
-#include <gtest/gtest.h>
-
-#include <cmath>
 
 #include "support/WorldClient.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using PrincessCubesOverUdp = AdminAndBob;
 using namespace records;
 
 constexpr uint8_t kKindTalvyCube = 8;
 
-TEST(PrincessCubesOverUdp, ATalvyCubeIsSeenHopping) {
-    GameServer server;
-    ASSERT_TRUE(server.Ready()) << server.Process().Output();
-    WorldClient ann(server, "ADMIN");
-    ASSERT_TRUE(ann.loggedIn);
-    WorldClient bob(server, "bob");
-    ASSERT_TRUE(bob.loggedIn);
+TEST_F(PrincessCubesOverUdp, ATalvyCubeIsSeenHopping) {
     ann.Say("/atrh");
 
     // The cube, 500 high, comes to rest with its centre just above 250 ...

@@ -5,14 +5,8 @@
 #include <httplib.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/GameServer.h"
 
@@ -48,15 +42,8 @@ public:
     // Polls the metric (serving the client meanwhile) until it satisfies ok, for up to 10 s.
     bool WaitForMetric(const std::string& name, const std::function<bool(double)>& ok,
                        headless::HeadlessClient* client = nullptr) {
-        auto end = Clock::now() + std::chrono::seconds(10);
-        while (Clock::now() < end) {
-            if (ok(Metric(name))) return true;
-            if (client)
-                client->PollFor(std::chrono::milliseconds(100));
-            else
-                std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
-        return false;
+        auto done = [&] { return ok(Metric(name)); };
+        return client ? client->WaitUntil(done, std::chrono::seconds(10)) : PollUntil(done, std::chrono::seconds(10));
     }
 
 private:

@@ -31,6 +31,23 @@ inline Bytes Record(uint8_t type, std::initializer_list<std::string> texts) {
     return b;
 }
 
+// ---- save files ----
+// Record 1: the kind, then position, size, yaw and texture scale as ten floats, the texture and
+// its mode.
+inline Bytes SavedEntity(uint8_t kind, std::initializer_list<float> floats, uint32_t texture, uint32_t mode) {
+    Bytes b{1, kind};
+    for (float f : floats) PutFloat(b, f);
+    PutU32(b, texture);
+    PutU32(b, mode);
+    return b;
+}
+// Record 24: a record known by its name, then the length of its payload and the payload.
+inline Bytes Named(const std::string& name, const Bytes& payload) {
+    Bytes b = Record(24, {name});
+    PutU32(b, uint32_t(payload.size()));
+    return Concat(b, payload);
+}
+
 // ---- client to server ----
 inline Bytes Version(uint8_t v) { return {9, v}; }
 inline Bytes Login(uint8_t type, const std::string& name, const std::string& pw) { return Record(type, {name, pw}); }

@@ -10,13 +10,6 @@
 extern char** environ;
 
 namespace {
-// Polls every 10 ms until done() holds or the time runs out; returns done().
-template <typename Done> bool PollUntil(Done done, std::chrono::milliseconds timeout) {
-    auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!done() && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return done();
-}
 // The strings as the null-terminated pointer array exec wants.
 std::vector<char*> Pointers(std::vector<std::string>& strings) {
     std::vector<char*> out;
@@ -35,16 +28,16 @@ ServerProcess::ServerProcess(const Options& options) {
     for (int fd = 0; fd < 3; ++fd) posix_spawn_file_actions_adddup2(&actions, childEnds[fd], fd);
     if (!options.folder.empty()) posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
 
-    std::vector<std::string> args{QV_SERVER_BINARY};
+    std::vector<std::string> args{options.program};
     args.insert(args.end(), options.arguments.begin(), options.arguments.end());
     std::vector<std::string> env;
     for (char** e = environ; *e; ++e) env.push_back(*e);
     env.insert(env.end(), options.environment.begin(), options.environment.end());
     pid_t pid;
-    int rc = posix_spawn(&pid, QV_SERVER_BINARY, &actions, nullptr, Pointers(args).data(), Pointers(env).data());
+    int rc = posix_spawn(&pid, options.program.c_str(), &actions, nullptr, Pointers(args).data(), Pointers(env).data());
     posix_spawn_file_actions_destroy(&actions);
     for (int fd : childEnds) close(fd);
-    if (rc != 0) throw std::runtime_error(std::string("cannot start the server: ") + strerror(rc));
+    if (rc != 0) throw std::runtime_error("cannot start " + options.program + ": " + strerror(rc));
     m_Pid = pid;
     m_Stdin = in[1];
     m_OutReader = std::thread([this, fd = out[0]] { ReadLoop(fd, &m_Output); });

@@ -1,4 +1,5 @@
-// The real quorvane binary, started in a folder with piped console input and captured output.
+// The real quorvane binary (or another of ours), started in a folder with piped console input and
+// captured output.
 #pragma once
 #include <chrono>
 #include <csignal>
@@ -9,12 +10,21 @@
 #include <utility>
 #include <vector>
 
+// Polls every 10 ms until done() holds or the time runs out; returns done().
+template <typename Done> bool PollUntil(Done done, std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!done() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return done();
+}
+
 class ServerProcess {
 public:
     struct Options {
         std::string folder;
         std::vector<std::string> arguments;   // after the binary's own path
         std::vector<std::string> environment; // extra "NAME=value" entries
+        std::string program = QV_SERVER_BINARY;
     };
 
     explicit ServerProcess(const Options& options);

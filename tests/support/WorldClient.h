@@ -1,5 +1,7 @@
 // A logged-in headless player that keeps its picture of the world from what channel 0 brings.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <cmath>
 #include <functional>
@@ -17,18 +19,17 @@ struct WorldClient {
     void Say(const std::string& line) { m_pClient->Send(0, records::Record(8, {line})); }
     // Applies what has arrived, keeping it as text too (for chat replies), until done or the time-out.
     bool WaitFor(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-        for (auto deadline = std::chrono::steady_clock::now() + timeout;;
-             m_pClient->PollFor(std::chrono::milliseconds(5))) {
-            m_pClient->Poll();
-            for (; !m_pClient->m_Inbox.empty(); m_pClient->m_Inbox.pop_front()) {
-                const headless::Message& m = m_pClient->m_Inbox.front();
-                if (m.channel != 0) continue;
-                world.Apply(m.body);
-                heard.append(m.body.begin(), m.body.end());
-            }
-            if (done()) return true;
-            if (std::chrono::steady_clock::now() >= deadline) return false;
-        }
+        return m_pClient->WaitUntil(
+            [&] {
+                for (; !m_pClient->m_Inbox.empty(); m_pClient->m_Inbox.pop_front()) {
+                    const headless::Message& m = m_pClient->m_Inbox.front();
+                    if (m.channel != 0) continue;
+                    unreadable += !world.Apply(m.body);
+                    heard.append(m.body.begin(), m.body.end());
+                }
+                return done();
+            },
+            timeout);
     }
     bool Heard(const std::string& text) const { return heard.find(text) != std::string::npos; }
     const headless::Object* First(uint8_t kind) const {
@@ -43,7 +44,17 @@ struct WorldClient {
     }
 
     bool loggedIn = false;
+    int unreadable = 0; // messages the client could not read
     std::string heard;
     headless::ClientWorld world;
     std::unique_ptr<headless::HeadlessClient> m_pClient;
+};
+
+// The master administrator (no krv_admin.ini names another) as ann, and bob, on one real server.
+class AdminAndBob : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(server.Ready() && ann.loggedIn && bob.loggedIn) << server.Process().Output(); }
+
+    GameServer server;
+    WorldClient ann{server, "ADMIN"}, bob{server, "bob"};
 };

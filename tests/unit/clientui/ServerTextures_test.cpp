@@ -1,20 +1,11 @@
 // Server textures: which files are offered, what the client's answer does, and how a requested
 // file is streamed in the update message or on channel 3.
-#include <gtest/gtest.h>
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include "core/Server.h"
-#include "support/ClientRecords.h"
-#include "support/ServerHarness.h"
-#include "support/WorkingFolder.h"
+#include "unit/replication/Fixtures.h"
 
 namespace {
 
 using namespace records;
-using Peer = ServerHarness::Peer;
 
 Bytes Named(uint8_t type, const std::string& name) {
     Bytes b{type, uint8_t(name.size())};
@@ -41,7 +32,7 @@ Bytes Seven(size_t from, size_t count) {
 const Bytes kStart = Named(0x73, "7.png");
 const Bytes kReady = Concat(Named(0x75, "7.png"), {7, 0});
 
-class TextureTest : public ::testing::Test {
+class TextureTest : public ReplicationTest {
 protected:
     TextureTest() {
         std::filesystem::create_directory("ServerTextures");
@@ -57,7 +48,7 @@ protected:
         peer.Send(0, Concat(Concat(Version(84), NewLogin(name, "pw")), {6}));
         Messages();
         peer.TakeAll();
-        peer.client->UpdateClient_NormalPacket(m_Harness.server().m_uiTickCount);
+        peer.client->UpdateClient_NormalPacket(server().m_uiTickCount);
         return peer;
     }
     // The offers queued on the channel, each checked for its quick resend; everything is taken.
@@ -70,11 +61,6 @@ protected:
             }
         peer.TakeAll();
         return offers;
-    }
-    void Messages() {
-        ServerLockGuard lock(m_Harness.server().m_ServerLock);
-        while (m_Harness.server().PIC()) {
-        }
     }
     void Answered(Peer& peer, const Bytes& answer) {
         peer.Send(0, answer);
@@ -91,9 +77,6 @@ protected:
         c->m_pPacket = nullptr;
         return out;
     }
-
-    WorkingFolder m_Folder;
-    ServerHarness m_Harness;
 };
 
 // Files named by a texture number other than 0 are offered in name order, on channel 0 or on

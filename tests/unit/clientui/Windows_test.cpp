@@ -1,6 +1,4 @@
 // The windows a client is shown and what its clicks do, byte for byte.
-#include <filesystem>
-#include <fstream>
 
 #include "unit/session/SessionFixture.h"
 #include "world/Server_EntityKinds.h"
@@ -40,8 +38,6 @@ const std::vector<Bytes> kMenuOpened = {
 };
 const Bytes kMenuClosed = Light(0, 0) + Close(3) + Close(4) + Close(5) + Close(6) + Close(8) + Close(9) + Close(10) +
                           Close(30) + Close(31) + Close(35) + Close(39);
-
-void WriteFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 class Windows : public SessionTest {
 protected:
@@ -93,7 +89,7 @@ TEST_F(Windows, MenuButtonOpensAndClosesTheMenuAndEachEntryClosesItAsItActs) {
 TEST_F(Windows, MessageOfTheDayAsItsBytesAndOnlyWhenTheFileIsThere) {
     ServerHarness::Peer ann = LoggedIn("ann");
     EXPECT_EQ(ClickOn(ann, 30), (std::vector<Bytes>{Close(29)}));
-    WriteFile("server_motd.txt", "Welcome!\r\nBe nice.");
+    m_Folder.Dir().Write("server_motd.txt", "Welcome!\r\nBe nice.");
     EXPECT_EQ(ClickOn(ann, 30),
               (std::vector<Bytes>{Close(29), Open(29, {120, 90, 400, 300}, kD0, 0, "Welcome!\r\nBe nice.")}));
     EXPECT_EQ(ClickOn(ann, 29), (std::vector<Bytes>{Close(29)}));
@@ -111,10 +107,10 @@ TEST_F(Windows, NewsBrowserListsTheFolderMovesTheHighlightAndCloses) {
               (std::vector<Bytes>{Close(29), Light(11, 0x004040) + Close(12) + Close(27) + Close(28)}));
 
     std::filesystem::create_directory("updatenews");
-    WriteFile("updatenews/b_rules.txt", "B");
-    WriteFile("updatenews/a_update.txt", "A");
-    WriteFile("updatenews/c_fix.txt", "C");
-    WriteFile("updatenews/notes.md", "not listed");
+    m_Folder.Dir().Write("updatenews/b_rules.txt", "B");
+    m_Folder.Dir().Write("updatenews/a_update.txt", "A");
+    m_Folder.Dir().Write("updatenews/c_fix.txt", "C");
+    m_Folder.Dir().Write("updatenews/notes.md", "not listed");
     std::vector<Bytes> got = ClickOn(ann, 11);
     ASSERT_EQ(got.size(), 6u);
     EXPECT_EQ(got[2], Open(12, {64, 120, 128, 16}, kC0, 4, "a_update") +

@@ -3,13 +3,11 @@
 
 #include <tuple>
 
-#include "base/LogChat.h"
 #include "base/Settings.h"
 #include "core/MenuMain.h"
 #include "core/ServerLock.h"
 #include "core/ServerMain.h"
 #include "platform/Console.h"
-#include "support/TempDir.h"
 #include "support/WorkingFolder.h"
 
 namespace {

@@ -1,7 +1,4 @@
 // Building: every refusal at its boundary, the costs, the places and the repeat counter.
-#include <functional>
-#include <tuple>
-#include <vector>
 
 #include "unit/game/GameFixture.h"
 

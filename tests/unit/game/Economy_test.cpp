@@ -1,8 +1,6 @@
 // The coin economy at its edges: the wealth ceiling, ranks, tag pads, dividends, the tax, goal pads
 // and the Solexis purchase, with every number worked out by hand.
 #include <climits>
-#include <string>
-#include <vector>
 
 #include "unit/game/GameFixture.h"
 
@@ -60,76 +58,57 @@ TEST_F(Economy, DenseRanksAndTheirTax) {
     EXPECT_FALSE(a->GetFlag(kPlayerPyramidRewardUsed));
 }
 
-// The single-precision rates lie just below 3 % and 1 %: whole products lose a coin.
-TEST_F(Economy, TaxByRankAndProperty) {
-    struct Case {
-        uint32_t rank;
-        int64_t coins, property, after;
-    };
-    const Case cases[] = {
-        {10, 100, 0, 100},                    // 0.99999998
-        {10, 200, 0, 199},                    // 1.99999996
-        {0, 200, 0, 199},                     // unranked pays 1 % too
-        {8, 100, 0, 98},                      // 2.99999993
-        {1, 2'000'000'000, 0, 1'799'999'998}, // 200,000,002.98
-        {10, 1'000, 100'000'000, 1'000},      // spared
-        {10, 1'000, 99'999'999, 991},         // 9.9999998
-        {5, -50, 0, -50},                     // nothing to take
-        {9, 2'147'483'647, 0, 2'104'533'976}, // 42,949,671.9 from a pocket above the ceiling
-    };
-    for (const Case& c : cases) {
-        Server_Player* p = Ranked(Offline("P", 0, 8, 0), c.rank, c.coins, c.property);
-        server().DoMeanTaxWarrior();
-        EXPECT_EQ(p->m_i64PocketCoins, c.after) << c.rank << " " << c.coins << " " << c.property;
-        server().ProperDestroy(p);
-    }
-}
-
-TEST_F(Economy, TaxMessages) {
-    const char* const remember = "Remember to build BuildingBlocks to increase PROPERTY VALUE, because the tax "
+// The tax's single-precision rates lie just below 3 % and 1 %: whole products lose a coin. Each
+// BuildingBlock (600,000 property) pays a dividend of 0 at rank 1, rank² x 10 up to rank 9, 1,000
+// below. Players online are told what the tax took.
+TEST_F(Economy, TaxAndDividendByRankAndProperty) {
+    const auto tax = &Server::DoMeanTaxWarrior, dividend = &Server::RewardPlayersWhoHaveBBlocks;
+    const std::string remember = "Remember to build BuildingBlocks to increase PROPERTY VALUE, because the tax "
                                  "doesn't affect that!  (NET WORTH = COINS + PROPERTY VALUE)";
     struct Case {
+        void (Game::*routine)();
         uint32_t rank;
-        int64_t coins, property;
-        const char* text;
-        bool reminder;
+        int64_t coins, property, after;
+        const char* told = nullptr; // null: offline
+        bool reminded = false;      // the text told ends with the reminder
     };
     const Case cases[] = {
-        {8, 100, 0,
+        {tax, 10, 100, 0, 100},                    // 0.99999998
+        {tax, 10, 200, 0, 199},                    // 1.99999996
+        {tax, 0, 200, 0, 199},                     // unranked pays 1 % too
+        {tax, 8, 100, 0, 98},                      // 2.99999993
+        {tax, 1, 2'000'000'000, 0, 1'799'999'998}, // 200,000,002.98
+        {tax, 10, 1'000, 100'000'000, 1'000},      // spared
+        {tax, 10, 1'000, 99'999'999, 991},         // 9.9999998
+        {tax, 5, -50, 0, -50},                     // nothing to take
+        {tax, 9, 2'147'483'647, 0, 2'104'533'976}, // 42,949,671.9 from a pocket above the ceiling
+        {tax, 8, 100, 0, 98,
          "Since you are ranked #8, the MEAN TAX WARRIOR is taking 3% of your coins this hour instead of 1%.  He has "
          "just taken 2 of your coins!  ",
          true},
-        {12, 300, 0,
+        {tax, 12, 300, 0, 298,
          "It's tax time!  The MEAN TAX WARRIOR takes 1% of all players' coins each hour.  He has just taken 2 of your "
          "coins!  ",
          true},
-        {1, 5, 100'000'000,
-         "The MEAN TAX WARRIOR has spared you because your property value is too high for you to build stuff.", false},
+        {tax, 1, 5, 100'000'000, 5,
+         "The MEAN TAX WARRIOR has spared you because your property value is too high for you to build stuff."},
+        {dividend, 1, 0, 1'200'000, 0},
+        {dividend, 2, 0, 1'200'000, 80},
+        {dividend, 9, 0, 600'000, 810},
+        {dividend, 12, 0, 1'799'999, 2'000},
+        {dividend, 0, 0, 600'000, 0},
+        {dividend, 3, 0, 599'999, 0},
+        {dividend, 12, 1, 100'000'000, 1},
+        {dividend, 12, 0, 100'000'000, 166'000},
+        {dividend, 12, -5, 600'000, 995},
     };
     for (const Case& c : cases) {
-        Server_Player* p = Ranked(Player("P", 0, 8, 0), c.rank, c.coins, c.property);
-        server().DoMeanTaxWarrior();
-        EXPECT_EQ(p->m_strMessageText, std::string(c.text).append(c.reminder ? remember : ""));
-        EXPECT_FLOAT_EQ(p->m_fMessageTime, 1.0f);
-        server().ProperDestroy(p);
-    }
-}
-
-// Each BuildingBlock (600,000 property) pays 0 at rank 1, rank² x 10 up to rank 9, 1,000 below.
-TEST_F(Economy, BuildingBlockDividend) {
-    struct Case {
-        uint32_t rank;
-        int64_t coins, property, after;
-    };
-    const Case cases[] = {
-        {1, 0, 1'200'000, 0},   {2, 0, 1'200'000, 80}, {9, 0, 600'000, 810},    {12, 0, 1'799'999, 2'000},
-        {0, 0, 600'000, 0},     {3, 0, 599'999, 0},    {12, 1, 100'000'000, 1}, {12, 0, 100'000'000, 166'000},
-        {12, -5, 600'000, 995},
-    };
-    for (const Case& c : cases) {
-        Server_Player* p = Ranked(Offline("P", 0, 8, 0), c.rank, c.coins, c.property);
-        server().RewardPlayersWhoHaveBBlocks();
-        EXPECT_EQ(p->m_i64PocketCoins, c.after) << c.rank << " " << c.property;
+        Server_Player* p = Ranked(c.told ? Player("P", 0, 8, 0) : Offline("P", 0, 8, 0), c.rank, c.coins, c.property);
+        (server().*c.routine)();
+        const std::string told = std::string(c.told ? c.told : "").append(c.reminded ? remember : "");
+        EXPECT_EQ(std::tuple(p->m_i64PocketCoins, p->m_strMessageText, p->m_fMessageTime),
+                  std::tuple(c.after, told, c.told ? 1.0f : 0.0f))
+            << int(&c - cases);
         server().ProperDestroy(p);
     }
 }

@@ -1,12 +1,8 @@
 // Fire blocks in flight: travel, life, and what each kind of target does when hit. Shots are made
 // here as the shooting rule makes them; a tick is the fire-block rule and the deferred lists.
-#include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
-#include <tuple>
 
-#include "base/Settings.h"
 #include "game/GameConstants.h"
 #include "mod/VukServer_Mod_Interface.h"
 #include "unit/game/GameFixture.h"
@@ -215,20 +211,6 @@ TEST_F(FireBlocks, LifeRunsOutWhereverTheBlockFliesEvenOutsideTheWorld) {
         EXPECT_EQ(fb->m_ZoneLinks.Count() == 0, x > 0.0f); // past the grid's edge it is in no zone
         EXPECT_FALSE(Tick(fb));
     }
-}
-
-TEST_F(FireBlocks, ClientSeesTheShotAddedAndThenRemoved) {
-    auto ann = Settled("ann");
-    Server_FireBlock* fb = Shot(nullptr, VUKVector(500, 200, -199));
-    fb->m_vVelocity.Set(0.0f, 0.0f, 16.0f);
-    fb->m_sLife = 2;
-    server().InformClients_EntityUpdated(fb);
-    const Bytes add = NormalUpdateMessage(ann);
-    EXPECT_EQ(add, Bind(1, ViewOf(ann, fb)) + Bytes{0x5A} + F32(0x41000000) + F32(0x43FA0000) + F32(kF200) +
-                       F32(kFMinus200) + F32(kF0) + F32(kF0) + F32(0x41800000) + U32(2));
-    Tick();
-    Tick();
-    EXPECT_EQ(NormalUpdateMessage(ann), Bytes{0x0A});
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 // The game tick's order, its signals, and the deferred update and remove lists.
-#include <tuple>
 
 #include "mod/VukServer_Mod_Interface.h"
 #include "unit/game/GameFixture.h"

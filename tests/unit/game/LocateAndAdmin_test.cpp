@@ -1,5 +1,4 @@
 // The Smiley Warrior Spirits' answers and prices, and the admin editor.
-#include <functional>
 
 #include "unit/game/GameFixture.h"
 

@@ -2,7 +2,6 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <tuple>
 
 #include "unit/game/GameFixture.h"
 

@@ -1,5 +1,4 @@
 // The rest of a player's tick: keys, the AFK request, regeneration, the admin toggle and the Zorbin cubes' near lists.
-#include <tuple>
 
 #include "unit/game/GameFixture.h"
 

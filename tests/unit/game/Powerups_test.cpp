@@ -1,7 +1,5 @@
 // The powerup list: what cubes, surfaces and the menu put in it, how it runs down, and dying,
 // ENTER and the reset key.
-#include <string>
-#include <tuple>
 
 #include "unit/game/GameFixture.h"
 
@@ -33,7 +31,7 @@ const char* const kTriFireText = "You get the Tri-Fire Powerup!  If you want to 
 
 } // namespace
 
-TEST_F(Powerups, TriFireSwapsGiantFireBlocksThenRefreshesSilently) {
+TEST_F(Powerups, TriFireSwapsGiantFireBlocksThenRefreshesSilentlyAndAFullListTakesNoCube) {
     Server_Player* p = Player("P", 0, 8, 0);
     p->HandleGoalPadLand(Cube(15));
     p->HandleGoalPadLand(Cube(7));
@@ -45,14 +43,11 @@ TEST_F(Powerups, TriFireSwapsGiantFireBlocksThenRefreshesSilently) {
     EXPECT_EQ(std::tuple(p->GetPowerupTime(7), Held(p), p->m_strMessageText), std::tuple(-100.0f, 1, std::string()));
     Ticks(p, 1);
     EXPECT_EQ(std::tuple(p->GetFlag(kPlayerTriFire), p->GetFlag(kPlayerGiantFireBlocks)), std::tuple(true, false));
-}
-
-// Ten active slots: a cube gives nothing and says nothing.
-TEST_F(Powerups, FullListTakesNoCube) {
-    Server_Player* p = Player("P", 0, 8, 0);
-    Fill(p);
-    p->HandleGoalPadLand(Cube(3));
-    EXPECT_EQ(std::tuple(p->AlreadyHavePowerup(3), p->m_strMessageText), std::tuple(false, std::string()));
+    // With ten active slots a cube gives nothing and says nothing.
+    Server_Player* full = Player("Q", 0, 8, 0);
+    Fill(full);
+    full->HandleGoalPadLand(Cube(3));
+    EXPECT_EQ(std::tuple(full->AlreadyHavePowerup(3), full->m_strMessageText), std::tuple(false, std::string()));
 }
 
 // The menu's purchases: too poor, new, more, and a full list, which is charged nothing (the Shield

@@ -1,15 +1,10 @@
 // Talvy, Oriset and Quillhob cubes: their turns, riders, launches, the world's edge, and the
 // rewards of those who defeat them. The fake clock stands at 10^12, so every draw of the counter
 // modulo 64, 4 or 100 is 0 (heading 0: along +z) and modulo 14 is 8.
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "game/GameConstants.h"
-#include "platform/Clock.h"
 #include "unit/game/GameFixture.h"
 
 namespace {

@@ -1,5 +1,4 @@
 // What a sweep's hit does to the mover and to what it met.
-#include <tuple>
 
 #include "unit/game/GameFixture.h"
 

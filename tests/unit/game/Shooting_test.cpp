@@ -1,5 +1,4 @@
 // Shots and the offline players' return fire: the fire blocks they make.
-#include <tuple>
 
 #include "unit/game/GameFixture.h"
 

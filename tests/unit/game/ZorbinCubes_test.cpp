@@ -1,10 +1,6 @@
 // Zorbin cubes: the choice of target, the shot, moving cubes in their groups and the spawn area.
 // The fake clock stands at 10^12: modulo 4 it is 0, modulo 3 it is 1.
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include "base/Settings.h"
 #include "game/GameConstants.h"
 #include "unit/game/GameFixture.h"
 

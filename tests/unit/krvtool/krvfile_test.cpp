@@ -6,34 +6,13 @@
 #include "support/ClientRecords.h"
 
 using records::Bytes;
-using records::PutFloat;
-using records::PutString;
-using records::PutU32;
+using records::Named;
+using records::Record;
 
 namespace {
 
-Bytes Named(const std::string& name, const Bytes& payload) {
-    Bytes b{24};
-    PutString(b, name);
-    PutU32(b, uint32_t(payload.size()));
-    b.insert(b.end(), payload.begin(), payload.end());
-    return b;
-}
-
 // A Zorbin cube (kind 10, no tail) at the origin, size 1, texture 9.
-Bytes ZorbinCube() {
-    Bytes b{1, 10};
-    for (float f : {0.f, 0.f, 0.f, 1.f, 1.f, 1.f, 0.f, 1.f, 1.f, 1.f}) PutFloat(b, f);
-    PutU32(b, 9);
-    PutU32(b, 0);
-    return b;
-}
-
-Bytes Label(uint8_t code, const std::string& text) {
-    Bytes b{code};
-    PutString(b, text);
-    return b;
-}
+Bytes ZorbinCube() { return records::SavedEntity(10, {0, 0, 0, 1, 1, 1, 0, 1, 1, 1}, 9, 0); }
 
 Bytes File(std::initializer_list<Bytes> records) {
     Bytes b{11};
@@ -43,7 +22,7 @@ Bytes File(std::initializer_list<Bytes> records) {
 
 TEST(KrvFile, FirstFaultIsNamedAtItsByte) {
     Bytes cube = ZorbinCube();
-    Bytes shortString = Label(14, "abc");
+    Bytes shortString = Record(14, {"abc"});
     shortString.pop_back();
     Bytes badKind = ZorbinCube();
     badKind[1] = 6;
@@ -83,9 +62,9 @@ TEST(KrvFile, UnknownNamesAndSkippableRecordsAreKept) {
 // Two Zorbin cubes of one owner: compact form writes the second label as the one-byte repeat,
 // named records as their code and the mode setting on; normal form undoes all three.
 TEST(KrvFile, CompactAndNormalFormsConvertBothWays) {
-    Bytes normal = File({ZorbinCube(), Label(12, "ann"), Named("KRV_STORED_COINS", {0x10, 0x27, 0, 0}), ZorbinCube(),
-                         Label(12, "ann"), Named("KRV_COMPACT_SAVE_MODE", {0})});
-    Bytes compact = File({ZorbinCube(), Label(12, "ann"), {51, 0x10, 0x27, 0, 0}, ZorbinCube(), {62}, {59, 1}});
+    Bytes normal = File({ZorbinCube(), Record(12, {"ann"}), Named("KRV_STORED_COINS", {0x10, 0x27, 0, 0}), ZorbinCube(),
+                         Record(12, {"ann"}), Named("KRV_COMPACT_SAVE_MODE", {0})});
+    Bytes compact = File({ZorbinCube(), Record(12, {"ann"}), {51, 0x10, 0x27, 0, 0}, ZorbinCube(), {62}, {59, 1}});
     krv::File n = krv::Parse(normal);
     ASSERT_FALSE(n.m_bFault) << n.m_Fault.m_strWhat;
     EXPECT_EQ(krv::Reencode(n, true), compact);
@@ -99,7 +78,7 @@ TEST(KrvFile, CompactAndNormalFormsConvertBothWays) {
 }
 
 TEST(KrvFile, DumpGroupsRecordsUnderTheirEntity) {
-    Bytes file = File({ZorbinCube(), Label(12, "a\"b"), Named("KRV_ZORBIN_SHRINK_PER_HIT", {0, 0, 0x80, 0x3f})});
+    Bytes file = File({ZorbinCube(), Record(12, {"a\"b"}), Named("KRV_ZORBIN_SHRINK_PER_HIT", {0, 0, 0x80, 0x3f})});
     EXPECT_EQ(krv::Dump(krv::Parse(file)),
               "version 11\n"
               "@1         entity 1 zorbin_cube\n"
@@ -114,7 +93,7 @@ TEST(KrvFile, DumpGroupsRecordsUnderTheirEntity) {
 // Any bytes: every cut of a valid file and every single-byte change of it reads to a verdict.
 TEST(KrvFile, AnyBytesReadToAVerdict) {
     Bytes file = File({ZorbinCube(),
-                       Label(12, "ann"),
+                       Record(12, {"ann"}),
                        Named("KRV_STORED_COINS", {1, 0, 0, 0}),
                        {255, 1, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0},
                        Named("KRV_ENTITY_SPLINELIFTINFO", {1, 2})});

@@ -2,7 +2,6 @@
 // every message on every channel arrives exactly once and in order, in each direction.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <thread>

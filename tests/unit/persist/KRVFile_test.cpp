@@ -7,7 +7,6 @@
 
 #include "net/Packet.h"
 #include "platform/Files.h"
-#include "platform/LocalTime.h"
 #include "platform/Process.h"
 
 namespace {

@@ -5,7 +5,6 @@
 #include "PersistTestSupport.h"
 
 #include <cstdio>
-#include <tuple>
 #include <vector>
 
 namespace {
@@ -134,45 +133,66 @@ TEST_F(Loading, SettingsRecordsSetTheirSettingsAndLoadedValuesAreClamped) {
 
 // Unknown named records and skip markers are passed over, a known named record is read by its
 // own layout, records before any entity go nowhere, and a cut or lying file gives what it holds.
+// A broken record stops the reading with its verdict (for the top of the program to show); what
+// came before it stays loaded.
 TEST_F(Loading, RecordsAreFramedAndSkippedAsTheFileSays) {
     struct Case {
         const char* what;
-        std::string file;
-        uint32_t entities;
-        const char* label; // of the first entity; null for none
-        uint32_t bounce, texture;
+        std::string file, players; // after the version byte; players "": no players file
+        LoadError verdict;
+        uint32_t pads;
+        const char* label = nullptr; // of the first pad; null for none
+        uint32_t bounce = 0, texture = 0;
     };
     const std::string pad = PadRecord();
+    const LoadError none = LoadError::None, badCommand = LoadError::BadCommandByte;
     const Case cases[] = {
         {"unknown named record",
          pad + Hex("18 10000000") + "KRV_FUTURE_THING" + Hex("07000000 0e 010203040506") + Hex("0e 05000000") +
              "After" + Hex("0a 09000000") + pad,
-         2, "After", 9, 42},
-        {"skip marker, unknown command", pad + Hex("17 03000000 28 0e0400 0e 04000000") + "Next", 1, "Next", 0, 42},
-        {"skip marker, known record", pad + Hex("17 09000000 0a 05000000 0e 02000000") + "OK", 1, "OK", 5, 42},
+         "", none, 2, "After", 9, 42},
+        {"skip marker, unknown command", pad + Hex("17 03000000 28 0e0400 0e 04000000") + "Next", "", none, 1, "Next",
+         0, 42},
+        {"skip marker, known record", pad + Hex("17 09000000 0a 05000000 0e 02000000") + "OK", "", none, 1, "OK", 5,
+         42},
         {"known named record",
-         pad + Hex("18 0e000000") + "KRV_BOUNCY_PAD" + Hex("63000000 0c000000 0e 02000000") + "OK", 1, "OK", 12, 42},
-        {"records before the first entity", Hex("0a 05000000 0e 02000000") + "No" + Hex("3e") + pad + Hex("3e"), 1,
-         "No", 0, 42},
+         pad + Hex("18 0e000000") + "KRV_BOUNCY_PAD" + Hex("63000000 0c000000 0e 02000000") + "OK", "", none, 1, "OK",
+         12, 42},
+        {"records before the first entity", Hex("0a 05000000 0e 02000000") + "No" + Hex("3e") + pad + Hex("3e"), "",
+         none, 1, "No", 0, 42},
         {"legacy records",
-         pad + Hex("02 05 01000000 10 02000000 11 03000000 2c 04000000 06 44000100 0e 02000000") + "OK", 1, "OK", 0,
-         68},
-        {"record cut by the end of the file", Hex("01 04 0000803f 00000040 0000"), 1, nullptr, 0, 8},
-        {"huge string count", pad + Hex("0e ffffffff 4142"), 1, "AB", 0, 42},
-        {"huge skip", pad + Hex("18 05000000") + "QVS_X" + Hex("ffffffff 0e 02000000") + "No", 1, nullptr, 0, 42},
+         pad + Hex("02 05 01000000 10 02000000 11 03000000 2c 04000000 06 44000100 0e 02000000") + "OK", "", none, 1,
+         "OK", 0, 68},
+        {"record cut by the end of the file", Hex("01 04 0000803f 00000040 0000"), "", none, 1, nullptr, 0, 8},
+        {"huge string count", pad + Hex("0e ffffffff 4142"), "", none, 1, "AB", 0, 42},
+        {"huge skip", pad + Hex("18 05000000") + "QVS_X" + Hex("ffffffff 0e 02000000") + "No", "", none, 1, nullptr, 0,
+         42},
+        {"unknown raw command", pad + Hex("28 00000000"), "", badCommand, 1, nullptr, 0, 42},
+        {"a skip marker covers only the next record", pad + Hex("17 04000000 0a 05000000 28 00000000"), "", badCommand,
+         1, nullptr, 5, 42},
+        {"bad command in the players file", "", Hex("0b 00"), badCommand, 0},
+        {"unknown entity kind", Hex("01 05") + std::string(48, '\0'), "", LoadError::BadEntityType, 0},
+        {"fire block", pad + Hex("01 06") + std::string(48, '\0'), "", LoadError::FireBlockEntity, 1, nullptr, 0, 42},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         NewServer();
-        EXPECT_EQ(Load(Hex("0b") + c.file), LoadError::None);
-        ASSERT_EQ(server().m_AllEntities.Count(), c.entities);
-        EXPECT_EQ(std::tuple(Entity(0)->m_pLabel ? Entity(0)->GetLabel() : "(none)", Entity(0)->GetEEA(kEEABounce),
-                             Entity(0)->m_usTexture),
-                  std::tuple(c.label ? c.label : "(none)", c.bounce, c.texture));
+        std::remove(kPlayersFileName);
+        EXPECT_EQ(Load(Hex("0b") + c.file, c.players), c.verdict);
+        ASSERT_EQ(server().m_NormalPads.Count(), c.pads);
+        if (c.pads == 0) continue;
+        Server_Entity* first = server().m_NormalPads.GetEntity(0);
+        EXPECT_EQ(
+            std::tuple(first->m_pLabel ? first->GetLabel() : "(none)", first->GetEEA(kEEABounce), first->m_usTexture),
+            std::tuple(c.label ? c.label : "(none)", c.bounce, c.texture));
     }
+    EXPECT_STREQ(LoadErrorText(badCommand), "Loading World Error: Bad Command Byte In Data File");
+    EXPECT_STREQ(LoadErrorText(LoadError::BadEntityType), "Loading World Error: Bad Entity Type In Data File");
+    EXPECT_EQ(LoadErrorText(LoadError::FireBlockEntity), nullptr); // it ends the program without a word
 }
 
-// Which versions each file may carry, and what a missing, empty or refused file leaves loaded.
+// Which versions each file may carry, and what a missing, empty or refused file leaves loaded. A
+// file that is there but was not loaded is moved aside, once, by the first save.
 TEST_F(Loading, VersionsAndMissingFiles) {
     struct Case {
         const char* what;
@@ -180,20 +200,24 @@ TEST_F(Loading, VersionsAndMissingFiles) {
         const char* playersFile; // the same before a player
         uint32_t pads, players;
         const char* errors;
+        const char* moved; // null: nothing
     };
+    const char* const world = kWorldFileName;
+    const char* const players = kPlayersFileName;
     const Case cases[] = {
-        {"world version 4", "04", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n"},
-        {"world version 5", "05", "0b", 1, 1, ""},
-        {"world version 11", "0b", nullptr, 1, 0, ""},
-        {"world version 12", "0c", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n"},
-        {"empty world file", "", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n"},
-        {"missing world file", nullptr, "0b", 0, 0, ""},
-        {"players version 5", "0b", "05", 1, 0, "VUK Server LoadRoutine: Incorrect load player file\n"},
-        {"players version 6", "0b", "06", 1, 1, ""},
+        {"world version 4", "04", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n", world},
+        {"world version 5", "05", "0b", 1, 1, "", nullptr},
+        {"world version 11", "0b", nullptr, 1, 0, "", nullptr},
+        {"world version 12", "0c", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n", world},
+        {"empty world file", "", "0b", 0, 1, "VUK Server LoadRoutine: Incorrect load file\n", world},
+        {"missing world file: the players file is not read", nullptr, "0b", 0, 0, "", players},
+        {"players version 5", "0b", "05", 1, 0, "VUK Server LoadRoutine: Incorrect load player file\n", players},
+        {"players version 6", "0b", "06", 1, 1, "", nullptr},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         NewServer();
+        std::filesystem::remove_all("backups");
         std::remove(kWorldFileName);
         std::remove(kPlayersFileName);
         if (c.world) Write(kWorldFileName, *c.world ? Hex(c.world) + PadRecord() : "");
@@ -201,6 +225,17 @@ TEST_F(Loading, VersionsAndMissingFiles) {
         EXPECT_EQ(Load(""), LoadError::None);
         EXPECT_EQ(std::tuple(server().m_NormalPads.Count(), server().m_Players.Count(), m_strErrors, m_strConsole),
                   std::tuple(c.pads, c.players, c.errors, ""));
+        const std::string before = c.moved ? Read(c.moved) : "";
+        const std::string aside = std::string("backups/2_3_2026_9_5_7_not_loaded_").append(c.moved ? c.moved : "");
+        const std::string logLine = std::string("LOG: ").append(c.moved ? c.moved : "") + " was not loaded: moved to " +
+                                    aside + " before saving\r\n";
+        const int logged = m_Folder.CountInLog(logLine);
+        server().SaveAll();
+        server().SaveAll();
+        EXPECT_EQ(m_Folder.Exists(aside), c.moved != nullptr);
+        if (!c.moved) continue;
+        EXPECT_EQ(Read(aside), before);
+        EXPECT_EQ(m_Folder.CountInLog(logLine), logged + 1);
     }
     EXPECT_NE(ChatLog().find("] VUK Server LoadRoutine: Incorrect load file\r\n"), std::string::npos);
 }

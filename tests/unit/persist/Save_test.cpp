@@ -1,6 +1,6 @@
 // Writing the save files: named records and the name lookup, the order and form of the players
 // file, and the order of the world's entities. What a file can hold is checked by reading it back
-// and saving it again (Load_test.cpp).
+// and saving it again, and what was not loaded is moved aside, in Load_test.cpp.
 #include "PersistTestSupport.h"
 
 #include <vector>
@@ -93,44 +93,6 @@ TEST_F(Saving, WorldEntitiesGoInAddressOrderOnceTheArrayHasChangedEnough) {
     SaveWorld();
     for (uint32_t i = 1; i < server().m_AllEntities.Count(); ++i)
         EXPECT_LT(reinterpret_cast<uintptr_t>(Entity(i - 1)), reinterpret_cast<uintptr_t>(Entity(i)));
-}
-
-} // namespace
-
-namespace {
-
-// A save file that exists but was not loaded is moved aside, once, by the first save.
-TEST_F(Saving, FilesNotLoadedAreMovedAsideBeforeTheFirstSave) {
-    struct Case {
-        const char* what;
-        std::string world, players;
-        const char* movedFile; // null: nothing moved
-    };
-    const Case cases[] = {
-        {"no world file: the players file is not read", "", Hex("0b"), kPlayersFileName},
-        {"world version refused", Hex("04"), "", kWorldFileName},
-        {"players version refused", Hex("0b"), Hex("05"), kPlayersFileName},
-        {"both loaded", Hex("0b"), Hex("0b"), nullptr},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        std::filesystem::remove_all("backups");
-        std::remove(kWorldFileName);
-        std::remove(kPlayersFileName);
-        NewServer();
-        Load(c.world, c.players);
-        const std::string before = c.movedFile ? Read(c.movedFile) : "";
-        const std::string aside = std::string("backups/2_3_2026_9_5_7_not_loaded_") + (c.movedFile ? c.movedFile : "");
-        const std::string logLine = std::string("LOG: ") + (c.movedFile ? c.movedFile : "") +
-                                    " was not loaded: moved to " + aside + " before saving\r\n";
-        const int logged = m_Folder.CountInLog(logLine);
-        server().SaveAll();
-        server().SaveAll();
-        EXPECT_EQ(m_Folder.Exists(aside), c.movedFile != nullptr);
-        if (!c.movedFile) continue;
-        EXPECT_EQ(Read(aside), before);
-        EXPECT_EQ(m_Folder.CountInLog(logLine), logged + 1);
-    }
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 // the filing of a new client's zones, and the teardown of a client.
 #include <map>
 
-#include "platform/Clock.h"
 #include "unit/replication/Fixtures.h"
 #include "world/VUK_Zone.h"
 #include "world/ZoneGridHolder.h"

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/Server.h"
@@ -115,15 +116,18 @@ protected:
         Peer peer = m_Harness.Connect();
         for (const std::string& ext : extensions) peer.Send(0, records::Declare(ext, 1));
         peer.Send(0, records::Concat(records::Version(84), records::NewLogin(name, "pw")));
-        // Only the messages: a whole pass would also file the client's zones, which the tests
-        // want to do themselves.
-        ServerLockGuard lock(server().m_ServerLock);
-        while (server().PIC()) {
-        }
+        Messages();
         peer.TakeAll();
         // The startup windows have tests of their own; here they would only crowd the updates.
         peer.client->m_bStartupSent = true;
         return peer;
+    }
+    // Only the messages: a whole pass would also file the client's zones, which the tests want to
+    // do themselves.
+    void Messages() {
+        ServerLockGuard lock(server().m_ServerLock);
+        while (server().PIC()) {
+        }
     }
     // Logged in, zones filed and the own player sent: later updates carry only what the test
     // changes.

@@ -8,12 +8,12 @@ protected:
     // Each line is said by one player; then every player's chat records are compared.
     struct Step {
         int speaker;
-        const char* line;
+        std::string line;
         std::vector<Bytes> heard[3];
     };
 
-    void Run(const std::vector<Step>& steps) {
-        ServerHarness::Peer peers[3] = {LoggedIn("Ann"), LoggedIn("Bob"), LoggedIn("Carol")};
+    void Run(const std::vector<Step>& steps, const char* third = "Carol") {
+        ServerHarness::Peer peers[3] = {LoggedIn("Ann"), LoggedIn("Bob"), LoggedIn(third)};
         for (ServerHarness::Peer& p : peers) p.TakeAll();
         for (const Step& step : steps) {
             SCOPED_TRACE(step.line);
@@ -29,7 +29,7 @@ protected:
     }
 };
 
-enum { kAnn, kBob, kCarol };
+enum { kAnn, kBob, kCarol, kAdmin = kCarol };
 
 TEST_F(ChatCommands, WhispersIgnoreListsAndChannels) {
     Run({
@@ -74,6 +74,32 @@ TEST_F(ChatCommands, TeamsAreJoinedWithACleanNameAndLeftNearTheStart) {
         {kAnn, "/jt RED12345678", {error("You are already a member of this team."), {}, {}}},
         {kAnn, "/leaveteam", {{Chat("Info", "You no longer belong to a team.")}, {}, {}}},
     });
+}
+
+// The administrator is heard through an ignore list and its whispers are not filtered; hidden, it
+// is not online, no more than a player who has left. A line too long for a command is chat.
+TEST_F(ChatCommands, AdministratorsAreHeardByAllAndTheHiddenOrAbsentAreNotOnline) {
+    LoggedIn("Dave").Disconnect();
+    m_Harness->Pass();
+    const std::string overlong = "/m ann " + std::string(1018, 'x');
+    const Bytes listen = Chat("ADMIN", "listen"), chat = Chat("BOB", overlong);
+    Run(
+        {
+            {kAnn,
+             "/ignore admin",
+             {{Chat("Info", "ADMIN is now on your ignore list (1 people now on your ignore list).")}, {}, {}}},
+            {kAdmin, "listen", {{listen}, {listen}, {listen}}},
+            {kAdmin,
+             "/m ann shit happens",
+             {{Chat("ADMIN (whispers to you)", "shit happens")},
+              {},
+              {Chat("ADMIN (whispers to ann)", "shit happens")}}},
+            {kAdmin, "/hide", {{}, {}, {Chat("VuK Server", "You now appear OFFLINE to other players.")}}},
+            {kBob, "/m admin hi", {{}, {Chat("INFO", "admin is not online at this time.")}, {}}},
+            {kBob, "/m dave hi", {{}, {Chat("INFO", "dave is not online at this time.")}, {}}},
+            {kBob, overlong, {{chat}, {chat}, {chat}}},
+        },
+        "ADMIN");
 }
 
 } // namespace

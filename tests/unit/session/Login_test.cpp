@@ -2,17 +2,23 @@
 // over UDP (tests/integration/session_test.cpp).
 #include "SessionFixture.h"
 
-#include <tuple>
-
 #include "world/Server_EntityKinds.h"
 
 namespace {
 
-// An existing login checks the lengths and the password; the welcome carries the low 16 bits of
-// the tick counter.
-TEST_F(SessionTest, ExistingLoginAnswers) {
-    LoggedIn("Carol").Disconnect();
+// A logout leaves an offline player, neither away nor in a chat channel of its own. An existing
+// login checks the lengths and the password; the welcome carries the low 16 bits of the tick
+// counter.
+TEST_F(SessionTest, LogoutAndExistingLoginAnswers) {
+    auto carol = LoggedIn("Carol");
+    Server_Player* player = carol.client->m_pPlayer;
+    player->SetFlag(kPlayerAFK, true);
+    player->m_ucChatChannel = 7;
+    carol.Disconnect();
     m_Harness->Pass(3);
+    EXPECT_EQ(std::tuple(player->GetFlag(kPlayerAFK), player->IsPlayerMoving(), player->m_ucChatChannel,
+                         server().m_OnlinePlayers.Count()),
+              std::tuple(false, true, 1, 0u));
     server().m_uiTickCount = 0x12345;
     auto peer = m_Harness->Connect();
     EXPECT_EQ(Exchange(peer, Concat(Version(84), Login(4, "Carol", std::string(51, 'p')))), (std::vector<Bytes>{{56}}));
@@ -52,18 +58,6 @@ TEST_F(SessionTest, MasterAdministratorAndVisibleLogins) {
         peer.Disconnect();
         m_Harness->Pass(3);
     }
-}
-
-TEST_F(SessionTest, DisconnectLeavesAnOfflinePlayer) {
-    auto peer = LoggedIn("Gina");
-    Server_Player* gina = peer.client->m_pPlayer;
-    gina->SetFlag(kPlayerAFK, true);
-    gina->m_ucChatChannel = 7;
-    peer.Disconnect();
-    m_Harness->Pass();
-    EXPECT_EQ(std::tuple(gina->GetFlag(kPlayerAFK), gina->IsPlayerMoving(), gina->m_ucChatChannel,
-                         server().m_OnlinePlayers.Count()),
-              std::tuple(false, true, 1, 0u));
 }
 
 // Declarations set and clear the client's flags; only value 1 asks for the cost chart.

@@ -1,8 +1,6 @@
 // The record table of incoming messages: fields, length checks, the choice of the next message.
 #include "SessionFixture.h"
 
-#include <tuple>
-
 #include "world/Server_EntityKinds.h"
 
 namespace {
@@ -57,35 +55,44 @@ TEST_F(SessionTest, MessagesAlternateBetweenClientsAndAKickedClientsAreDropped) 
 }
 
 // Steering sets the player's yaw, heading and throttle, and is echoed on channel 0, or on 5 for
-// clients with several channels.
-TEST_F(SessionTest, SteeringIsAppliedAndEchoed) {
+// clients with several channels. Key records set and clear the named flags. A client-side move
+// under a stale sequence number is dropped without a warning; the client flag record sets the
+// player's flag.
+TEST_F(SessionTest, SteeringKeysAndClientMovesOfAPlayer) {
     auto peer = LoggedIn("Steerer");
+    Server_Player* player = peer.client->m_pPlayer;
     Bytes steer{23, 0xEF, 0xBE, 7, 0};
     PutFloat(steer, 1.5f);
     PutFloat(steer, -0.25f);
     steer.push_back(51);
     const std::vector<Bytes> echo{{0x63, 0xEF, 0xBE, 0, 0, 0, 0}};
     EXPECT_EQ(Exchange(peer, steer), echo);
-    EXPECT_EQ(std::tuple(peer.client->m_pPlayer->GetYaw(), peer.client->m_pPlayer->m_fSteeringHeading),
-              std::tuple(1.5f, -0.25f));
-    EXPECT_FLOAT_EQ(peer.client->m_pPlayer->m_fThrottle, 0.2f);
-    EXPECT_EQ(Exchange(peer, Concat(Declare("KRV_MULTI_UDP_CHANNEL", 1), steer), 5), echo);
-}
+    EXPECT_EQ(std::tuple(player->GetYaw(), player->m_fSteeringHeading), std::tuple(1.5f, -0.25f));
+    EXPECT_FLOAT_EQ(player->m_fThrottle, 0.2f);
 
-TEST_F(SessionTest, KeyRecordsSetAndClearTheNamedFlags) {
-    auto peer = LoggedIn("Keys");
     const uint32_t builds = kKeyBuildBuildingBlock | kKeyBuildFlatStone;
-    const std::pair<Bytes, uint32_t> cases[] = {
+    const std::pair<Bytes, uint32_t> keys[] = {
         {Keys(0x0991), kKeyMove0 | kKeyJump | kKeyFire | builds},
         {Keys(0x6000), kKeyUp | kKeyDown | builds}, // the builds a bit only sets stay
         {Bytes{11, 0x1F}, kKeyUp | kKeyDown | builds | kKeyAdminAddPad | kKeyAdminDeleteSelection |
                               kKeyBuildZorbinCube | kKeyBuildStoneBlock},
         {Bytes{11, 0x00}, kKeyUp | kKeyDown | builds | kKeyBuildZorbinCube | kKeyBuildStoneBlock},
     };
-    for (const auto& [record, flags] : cases) {
+    for (const auto& [record, flags] : keys) {
         Exchange(peer, record);
-        EXPECT_EQ(peer.client->m_pPlayer->m_uiKeyFlags, flags);
+        EXPECT_EQ(player->m_uiKeyFlags, flags);
     }
+
+    VUKVector before = player->m_vPosition;
+    Bytes move{24, 9};
+    for (int i = 0; i < 7; ++i) PutFloat(move, 1000.0f);
+    Exchange(peer, Concat(move, Bytes{25, 0x03}));
+    EXPECT_EQ(std::tuple(player->m_vPosition, peer.client->m_Movement.m_ucMovementSeqEcho, ChatLog().find("WARNING"),
+                         player->GetFlag(kPlayerClientFlag)),
+              std::tuple(before, 9, std::string::npos, true));
+    Exchange(peer, Bytes{25, 0x02});
+    EXPECT_FALSE(player->GetFlag(kPlayerClientFlag));
+    EXPECT_EQ(Exchange(peer, Concat(Declare("KRV_MULTI_UDP_CHANNEL", 1), steer), 5), echo);
 }
 
 // Key 5 alone asks for a reset of the position after seven quiet seconds: asking again or no key
@@ -115,22 +122,6 @@ TEST_F(SessionTest, ResetPositionRequest) {
     EXPECT_EQ(Exchange(peer, Keys(0x1000)),
               (std::vector<Bytes>{Chat("VuK Server", "You are jailed: 5 won't get you out!")}));
     EXPECT_FALSE(peer.client->m_bResetPositionActive);
-}
-
-// A client-side move under a stale sequence number is dropped without a warning; the client flag
-// record sets the player's flag.
-TEST_F(SessionTest, ClientSideMoveWithAStaleSequenceAndTheClientFlag) {
-    auto peer = LoggedIn("Mover");
-    Server_Player* player = peer.client->m_pPlayer;
-    VUKVector before = player->m_vPosition;
-    Bytes move{24, 9};
-    for (int i = 0; i < 7; ++i) PutFloat(move, 1000.0f);
-    Exchange(peer, Concat(move, Bytes{25, 0x03}));
-    EXPECT_EQ(std::tuple(player->m_vPosition, peer.client->m_Movement.m_ucMovementSeqEcho, ChatLog().find("WARNING"),
-                         player->GetFlag(kPlayerClientFlag)),
-              std::tuple(before, 9, std::string::npos, true));
-    Exchange(peer, Bytes{25, 0x02});
-    EXPECT_FALSE(player->GetFlag(kPlayerClientFlag));
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <tuple>
 
 #include "world/Server_EntityKinds.h"
 

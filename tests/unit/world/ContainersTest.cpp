@@ -20,28 +20,6 @@ struct Pads : std::vector<std::unique_ptr<Server_Entity>> {
     Server_Entity* operator[](size_t i) const { return at(i).get(); }
 };
 
-// Every array doubles its storage when the count reaches the capacity, so it is never full. A
-// link list keeps two records in the object itself and needs storage only for a third.
-TEST(Arrays, GrowWhenTheCountReachesTheCapacityAndKeepTheirValues) {
-    VUKFastArray<int> plain(4);
-    VUKFastArray_WithLinkBacks<int> cells(4);
-    for (int i = 0; i < 4; ++i) plain.Append(i), cells.Append(10 + i);
-    EXPECT_EQ(std::tuple(plain.Capacity(), cells.Capacity(), plain[0], plain[3], cells[0], cells[3]),
-              std::tuple(8u, 8u, 0, 3, 10, 13));
-    Pads pads(2);
-    VUKFastArray_Entity array(1);
-    VUKFastArray<PFAE_Info*> links(1);
-    for (int i = 0; i < 2; ++i) array.AddEntity(pads[0], &links);
-    EXPECT_EQ(std::tuple(array.Capacity(), links.Capacity(), links.HeapBytes()), std::tuple(4u, 4u, size_t(0)));
-    array.AddEntity(pads[1], &links);
-    EXPECT_EQ(std::tuple(array.Capacity(), links.Capacity(), links.HeapBytes()), std::tuple(4u, 4u, size_t(16)));
-    EXPECT_EQ(std::tuple(links[0], links[1], links[2]),
-              std::tuple(array.GetLink(0), array.GetLink(1), array.GetLink(2)));
-    links.RemoveAt(0);
-    EXPECT_EQ(links[0], array.GetLink(2));
-    for (uint32_t i = 3; i-- > 0;) array.RawRemoveItem(i);
-}
-
 TEST(EntityArray, RemovingAnEntryMovesTheLastIntoItsPlaceAndFixesItsRecord) {
     VUKFastArray_Entity array(8);
     Pads pads(3);

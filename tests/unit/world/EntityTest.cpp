@@ -1,16 +1,13 @@
-// The entity model: rotation record, labels, attributes, geometry, limits, the kinds' defaults,
-// players, storage and the per-client-slot storage.
+// The entity model: rotation record, labels, attributes, geometry, limits, players, storage and
+// the per-client-slot storage.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <memory>
 
-#include "base/Settings.h"
 #include "world/EntityClientBits.h"
 #include "world/Server_Client_Entity.h"
-#include "world/VUKFastArray_WithLinkBacks.h"
 #include "world/World.h"
-#include "world/WorldFatalError.h"
 
 namespace {
 
@@ -157,25 +154,6 @@ TEST(OuterWalls, HoldHeightXAndZButNotTheFloorAndMarkTheEntityDirty) {
         EXPECT_EQ(std::tuple(p.m_vPosition.x, p.m_vPosition.y, p.m_vPosition.z, p.IsDirty()), std::tuple(to.x, to.y, to.z, from != to));
     }
     // clang-format on
-}
-
-TEST(KindDefaults, FollowTheKindTable) {
-    // kind, texture, texture scale, texture mode, unrotated bounds, rule flags, stored coins
-    // clang-format off
-    const std::tuple<uint8_t, uint16_t, float, uint8_t, bool, uint8_t, uint32_t> rows[] = {
-        {1, 1, 32, 3, true, 0x08, 0}, {4, 42, 128, 2, false, 0x08, 0}, {6, 3, 32, 1, true, 0x08, 0},
-        {8, 9, 128, 1, true, 0x08, 0}, {9, 19, 128, 1, true, 0x08, 0}, {10, 44, 64, 1, true, 0x28, 25'000},
-        {11, 60, 128, 1, true, 0x08, 0}, {12, 100, 128, 1, true, 0x08, 0}};
-    // clang-format on
-    for (auto [kind, texture, scale, mode, unrotated, ruleFlags, coins] : rows) {
-        std::unique_ptr<Server_Entity> e(World::CreateByType(kind));
-        EXPECT_EQ(std::tuple(e->GetKind(), e->m_usTexture, e->m_vTextureScale, e->GetTextureMode(),
-                             e->HasUnrotatedBounds(), e->m_ucRuleFlags, e->m_uiStoredCoins, e->m_ucSurfaceFlags),
-                  std::tuple(kind, texture, VUKVector(scale, scale, scale), mode, unrotated, ruleFlags, coins, 0));
-    }
-    uint32_t saved = std::exchange(g_uiQuillhobTexture, 77);
-    EXPECT_EQ(Server_QuillhobCube().m_usTexture, 77);
-    g_uiQuillhobTexture = saved;
 }
 
 TEST(Players, KeepTheirFlagBitsWhereTheSaveFileAndWireExpectThem) {
