@@ -114,6 +114,9 @@ public:
     void SetLabel(std::string_view text);
     const std::string& GetLabel() const;
     static const std::string* CacheLabel(std::string_view text);
+    // A cached label as a 32-bit handle (0 for none) and back.
+    static uint32_t LabelHandle(const std::string* label);
+    static const std::string* LabelAt(uint32_t handle);
 
     // Rotation: the setters create the record when missing, store the angle, recompute the
     // non-zero flag and free the record again when all three angles are zero.

@@ -1,5 +1,7 @@
 // Entity: label cache, rotation record and extended attributes.
 #include <algorithm>
+#include <memory>
+#include <vector>
 
 #include "world/Entity.h"
 
@@ -7,6 +9,15 @@ EntityStringCacheEntry Entity::m_sESCE;
 
 namespace {
 bool ByteBefore(const std::pair<uint8_t, EntityStringCacheEntry*>& child, uint8_t key) { return child.first < key; }
+
+// The cached texts, in chunks that never move, so that a 32-bit handle names one. Kept to the end
+// of the program, like the tree that finds them.
+constexpr uint32_t kLabelChunk = 4096;
+std::vector<std::unique_ptr<std::string[]>>& LabelChunks() {
+    static auto* chunks = new std::vector<std::unique_ptr<std::string[]>>();
+    return *chunks;
+}
+uint32_t g_uiLabelCount = 0;
 } // namespace
 
 EntityStringCacheEntry* EntityStringCacheEntry::FindChild(uint8_t c) const {
@@ -32,8 +43,26 @@ const std::string* Entity::CacheLabel(std::string_view text) {
     if (text.empty()) return nullptr;
     EntityStringCacheEntry* node = &m_sESCE;
     for (char c : text) node = node->FindOrAddChild(static_cast<uint8_t>(c));
-    if (!node->m_pString) node->m_pString = new std::string(text);
+    if (!node->m_pString) {
+        auto& chunks = LabelChunks();
+        if (g_uiLabelCount % kLabelChunk == 0) chunks.emplace_back(new std::string[kLabelChunk]);
+        node->m_pString = &chunks.back()[g_uiLabelCount++ % kLabelChunk];
+        node->m_pString->assign(text);
+    }
     return node->m_pString;
+}
+
+uint32_t Entity::LabelHandle(const std::string* label) {
+    if (!label) return 0;
+    const auto& chunks = LabelChunks();
+    for (size_t i = 0; i < chunks.size(); ++i)
+        if (label >= chunks[i].get() && label < chunks[i].get() + kLabelChunk)
+            return uint32_t(i * kLabelChunk + size_t(label - chunks[i].get()) + 1);
+    return 0;
+}
+
+const std::string* Entity::LabelAt(uint32_t handle) {
+    return handle ? &LabelChunks()[(handle - 1) / kLabelChunk][(handle - 1) % kLabelChunk] : nullptr;
 }
 
 void Entity::SetLabel(std::string_view text) { m_pLabel = CacheLabel(text); }

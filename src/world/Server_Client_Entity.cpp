@@ -28,10 +28,6 @@ const std::string& Server_Client_Entity::GetLabel() const {
     return label ? *label : kEmpty;
 }
 
-void Server_Client_Entity::SetLabelPointer(const std::string* label) {
-    if (label || m_pExtras) Extras()->m_pLabel = label;
-}
-
 void Server_Client_Entity::SetPredictedStep(const VUKVector& step) {
     if (m_pExtras || step != VUKVector()) Extras()->m_vPredictedStep = step;
 }

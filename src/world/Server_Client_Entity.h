@@ -26,7 +26,6 @@ struct SCE_GoalPadInfo {
 // What a view keeps beyond its box: made at the first value that differs from the default, so
 // the views of plain pads (nearly all of them) cost only the record itself.
 struct SCE_Extras {
-    const std::string* m_pLabel = nullptr;
     VUKVector m_vPredictedStep;
     float m_fPredictedYawStep = 0.0f;
     float m_fAngles[3] = {}; // yaw, pitch, roll
@@ -53,6 +52,7 @@ public:
     VUKVector m_vPosition;
     VUKVector m_vSize;
     VUKVector m_vTextureScale;
+    uint32_t m_uiLabel = 0; // the cached label's handle, read with every update of a labelled box
     SCE_Extras* m_pExtras = nullptr;
     uint16_t m_usTexture = 0;
     uint8_t m_ucTypeAndFlags = 0; // kind and texture mode, as Entity keeps them
@@ -68,8 +68,8 @@ public:
 
     // The label as last sent (empty without one); SetLabel caches the text as entities do.
     const std::string& GetLabel() const;
-    const std::string* LabelPointer() const { return m_pExtras ? m_pExtras->m_pLabel : nullptr; }
-    void SetLabelPointer(const std::string* label);
+    const std::string* LabelPointer() const { return Entity::LabelAt(m_uiLabel); }
+    void SetLabelPointer(const std::string* label) { m_uiLabel = Entity::LabelHandle(label); }
     void SetLabel(std::string_view text) { SetLabelPointer(Entity::CacheLabel(text)); }
 
     VUKVector PredictedStep() const { return m_pExtras ? m_pExtras->m_vPredictedStep : VUKVector(); }
