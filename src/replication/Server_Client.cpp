@@ -108,7 +108,10 @@ uint32_t Server_Client::HandleOf(const Server_Client_Entity* view) const {
 }
 
 IndexLink* Server_Client::LinkOf(const Server_Client_Entity* view) const {
-    return view->m_bLinked ? &m_pLinkBlock[view->m_ucLinkSlot] : nullptr;
+    // A view whose slot was taken over keeps its flag: the slot's owner says whether it is still
+    // bound, so that taking a slot over needs no look at the view that had it.
+    IndexLink* link = view->m_bLinked ? &m_pLinkBlock[view->m_ucLinkSlot] : nullptr;
+    return link && link->m_pOwner == view ? link : nullptr;
 }
 
 void Server_Client::SendIDChange() {
@@ -126,7 +129,6 @@ void Server_Client::SendIDChange_Core() {
         if (!m_pLinkBlock) MakeIndexLinks();
         link = CR_ILH_RemoveOldestUsedEntry();
         CR_ILH_AddNewUsedEntry(link);
-        if (link->m_pOwner) link->m_pOwner->m_bLinked = false;
         link->m_pOwner = m_pView;
         m_pView->m_ucLinkSlot = link->m_ucSlot;
         m_pView->m_bLinked = true;

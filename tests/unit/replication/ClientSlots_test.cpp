@@ -26,7 +26,7 @@ TEST_F(ClientSlots, SlotsAreBoundInOrderAndTheLeastRecentlySelectedIsTakenOver) 
     EXPECT_EQ(Select(views[0]), (Bytes{0x2E, 0x00}));
     Server_Client_Entity* extra = Keep(new Server_Client_Entity);
     EXPECT_EQ(Select(extra), Bind(1, extra));
-    EXPECT_FALSE(views[1]->m_bLinked);
+    EXPECT_EQ(m_Client->LinkOf(views[1]), nullptr);
     EXPECT_EQ(Select(views[1]), Bind(2, views[1]));
     std::erase(m_Views, views[1]);
     m_Client->ReleaseView(views[1]);

@@ -122,7 +122,7 @@ TEST_F(Encoders, FireBlockAddsAndTheOwnShotOfAClientThatSimulatesThem) {
         EXPECT_TRUE(Keep(m_Client->m_pView)->m_ucViewFlags & kViewClientFireBlock);
     }
     m_Client->m_pPlayer = nullptr;
-    EXPECT_FALSE(m_Views[0]->m_bLinked);
+    EXPECT_EQ(m_Client->LinkOf(m_Views[0]), nullptr);
     EXPECT_EQ(Written(), Bind(0, m_Views[1]) + Bytes{0x58} + F32(kF10) + F32(kF20) + F32(kF10) + F32(kF0) + F32(kF0) +
                              F32(kF0) + F32(kF0) + F32(kF0) + F32(0x40A00000) + U32(0xFFFFFFFF));
 }
