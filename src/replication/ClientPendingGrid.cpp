@@ -72,22 +72,21 @@ ClientPendingGrid::Entry ClientPendingGrid::Placement(uint32_t index, uint32_t s
 }
 
 void ClientPendingGrid::AddLive(uint32_t zone) {
-    if (m_Zones[zone].m_uiLive++ != 0) return;
+    if (m_Live[zone]++ != 0) return;
     uint32_t row = zone / kZones;
     if (m_usRowLive[row]++ == 0) ++m_uiLayerLive[row / kRows];
 }
 
 void ClientPendingGrid::RemoveLive(uint32_t zone) {
-    Zone& z = m_Zones[zone];
-    if (--z.m_uiLive != 0) return;
+    if (--m_Live[zone] != 0) return;
     // Nothing current is left: the entries go, and with them the memory.
-    std::vector<uint32_t>().swap(z.m_Entries);
+    std::vector<uint32_t>().swap(m_Entries[zone]);
     uint32_t row = zone / kZones;
     if (--m_usRowLive[row] == 0) --m_uiLayerLive[row / kRows];
 }
 
 void ClientPendingGrid::Compact(uint32_t zone) {
-    std::vector<uint32_t>& entries = m_Zones[zone].m_Entries;
+    std::vector<uint32_t>& entries = m_Entries[zone];
     std::sort(entries.begin(), entries.end());
     entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
     entries.erase(std::remove_if(entries.begin(), entries.end(), [&](uint32_t i) { return !IsCurrentIn(i, zone); }),
@@ -96,14 +95,17 @@ void ClientPendingGrid::Compact(uint32_t zone) {
 
 void ClientPendingGrid::File(uint32_t index, uint32_t key) {
     if (index >= m_Keys.size()) m_Keys.resize(size_t(index) + 1 + index / 8); // as the client's cells grow
-    if (!m_Zones) m_Zones.reset(new Zone[kLayers * kRows * kZones]);
+    if (!m_Live) {
+        m_Entries.reset(new std::vector<uint32_t>[kLayers * kRows * kZones]);
+        m_Live.reset(new uint32_t[kLayers * kRows * kZones]());
+    }
     Unfile(index);
     m_Keys[index] = key;
     ForEachZone(key, [&](uint32_t zone) { AddLive(zone); });
     auto add = [&](uint32_t zone) {
-        std::vector<uint32_t>& entries = m_Zones[zone].m_Entries;
+        std::vector<uint32_t>& entries = m_Entries[zone];
         entries.push_back(index);
-        if (entries.size() > 2 * size_t(m_Zones[zone].m_uiLive) + kCompactSlack) Compact(zone);
+        if (entries.size() > 2 * size_t(m_Live[zone]) + kCompactSlack) Compact(zone);
     };
     if (IsWide(key))
         ForEachZone(key, add);
@@ -120,7 +122,7 @@ void ClientPendingGrid::Unfile(uint32_t index) {
 
 uint32_t ClientPendingGrid::CountZones() const {
     uint32_t n = 0;
-    if (m_Zones)
-        for (uint32_t i = 0; i < kLayers * kRows * kZones; ++i) n += m_Zones[i].m_uiLive != 0;
+    if (m_Live)
+        for (uint32_t i = 0; i < kLayers * kRows * kZones; ++i) n += m_Live[i] != 0;
     return n;
 }

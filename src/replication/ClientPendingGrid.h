@@ -81,10 +81,6 @@ private:
     // Every walk pays for the stale entries it meets, so a walk compacts a zone it found a
     // quarter stale.
     static constexpr uint32_t kWalkCompactMin = 4;
-    struct Zone {
-        std::vector<uint32_t> m_Entries;
-        uint32_t m_uiLive = 0;
-    };
     static uint32_t ZoneOf(uint32_t layer, uint32_t row, uint32_t x) { return (layer * kRows + row) * kZones + x; }
     template <typename F> static void ForEachZone(uint32_t key, F f);
     static bool Covers(uint32_t key, uint32_t zone);
@@ -104,8 +100,11 @@ private:
     template <typename Exists>
     static int FindNextFromSpot(Exists exists, uint32_t count, float min, float max, float* spot, float limit);
 
-    std::vector<uint32_t> m_Keys;    // by compact index
-    std::unique_ptr<Zone[]> m_Zones; // made at the first filing
+    std::vector<uint32_t> m_Keys; // by compact index
+    // By zone, made at the first filing: the entry lists, and apart from them the live counts,
+    // which every filing and every walk step reads.
+    std::unique_ptr<std::vector<uint32_t>[]> m_Entries;
+    std::unique_ptr<uint32_t[]> m_Live;
     uint32_t m_uiLayerLive[kLayers] = {};
     uint16_t m_usRowLive[kLayers * kRows] = {};
 };
@@ -125,7 +124,7 @@ int ClientPendingGrid::FindNextFromSpot(Exists exists, uint32_t count, float min
 }
 
 template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, const VUKVector& high, Visit visit) {
-    if (!m_Zones) return;
+    if (!m_Live) return;
     const int64_t startX = StartIndex(low.x, kMinX), startZ = StartIndex(low.z, kMinZ),
                   startY = StartIndex(low.y, kMinY);
     // Back one zone on an axis where the zone is the box's first: entities filed there once, in
@@ -141,8 +140,8 @@ template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, con
             if (row < 0) break;
             for (float x = low.x; x <= high.x; x += kZoneSize) {
                 const uint32_t base = ZoneOf(uint32_t(layer), uint32_t(row), 0);
-                int i = FindNextFromSpot([&](uint32_t c) { return m_Zones[base + c].m_uiLive != 0; }, kZones, kMinX,
-                                         kMaxX, &x, high.x);
+                int i = FindNextFromSpot([&](uint32_t c) { return m_Live[base + c] != 0; }, kZones, kMinX, kMaxX, &x,
+                                         high.x);
                 if (i < 0) break;
                 const uint32_t zone = base + uint32_t(i);
                 const uint32_t by = back(layer, startY), bz = back(row, startZ), bx = back(i, startX);
@@ -150,7 +149,7 @@ template <typename Visit> void ClientPendingGrid::Walk(const VUKVector& low, con
                     for (uint32_t sz = uint32_t(row) - bz; sz <= uint32_t(row); ++sz)
                         for (uint32_t sx = uint32_t(i) - bx; sx <= uint32_t(i); ++sx) {
                             const uint32_t source = ZoneOf(sy, sz, sx);
-                            std::vector<uint32_t>& entries = m_Zones[source].m_Entries;
+                            std::vector<uint32_t>& entries = m_Entries[source];
                             if (entries.empty()) continue;
                             uint32_t stale = 0;
                             const bool more = visit(entries.data(), uint32_t(entries.size()), source, zone, stale);
