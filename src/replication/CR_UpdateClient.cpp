@@ -76,6 +76,13 @@ void ProcessLeftOvers(Server_Client& c, PlacedEntityList& list, bool players) {
     const VUKVector& here = c.m_pPlayer->m_vPosition;
     // A handled entity's place is taken by the list's last one, so the entities to come are read
     // from the end; far players are passed over, so theirs come in list order.
+    if (players) {
+        // Far players are passed over by the hundred at a few instructions each, too fast for
+        // fetching a few turns ahead: fetch all their cells, then all their entities and views,
+        // so that the misses overlap.
+        for (uint32_t k = 0; k < list.Count(); ++k) c.PrefetchCellOf(list.IndexAt(k));
+        for (uint32_t k = 0; k < list.Count(); ++k) c.PrefetchEntityAndView(list.IndexAt(k));
+    }
     uint32_t i = 0;
     while (i < list.Count() && c.HandleFullPacket()) {
         PrefetchAhead(c, list.Count() - i,
