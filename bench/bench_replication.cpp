@@ -86,6 +86,7 @@
 #include "platform/Clock.h"
 #include "replication/Server_Client.h"
 #include "world/Server_EntityKinds.h"
+#include "world/VUKHeap.h"
 
 namespace {
 
@@ -407,8 +408,10 @@ public:
         Notify();
     }
 
-    // The UDP thread's part: every queued message leaves at once.
+    // The UDP thread's part: every queued message leaves at once. Then the main loop's rest,
+    // in which growing pools ready their next chunk.
     void Drain(bool record) {
+        PrepareGlobalHeapsAhead();
         for (Server_Client* c : m_Server.m_Clients) {
             bool sample = record && &c->m_Pipe == m_Pipes[0];
             for (unsigned ch = 0; ch < kChannelCount; ++ch) {

@@ -21,6 +21,7 @@
 #include "platform/Files.h"
 #include "platform/Process.h"
 #include "platform/Signals.h"
+#include "world/VUKHeap.h"
 
 using platform::ConsolePrintf;
 
@@ -112,12 +113,23 @@ void HandToUDPThread(UDPServerInterface& udp) {
     }
 }
 
+// A rest at least this long first readies the growing pools' next chunks.
+constexpr std::chrono::microseconds kPrepareAheadRest{4000};
+
 // With nothing to hand over, the server thread waits for the next timer of the tick or for
 // whatever could give it work: the UDP thread's word that something came, a console key, a
 // shutdown signal. The rest is short enough (one game tick at most) for the loop's slower timers.
 // Lock-step mode keeps the threads alternating pass for pass, so it never rests.
 void RestUntilWork(UDPServerInterface& udp, std::chrono::microseconds rest) {
     if (!g_bUDPThreadMode || rest.count() <= 0) return;
+    // Time to spare: growing pools get their next chunk now rather than in the middle of a pass.
+    // Pools belong to this thread, so no lock is needed.
+    if (rest >= kPrepareAheadRest) {
+        const auto start = std::chrono::steady_clock::now();
+        PrepareGlobalHeapsAhead();
+        rest -= std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+        if (rest.count() <= 0) return;
+    }
     udp.BeginServerRest();
     platform::WaitUntilReadable({udp.m_hIncomingEvent.Fd(), platform::ConsoleKeyWakeFd(), platform::ShutdownWakeFd()},
                                 rest);

@@ -169,6 +169,18 @@ bool VukHeap::CommitPage(uint32_t page) {
     return true;
 }
 
+void VukHeap::PrepareAhead() {
+    if (m_pNext) return m_pNext->PrepareAhead();
+    const size_t chunkBytes = size_t(kVukChunkPages) * kVukPageSize;
+    const size_t top = size_t(m_pTop - m_pBase) / chunkBytes;
+    const size_t next = top + 1;
+    if ((top == 0 && m_uiDepth == 0) || next < m_uiPreparedChunks || next * chunkBytes >= m_uiReservedBytes) return;
+    const size_t bytes = std::min(chunkBytes, m_uiReservedBytes - next * chunkBytes);
+    if (m_pusChunkPages[next] == 0 && !m_Range.Commit(m_pBase + next * chunkBytes, bytes)) return;
+    m_Range.Populate(m_pBase + next * chunkBytes, bytes);
+    m_uiPreparedChunks = uint32_t(next + 1);
+}
+
 void VukHeap::DecommitPage(uint32_t page) {
     const uint32_t chunk = page / kVukChunkPages;
     if (--m_pusChunkPages[chunk] != 0) return;
@@ -255,6 +267,10 @@ const GlobalHeap g_GlobalHeaps[kGlobalHeapCount] = {
     {&g_VukHeap_VukZone, 10},
     {&g_VukHeap_VukZoneLine, 11},
 };
+
+void PrepareGlobalHeapsAhead() {
+    for (const GlobalHeap& h : g_GlobalHeaps) h.m_pHeap->PrepareAhead();
+}
 
 void OptimizeGlobalHeaps() {
     for (const GlobalHeap& row : g_GlobalHeaps) row.m_pHeap->L2_OptimizeFreeElementStack();

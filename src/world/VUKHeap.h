@@ -76,6 +76,10 @@ public:
     // Decommits the pages that became unused since the last call (this pool only); part of the
     // tidy pass.
     void ReleaseUnusedPages();
+    // Commits and backs the chunk after the one the chain's last pool grows into, so that the
+    // allocations to come do not wait while the system clears a huge page. For the main loop's
+    // rest; a pool still within its first chunk is left alone.
+    void PrepareAhead();
 
 private:
     friend class VukHeapChain<VukHeap>;
@@ -101,6 +105,7 @@ private:
     std::unique_ptr<uint8_t[]> m_pucPageState;
     // Per chunk: its committed pages; the chunk is accessible while there is one.
     std::unique_ptr<uint16_t[]> m_pusChunkPages;
+    uint32_t m_uiPreparedChunks = 0; // chunks below this were committed ahead once
     std::vector<uint32_t> m_UnusedPages;
     uint32_t m_uiPageCount = 0;
     uint32_t m_uiLiveCount = 0;
@@ -147,3 +152,5 @@ extern const GlobalHeap g_GlobalHeaps[kGlobalHeapCount];
 
 // The tidy pass over every global pool (once a minute from the server tick).
 void OptimizeGlobalHeaps();
+// PrepareAhead for every global pool (from the main loop when it has time to rest).
+void PrepareGlobalHeapsAhead();

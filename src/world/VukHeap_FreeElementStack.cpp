@@ -67,6 +67,8 @@ void Range::Decommit(uint8_t* p, size_t bytes) {
     if (mprotect(m_pBase, m_uiBytes, PROT_READ | PROT_WRITE) == 0) m_bAllOpen = true;
 }
 
+void Range::Populate(uint8_t* p, size_t bytes) { madvise(p, bytes, MADV_POPULATE_WRITE); }
+
 void ReportAndThrow(const char* text) {
     platform::ConsolePrintf("%s\n", text);
     LogChat("VukHeap", text);

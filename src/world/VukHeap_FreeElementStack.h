@@ -27,6 +27,8 @@ public:
     // only drops the contents. False when even that fails.
     bool Commit(uint8_t* p, size_t bytes);
     void Decommit(uint8_t* p, size_t bytes);
+    // Backs committed bytes with memory now, if the system can; otherwise the first touch does.
+    void Populate(uint8_t* p, size_t bytes);
 
     uint8_t* m_pBase = nullptr;
     size_t m_uiBytes = 0;

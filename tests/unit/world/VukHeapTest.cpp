@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "support/WorkingFolder.h"
@@ -105,6 +106,25 @@ TEST(PoolPages, AreCommittedWhileUsedAndDecommittedByTheTidy) {
     EXPECT_EQ(resident & 1, 0);
 
     EXPECT_EQ(VukHeap(100, 41, "RoundHeap").PageCount(), 2u); // 4100 bytes
+}
+
+// A pool that grew past its first 2 MiB chunk has the chunk after its top backed ahead of use;
+// one still within its first chunk costs nothing more.
+TEST(PoolPages, ThePreparedChunkIsTheOneAfterTheTop) {
+    WorkingFolder folder;
+    VukHeap heap(4096, 2048, "ChunkHeap"); // four chunks
+    auto resident = [&](size_t chunk) {
+        unsigned char page = 0;
+        return mincore(heap.Base() + chunk * (2u << 20), 4096, &page) == 0 && (page & 1);
+    };
+    std::vector<uint8_t*> taken;
+    for (int i = 0; i < 10; ++i) taken.push_back(heap.AllocateOne());
+    heap.PrepareAhead();
+    EXPECT_FALSE(resident(1));
+    for (int i = 0; i < 600; ++i) taken.push_back(heap.AllocateOne()); // the top is in chunk 1
+    heap.PrepareAhead();
+    EXPECT_EQ(std::tuple(resident(2), resident(3), heap.ChainCommittedPages()), std::tuple(true, false, uint64_t(610)));
+    for (uint8_t* p : taken) heap.FreeOne(p);
 }
 
 // A full pool chains another of the same shape, which goes again when it empties. Handles number
