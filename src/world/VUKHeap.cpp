@@ -227,10 +227,9 @@ uint32_t VukHeap::HandleOf(const void* pointer) const {
     throw WorldFatalError("VukHeap::HandleOf: pointer from no pool of " + m_strName);
 }
 
-uint8_t* VukHeap::FromHandle(uint32_t handle) const {
+uint8_t* VukHeap::FromChainHandle(uint32_t handle) const {
     if (handle == 0) return nullptr;
     uint32_t value = handle - 1;
-    if (value < m_uiElementCount) return m_pBase + size_t(value) * m_uiElementSize;
     size_t depth = m_uiDepth + value / m_uiElementCount;
     const std::vector<ChainRange>& ranges = m_pHead->m_ChainRanges;
     if (depth >= ranges.size()) throw WorldFatalError("VukHeap::FromHandle: stale handle in " + m_strName);

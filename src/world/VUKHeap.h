@@ -57,7 +57,10 @@ public:
     // 0 stands for null; otherwise (chain position × element count + slot) + 1. A pointer that
     // lies in no pool of the chain raises a WorldFatalError.
     uint32_t HandleOf(const void* p) const;
-    uint8_t* FromHandle(uint32_t handle) const;
+    // Inline for the first pool of a chain, where nearly every element lies.
+    uint8_t* FromHandle(uint32_t handle) const {
+        return handle - 1 < m_uiElementCount ? m_pBase + size_t(handle - 1) * m_uiElementSize : FromChainHandle(handle);
+    }
 
     const std::string& Name() const { return m_strName; }
     uint8_t* Base() const { return m_pBase; }
@@ -89,6 +92,7 @@ private:
     std::unique_ptr<VukHeap> MakeNext();
     void NextDropped();
     void TidyHere();
+    uint8_t* FromChainHandle(uint32_t handle) const;
     bool CommitPage(uint32_t page);
     void DecommitPage(uint32_t page);
 
