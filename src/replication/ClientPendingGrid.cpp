@@ -94,13 +94,13 @@ void ClientPendingGrid::Compact(uint32_t zone) {
 }
 
 void ClientPendingGrid::File(uint32_t index, uint32_t key) {
-    if (index >= m_Keys.size()) m_Keys.resize(size_t(index) + 1 + index / 8); // as the client's cells grow
+    if (index >= m_Cells.size()) m_Cells.resize(size_t(index) + 1 + index / 8); // as the client's cells grow
     if (!m_Live) {
         m_Entries.reset(new std::vector<uint32_t>[kLayers * kRows * kZones]);
         m_Live.reset(new uint32_t[kLayers * kRows * kZones]());
     }
     Unfile(index);
-    m_Keys[index] = key;
+    m_Cells[index].m_uiGridKey = key;
     ForEachZone(key, [&](uint32_t zone) { AddLive(zone); });
     auto add = [&](uint32_t zone) {
         std::vector<uint32_t>& entries = m_Entries[zone];
@@ -114,9 +114,9 @@ void ClientPendingGrid::File(uint32_t index, uint32_t key) {
 }
 
 void ClientPendingGrid::Unfile(uint32_t index) {
-    if (index >= m_Keys.size() || m_Keys[index] == 0) return;
-    uint32_t key = m_Keys[index];
-    m_Keys[index] = 0;
+    if (index >= m_Cells.size() || m_Cells[index].m_uiGridKey == 0) return;
+    uint32_t key = m_Cells[index].m_uiGridKey;
+    m_Cells[index].m_uiGridKey = 0;
     ForEachZone(key, [&](uint32_t zone) { RemoveLive(zone); });
 }
 

@@ -23,6 +23,15 @@
 
 class Server_Entity;
 
+// What a client holds of one entity, in an array indexed by the entity's compact index: its view,
+// its place in a pending list and the key the client's pending grid has it filed under, side by
+// side because notices and passes read them together.
+struct ClientEntityCell {
+    uint32_t m_uiView = 0;         // the view record's handle in g_VukHeap_ServerClientEntity; 0 none
+    uint32_t m_uiPendingPlace = 0; // place in its pending list + 1; 0 not pending
+    uint32_t m_uiGridKey = 0;      // ClientPendingGrid's key; 0 not filed
+};
+
 class ClientPendingGrid {
 public:
     static constexpr uint32_t kLayers = 6; // along y
@@ -36,7 +45,9 @@ public:
     static constexpr uint32_t kFiled = 0x80000000u;
     static constexpr uint32_t kNowhere = kFiled | 0x40000000u;
 
-    ClientPendingGrid() = default;
+    // Keeps the keys in the client's cells (growing them as needed), or in cells of its own.
+    explicit ClientPendingGrid(std::vector<ClientEntityCell>& cells) : m_Cells(cells) {}
+    ClientPendingGrid() : m_Cells(m_OwnCells) {}
     virtual ~ClientPendingGrid() = default;
     ClientPendingGrid(const ClientPendingGrid&) = delete;
     ClientPendingGrid& operator=(const ClientPendingGrid&) = delete;
@@ -44,10 +55,7 @@ public:
     // Where the entity would be filed now (never 0).
     static uint32_t KeyOf(const Server_Entity* e);
     // The key the entity is filed under, 0 when it is not filed.
-    uint32_t FiledKey(uint32_t index) const { return index < m_Keys.size() ? m_Keys[index] : 0; }
-    void Prefetch(uint32_t index) const {
-        if (index < m_Keys.size()) __builtin_prefetch(m_Keys.data() + index);
-    }
+    uint32_t FiledKey(uint32_t index) const { return index < m_Cells.size() ? m_Cells[index].m_uiGridKey : 0; }
     // Filed in at least one zone.
     bool IsFiledInZones(uint32_t index) const {
         uint32_t key = FiledKey(index);
@@ -100,7 +108,8 @@ private:
     template <typename Exists>
     static int FindNextFromSpot(Exists exists, uint32_t count, float min, float max, float* spot, float limit);
 
-    std::vector<uint32_t> m_Keys; // by compact index
+    std::vector<ClientEntityCell> m_OwnCells;
+    std::vector<ClientEntityCell>& m_Cells;
     // By zone, made at the first filing: the entry lists, and apart from them the live counts,
     // which every filing and every walk step reads.
     std::unique_ptr<std::vector<uint32_t>[]> m_Entries;

@@ -22,12 +22,6 @@ class Server_Entity;
 class Server_Player;
 struct Server_WeirdLink;
 
-// What a client holds of one entity, in an array indexed by the entity's compact index.
-struct ClientEntityCell {
-    uint32_t m_uiView = 0;         // the view record's handle in g_VukHeap_ServerClientEntity; 0 none
-    uint32_t m_uiPendingPlace = 0; // place in its pending list + 1; 0 not pending
-};
-
 // An entity list (by compact index) whose members' places are kept by the client in their cells,
 // so that a member leaves in constant time: the last member moves into its place.
 class PlacedEntityList {
@@ -297,7 +291,8 @@ public:
     void SendServerTextures_Channel3();
     void HandleReceivedSFileInfo(Packet* packet);
 
-    ClientPendingGrid m_PendingGrid;
+    std::vector<ClientEntityCell> m_Cells; // by compact index; the pending grid keeps its keys here
+    ClientPendingGrid m_PendingGrid{m_Cells};
     ClientServerPipe m_Pipe;
     std::string m_strName;
     uint32_t m_uiClientVersion = 0;
@@ -334,7 +329,6 @@ public:
     VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedViews{kInitialListCapacity};
     VUKFastArray_WithLinkBacks<Server_Client_Entity*> m_RemovedFireBlockViews{kInitialListCapacity};
     ZoneWaitList m_ZoneWaitEntities;
-    std::vector<ClientEntityCell> m_Cells; // by compact index
     uint32_t m_uiWatcher = kNoWatcher;
     uint32_t m_uiWatchEpoch = 0;     // new with each watcher number, so old score marks never match
     uint32_t m_uiTeardownCursor = 0; // cells below it are already dismantled

@@ -82,7 +82,6 @@ void Server_Client::PrefetchCellOf(uint32_t index) const {
     if (index >= m_Cells.size()) return;
     __builtin_prefetch(&m_Cells[index]);
     g_EntityClientBits.Prefetch(index);
-    m_PendingGrid.Prefetch(index);
 }
 
 void Server_Client::PrefetchEntityAndView(uint32_t index) const {
@@ -318,9 +317,9 @@ bool Server_Client::GradualDeleteThingy() {
     const uint32_t end = std::min<uint32_t>(m_uiTeardownCursor + kCellsPerTeardownStep, uint32_t(m_Cells.size()));
     for (uint32_t i = m_uiTeardownCursor; i < end; ++i) {
         ClientEntityCell& cell = m_Cells[i];
-        // The bits mirror the cell and the grid filing: a cell without either has none set.
+        // The bits mirror the cell: a cell holding nothing has none set.
         // A waiting entity is always pending too.
-        const bool held = cell.m_uiView || cell.m_uiPendingPlace || m_PendingGrid.FiledKey(i);
+        const bool held = cell.m_uiView || cell.m_uiPendingPlace || cell.m_uiGridKey;
         if (!held) continue;
         if (cell.m_uiView)
             ReleaseView(
