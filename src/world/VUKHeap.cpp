@@ -157,35 +157,34 @@ void VukHeap::MarkPagesUsed(uint8_t* p, size_t n) {
     }
 }
 
+namespace {
+constexpr size_t kChunkBytes = size_t(kVukChunkPages) * kVukPageSize;
+} // namespace
+
+size_t VukHeap::ChunkBytes(size_t chunk) const {
+    return std::min(kChunkBytes, m_uiReservedBytes - chunk * kChunkBytes);
+}
+
 bool VukHeap::CommitPage(uint32_t page) {
     const uint32_t chunk = page / kVukChunkPages;
-    if (m_pusChunkPages[chunk] == 0) {
-        const size_t offset = size_t(chunk) * kVukChunkPages * kVukPageSize;
-        if (!m_Range.Commit(m_pBase + offset,
-                            std::min(size_t(kVukChunkPages) * kVukPageSize, m_uiReservedBytes - offset)))
-            return false;
-    }
+    if (m_pusChunkPages[chunk] == 0 && !m_Range.Commit(m_pBase + chunk * kChunkBytes, ChunkBytes(chunk))) return false;
     ++m_pusChunkPages[chunk];
     return true;
 }
 
-void VukHeap::PrepareAhead() {
-    if (m_pNext) return m_pNext->PrepareAhead();
-    const size_t chunkBytes = size_t(kVukChunkPages) * kVukPageSize;
-    const size_t top = size_t(m_pTop - m_pBase) / chunkBytes;
-    const size_t next = top + 1;
-    if ((top == 0 && m_uiDepth == 0) || next < m_uiPreparedChunks || next * chunkBytes >= m_uiReservedBytes) return;
-    const size_t bytes = std::min(chunkBytes, m_uiReservedBytes - next * chunkBytes);
-    if (m_pusChunkPages[next] == 0 && !m_Range.Commit(m_pBase + next * chunkBytes, bytes)) return;
-    m_Range.Populate(m_pBase + next * chunkBytes, bytes);
-    m_uiPreparedChunks = uint32_t(next + 1);
-}
-
 void VukHeap::DecommitPage(uint32_t page) {
     const uint32_t chunk = page / kVukChunkPages;
-    if (--m_pusChunkPages[chunk] != 0) return;
-    const size_t offset = size_t(chunk) * kVukChunkPages * kVukPageSize;
-    m_Range.Decommit(m_pBase + offset, std::min(size_t(kVukChunkPages) * kVukPageSize, m_uiReservedBytes - offset));
+    if (--m_pusChunkPages[chunk] == 0) m_Range.Decommit(m_pBase + chunk * kChunkBytes, ChunkBytes(chunk));
+}
+
+void VukHeap::PrepareAhead() {
+    if (m_pNext) return m_pNext->PrepareAhead();
+    const size_t top = size_t(m_pTop - m_pBase) / kChunkBytes;
+    const size_t next = top + 1;
+    if ((top == 0 && m_uiDepth == 0) || next < m_uiPreparedChunks || next * kChunkBytes >= m_uiReservedBytes) return;
+    if (m_pusChunkPages[next] == 0 && !m_Range.Commit(m_pBase + next * kChunkBytes, ChunkBytes(next))) return;
+    m_Range.Populate(m_pBase + next * kChunkBytes, ChunkBytes(next));
+    m_uiPreparedChunks = uint32_t(next + 1);
 }
 
 void VukHeap::MarkPagesUnused(uint8_t* p, size_t n) {

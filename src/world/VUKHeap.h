@@ -93,6 +93,8 @@ private:
     void NextDropped();
     void TidyHere();
     uint8_t* FromChainHandle(uint32_t handle) const;
+    // The bytes of a chunk: the last one may be short.
+    size_t ChunkBytes(size_t chunk) const;
     bool CommitPage(uint32_t page);
     void DecommitPage(uint32_t page);
 
