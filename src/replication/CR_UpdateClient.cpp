@@ -61,7 +61,7 @@ bool MovesOften(const Server_Entity* e) {
     }
 }
 
-// Handling an entity reads state spread over memory: its cell, bit row and grid key, the entity
+// Handling an entity reads state spread over memory: its cell (with the grid key), its bit row, the entity
 // and its view, and the view's extras. Loops over many entities fetch these some turns ahead in
 // three steps, each needing what the step before brought; at(d) is the index handled d turns on.
 template <typename At> void PrefetchAhead(const Server_Client& c, uint32_t turnsLeft, At at) {
